@@ -1,0 +1,72 @@
+// limits.h: every bound that keeps a peer, a file or an archive from taking more than its share.
+// One constant a bound, with its unit and where the number comes from. Ours, unless an origin is named.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ksw::limits {
+
+inline constexpr std::size_t kKiB = 1024;
+inline constexpr std::size_t kMiB = 1024 * kKiB;
+
+// Frames, in bytes. A reply may carry a whole list; a request is small, and root's may carry a payload.
+inline constexpr std::size_t kFrameBodyMax = 64 * kMiB;
+inline constexpr std::size_t kRequestBodyMax = 1 * kMiB;
+inline constexpr std::size_t kRootRequestBodyMax = 16 * kMiB;
+/// How far a receive buffer grows ahead of the bytes that have arrived, whatever the header promises.
+inline constexpr std::size_t kBufferAheadMax = 64 * kKiB;
+/// A method's name on the wire, in bytes.
+inline constexpr std::size_t kSelectorMax = 256;
+/// A distributed notification, in bytes.
+inline constexpr std::size_t kNotificationMax = 64 * kKiB;
+
+// Decoding.
+/// Nesting of CBOR, property lists and archives in archives, together.
+inline constexpr std::size_t kDepthMax = 64;
+inline constexpr std::size_t kObjectsMax = 65'536;
+inline constexpr std::size_t kSharedReferencesMax = 262'144;
+/// Elements reserved at once for a declared count; the rest grows as elements arrive.
+inline constexpr std::size_t kReserveMax = 4'096;
+/// Heap of one decoding: this many times the input, and this much on top, in bytes.
+inline constexpr std::size_t kHeapFactor = 8;
+inline constexpr std::size_t kHeapBase = 1 * kMiB;
+/// One text or byte string, and one field of an item, in bytes.
+inline constexpr std::size_t kStringMax = 16 * kMiB;
+inline constexpr std::size_t kFieldMax = 64 * kKiB;
+/// Containers above an item.
+inline constexpr std::size_t kContainerChainMax = 16;
+inline constexpr std::size_t kListItemsMax = 16'384;
+inline constexpr std::size_t kLoginItemsMax = 1'024;
+
+// Serving.
+inline constexpr std::size_t kRequestsInFlightMax = 128;
+inline constexpr std::size_t kConnectionsMax = 4'096;
+inline constexpr std::size_t kConnectionsPerUidMax = 256;
+/// Connections kept free for uid 0.
+inline constexpr std::size_t kConnectionsReservedForRoot = 64;
+/// Bytes held for one uid.
+inline constexpr std::size_t kBytesPerUidMax = 64 * kMiB;
+
+// Time, in seconds.
+/// Dialling: a full backlog would block for ever.
+inline constexpr int kDialSeconds = 5;
+/// A started frame that makes no progress, or a reply that its reader does not take.
+inline constexpr int kStallSeconds = 30;
+/// What a server allows itself before an error is the reply.
+inline constexpr int kLaunchQuestionSeconds = 5;
+inline constexpr int kRequestSeconds = 20;
+inline constexpr int kLongRequestSeconds = 60;
+
+// Files, in bytes unless said otherwise.
+inline constexpr std::size_t kPropertyListFileMax = 1 * kMiB;
+inline constexpr std::size_t kAttributionTableMax = 8 * kMiB;
+/// Directory entries read while looking for a file that moved.
+inline constexpr std::size_t kBookmarkSearchEntriesMax = 4'096;
+
+// The log.
+inline constexpr std::size_t kLogFieldMax = 8 * kKiB;
+/// How long one send to the journal may wait, in milliseconds.
+inline constexpr int kLogSendMilliseconds = 10;
+
+}  // namespace ksw::limits
