@@ -21,9 +21,11 @@ enum class PathKind { File, Directory };
 class KSW_EXPORT URL {
 public:
     /// Reads a URL reference. Absent when the text is not one: a control character or blank, a percent sign
-    /// without two hex digits, or bytes beyond ASCII (they must be percent-encoded).
+    /// without two hex digits, bytes beyond ASCII or one of "<>\^`{|} (they must be percent-encoded), a second
+    /// "#", or a colon in the first segment of a text without scheme.
     static std::optional<URL> fromString(std::string_view text);
-    /// The same, relative to `base`. An absolute text keeps no base.
+    /// The same, relative to `base`. An absolute text keeps no base. A base with a base of its own is kept in
+    /// its absolute form.
     static std::optional<URL> fromString(std::string_view text, const URL& base);
 
     /// The file URL of a path; bytes that a URL cannot hold are percent-encoded. A path that does not begin
@@ -54,9 +56,11 @@ public:
 
     /// The last component of the path, percent-decoded; "/" for the root, empty for an empty path.
     std::string lastPathComponent() const;
-    /// The URL with a component appended to its path, percent-encoded; base, query and fragment as for a file.
+    /// The URL with a component appended to its path, percent-encoded; slashes in it separate components. Base,
+    /// query and fragment stay.
     URL appendingPathComponent(std::string_view component, PathKind kind = PathKind::File) const;
-    /// The URL without its last path component, ending in a slash.
+    /// The URL without its last path component, query and fragment, ending in a slash. The root stays; below a
+    /// path of ".." or an empty one the parent is named with "../".
     URL deletingLastPathComponent() const;
 
     friend bool operator==(const URL& left, const URL& right);
