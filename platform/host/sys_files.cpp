@@ -1,0 +1,193 @@
+#include "platform/host/sys_files.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+
+#include <linux/openat2.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+
+namespace ksw::host::sys {
+
+namespace {
+
+Status checkPath(const std::string& path, std::string_view name) {
+    if (path.find('\0') != std::string::npos) {
+        return callError(EINVAL, name, path.c_str());
+    }
+    return {};
+}
+
+/// A call whose only answer is whether it worked.
+template <class Function>
+Status pathCall(Call call, std::string_view name, const std::string& path, Function function) {
+    if (Status status = checkPath(path, name); !status) {
+        return status;
+    }
+    if (retried(call, [&](std::size_t) { return function(path.c_str()); }) < 0) {
+        return callError(errno, name, path);
+    }
+    return {};
+}
+
+template <class Function>
+Status descriptorCall(Call call, std::string_view name, int fd, Function function) {
+    if (retried(call, [&](std::size_t) { return function(fd); }) < 0) {
+        return callError(errno, name, fd);
+    }
+    return {};
+}
+
+long openBeneathNoLink(const char* path, int flags) {
+    open_how how{};
+    how.flags = static_cast<std::uint64_t>(flags) | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return ::syscall(SYS_openat2, AT_FDCWD, path, &how, sizeof how);
+}
+
+}  // namespace
+
+Result<UniqueFd> open(const std::string& path, int flags, mode_t mode) {
+    return openAt(AT_FDCWD, path, flags, mode);
+}
+
+Result<UniqueFd> openAt(int folder, const std::string& name, int flags, mode_t mode) {
+    if (Status status = checkPath(name, "open"); !status) {
+        return status.error();
+    }
+    UniqueFd fd(
+        retried(Call::Open, [&](std::size_t) { return ::openat(folder, name.c_str(), flags | O_CLOEXEC, mode); }));
+    if (!fd) {
+        return callError(errno, "open", name);
+    }
+    return fd;
+}
+
+Result<UniqueFd> openWithoutLinks(const std::string& path, int flags) {
+    if (Status status = checkPath(path, "open"); !status) {
+        return status.error();
+    }
+    UniqueFd fd(
+        static_cast<int>(retried(Call::Open, [&](std::size_t) { return openBeneathNoLink(path.c_str(), flags); })));
+    if (fd) {
+        return fd;
+    }
+    if (errno == ENOSYS) {
+        return open(path, flags | O_NOFOLLOW);
+    }
+    return callError(errno, "open", path);
+}
+
+Result<Transfer> read(int fd, void* buffer, std::size_t size) {
+    const ssize_t returned =
+        retried(Call::Read, [&](std::size_t lengthMax) { return ::read(fd, buffer, std::min(size, lengthMax)); });
+    return transferOf(returned, "read", fd);
+}
+
+Result<Transfer> write(int fd, const void* bytes, std::size_t size) {
+    const ssize_t returned =
+        retried(Call::Write, [&](std::size_t lengthMax) { return ::write(fd, bytes, std::min(size, lengthMax)); });
+    return transferOf(returned, "write", fd);
+}
+
+Result<struct ::stat> fileStatus(int fd) {
+    struct ::stat facts {};
+    if (retried(Call::FileStatus, [&](std::size_t) { return ::fstat(fd, &facts); }) < 0) {
+        return callError(errno, "fstat", fd);
+    }
+    return facts;
+}
+
+Result<struct ::statx> statx(const std::string& path, int flags, unsigned mask) {
+    struct ::statx facts {};
+    Status status = pathCall(Call::Statx, "statx", path,
+                             [&](const char* text) { return ::statx(AT_FDCWD, text, flags, mask, &facts); });
+    if (!status) {
+        return status.error();
+    }
+    return facts;
+}
+
+Result<struct ::statx> statx(int fd, unsigned mask) {
+    struct ::statx facts {};
+    Status status = descriptorCall(Call::Statx, "statx", fd,
+                                   [&](int file) { return ::statx(file, "", AT_EMPTY_PATH, mask, &facts); });
+    if (!status) {
+        return status.error();
+    }
+    return facts;
+}
+
+Result<std::string> readLink(const std::string& path) {
+    std::array<char, PATH_MAX> buffer{};
+    ssize_t length = 0;
+    Status status = pathCall(Call::ReadLink, "readlink", path, [&](const char* text) {
+        length = ::readlink(text, buffer.data(), buffer.size());
+        return length;
+    });
+    if (!status) {
+        return status.error();
+    }
+    if (static_cast<std::size_t>(length) == buffer.size()) {
+        return callError(ENAMETOOLONG, "readlink", path);
+    }
+    return std::string(buffer.data(), static_cast<std::size_t>(length));
+}
+
+Result<std::string> pathOfDescriptor(int fd) {
+    return readLink("/proc/self/fd/" + std::to_string(fd));
+}
+
+Status syncFile(int fd) {
+    return descriptorCall(Call::FileSync, "fsync", fd, ::fsync);
+}
+
+Status syncData(int fd) {
+    return descriptorCall(Call::DataSync, "fdatasync", fd, ::fdatasync);
+}
+
+Status rename(const std::string& from, const std::string& to) {
+    if (Status status = checkPath(to, "rename"); !status) {
+        return status;
+    }
+    return pathCall(Call::Rename, "rename", from, [&](const char* text) { return ::rename(text, to.c_str()); });
+}
+
+Status unlink(const std::string& path) {
+    return pathCall(Call::Unlink, "unlink", path, ::unlink);
+}
+
+Status makeDirectory(const std::string& path, mode_t mode) {
+    return pathCall(Call::MakeDirectory, "mkdir", path, [&](const char* text) { return ::mkdir(text, mode); });
+}
+
+Status changeMode(const std::string& path, mode_t mode) {
+    return pathCall(Call::ChangeMode, "chmod", path, [&](const char* text) { return ::chmod(text, mode); });
+}
+
+Result<UniqueFd> memoryFile(const std::string& name) {
+    UniqueFd fd(retried(
+        Call::MemFd, [&](std::size_t) { return ::memfd_create(name.c_str(), MFD_CLOEXEC | MFD_ALLOW_SEALING); }));
+    if (!fd) {
+        return callError(errno, "memfd_create", name);
+    }
+    return fd;
+}
+
+Status seal(int fd) {
+    return descriptorCall(Call::Seal, "fcntl", fd, [](int file) {
+        return ::fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);
+    });
+}
+
+Result<UniqueFd> processDescriptor(pid_t pid) {
+    UniqueFd fd(
+        static_cast<int>(retried(Call::PidFd, [&](std::size_t) { return ::syscall(SYS_pidfd_open, pid, 0); })));
+    if (!fd) {
+        return callError(errno, "pidfd_open", static_cast<int>(pid));
+    }
+    return fd;
+}
+
+}  // namespace ksw::host::sys

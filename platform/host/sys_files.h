@@ -1,0 +1,51 @@
+// sys_files.h: file calls. Every descriptor is close-on-exec and interruptions are retried. A path with a NUL
+// byte is EINVAL, since the kernel would see another path. All functions may be called from any thread.
+#pragma once
+
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "platform/base/unique_fd.h"
+#include "platform/host/sys_transfer.h"
+
+namespace ksw::host::sys {
+
+/// `flags` as for open(2), `mode` for a file that is created.
+Result<UniqueFd> open(const std::string& path, int flags, mode_t mode = 0600);
+/// The same below an open folder.
+Result<UniqueFd> openAt(int folder, const std::string& name, int flags, mode_t mode = 0600);
+/// The same, refusing a path with a symbolic link in any component (ELOOP). Before Linux 5.6, which has no
+/// such call, only a link as the last component is refused.
+Result<UniqueFd> openWithoutLinks(const std::string& path, int flags);
+
+/// One read or write of at most `size` bytes; may move fewer.
+Result<Transfer> read(int fd, void* buffer, std::size_t size);
+Result<Transfer> write(int fd, const void* bytes, std::size_t size);
+
+Result<struct ::stat> fileStatus(int fd);
+/// Facts of a path (a link as the last component is followed unless `flags` has AT_SYMLINK_NOFOLLOW), or of
+/// an open file.
+Result<struct ::statx> statx(const std::string& path, int flags, unsigned mask);
+Result<struct ::statx> statx(int fd, unsigned mask);
+/// Where a symbolic link points. ENAMETOOLONG from 4,096 bytes on (PATH_MAX).
+Result<std::string> readLink(const std::string& path);
+/// The canonical path of an open file, as the kernel knows it now; " (deleted)" follows that of a removed one.
+Result<std::string> pathOfDescriptor(int fd);
+
+Status syncFile(int fd);
+Status syncData(int fd);
+Status rename(const std::string& from, const std::string& to);
+Status unlink(const std::string& path);
+/// EEXIST when there is something.
+Status makeDirectory(const std::string& path, mode_t mode);
+Status changeMode(const std::string& path, mode_t mode);
+
+/// An unnamed file in memory; sealing it makes it immutable.
+Result<UniqueFd> memoryFile(const std::string& name);
+Status seal(int fd);
+/// A descriptor that stands for a process. ESRCH when there is none.
+Result<UniqueFd> processDescriptor(pid_t pid);
+
+}  // namespace ksw::host::sys
