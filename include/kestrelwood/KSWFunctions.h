@@ -1,0 +1,30 @@
+// KSWFunctions.h: identifiers of items. The management daemon composes them by the same rules. Any thread.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <kestrelwood/KSWTypes.h>
+#include <kestrelwood/export.h>
+#include <kestrelwood/values/url.h>
+
+/// The identifier of an item of this kind: "8.my.label" for an agent; the component itself for a user item and a
+/// developer. The component is a signing identifier or a job's label; absent without one. Provenance bits take no
+/// part.
+KSW_EXPORT std::optional<std::string> ComposedItemIdentifier(KSWItemType type,
+                                                             const std::optional<std::string>& component);
+
+/// The component in an identifier: what stands behind its first full stop. The whole identifier for a user item and
+/// a developer, and when nothing stands there.
+KSW_EXPORT std::string ItemIdentifierCopyBaseFromIdentifierAndType(std::string_view identifier, KSWItemType type);
+
+/// The text under "Label" in a job's property list. Absent when the file cannot be read as a dictionary, is larger
+/// than 1 MiB, or has no text there. Blocks for the reading of the file.
+KSW_EXPORT std::optional<std::string> LabelForStewardPlist(const ksw::URL& url);
+
+namespace ksw {
+using ::ComposedItemIdentifier;
+using ::ItemIdentifierCopyBaseFromIdentifierAndType;
+using ::LabelForStewardPlist;
+}  // namespace ksw

@@ -1,0 +1,12 @@
+// kestrelwood.h: everything that the framework exports.
+#pragma once
+
+#include <kestrelwood/KSWBackgroundItem.h>
+#include <kestrelwood/KSWErrors.h>
+#include <kestrelwood/KSWFetchResult.h>
+#include <kestrelwood/KSWFunctions.h>
+#include <kestrelwood/KSWItem.h>
+#include <kestrelwood/KSWLoginItem.h>
+#include <kestrelwood/KSWTypes.h>
+#include <kestrelwood/KSWUserSettings.h>
+#include <kestrelwood/values.h>
