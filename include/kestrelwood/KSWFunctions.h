@@ -1,4 +1,5 @@
-// KSWFunctions.h: identifiers of items. The management daemon composes them by the same rules. Any thread.
+// KSWFunctions.h: identifiers of items, which the management daemon composes by the same rules, and job files.
+// Any thread.
 #pragma once
 
 #include <optional>
@@ -7,7 +8,9 @@
 
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/export.h>
+#include <kestrelwood/values/error.h>
 #include <kestrelwood/values/url.h>
+#include <kestrelwood/values/value.h>
 
 /// The identifier of an item of this kind: "8.my.label" for an agent; the component itself for a user item and a
 /// developer. The component is a signing identifier or a job's label; absent without one. Provenance bits take no
@@ -24,6 +27,12 @@ KSW_EXPORT std::string ItemIdentifierCopyBaseFromIdentifierAndType(std::string_v
 KSW_EXPORT std::optional<std::string> LabelForStewardPlist(const ksw::URL& url);
 
 namespace ksw {
+
+/// The dictionary in a property list file, XML or binary. Absent when the URL is no file URL, there is no regular
+/// file, it is larger than 1 MiB, or it holds no property list or one that is no dictionary; `error`, when given,
+/// receives the reason then, and is left as it was otherwise. Blocks for the reading of the file.
+KSW_EXPORT std::optional<Dictionary> readPropertyListFile(const URL& url, std::optional<Error>* error = nullptr);
+
 using ::ComposedItemIdentifier;
 using ::ItemIdentifierCopyBaseFromIdentifierAndType;
 using ::LabelForStewardPlist;
