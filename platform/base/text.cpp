@@ -168,6 +168,13 @@ std::string fractionText(double value, const Placeholder& placeholder) {
     return {buffer.data(), written.ptr};
 }
 
+/// The digits behind a prefix. Appended, since g++ 12 takes `literal + string` for an overlapping copy.
+std::string prefixed(std::string_view prefix, std::string_view number) {
+    std::string text(prefix);
+    text += number;
+    return text;
+}
+
 /// A number as the conversion asks for it.
 std::string numberText(const TextArgument& argument, const Placeholder& placeholder) {
     if (placeholder.isBool) {
@@ -176,17 +183,17 @@ std::string numberText(const TextArgument& argument, const Placeholder& placehol
     const bool alternate = placeholder.alternate && bitsOf(argument) != 0;
     switch (placeholder.conversion) {
         case 'x':
-            return (alternate ? "0x" : "") + digits(bitsOf(argument), 16);
+            return prefixed(alternate ? "0x" : "", digits(bitsOf(argument), 16));
         case 'X': {
             std::string text = digits(bitsOf(argument), 16);
             std::transform(text.begin(), text.end(), text.begin(),
                            [](char c) { return c >= 'a' ? static_cast<char>(c - 'a' + 'A') : c; });
-            return (alternate ? "0X" : "") + text;
+            return prefixed(alternate ? "0X" : "", text);
         }
         case 'o':
-            return (alternate ? "0" : "") + digits(bitsOf(argument), 8);
+            return prefixed(alternate ? "0" : "", digits(bitsOf(argument), 8));
         case 'p':
-            return "0x" + digits(bitsOf(argument), 16);
+            return prefixed("0x", digits(bitsOf(argument), 16));
         case 'c':
             return std::string(1, static_cast<char>(bitsOf(argument)));
         default:
@@ -197,7 +204,7 @@ std::string numberText(const TextArgument& argument, const Placeholder& placehol
         return fractionText(argument.doubleValue(), placeholder);
     }
     const std::string text = argumentText(argument);
-    return placeholder.plus && !text.starts_with('-') ? "+" + text : text;
+    return placeholder.plus && !text.starts_with('-') ? prefixed("+", text) : text;
 }
 
 std::string placeholderText(const TextArgument& argument, const Placeholder& placeholder) {
@@ -246,7 +253,7 @@ std::string argumentText(const TextArgument& argument) {
         case TextArgument::Kind::Text:
             return std::string(argument.text());
         case TextArgument::Kind::Pointer:
-            return "0x" + digits(bitsOf(argument), 16);
+            return prefixed("0x", digits(bitsOf(argument), 16));
         case TextArgument::Kind::Object:
             return argument.describe();
     }

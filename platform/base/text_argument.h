@@ -158,9 +158,13 @@ std::string describeObject(const void* object);
 template <class T>
 constexpr TextArgument textArgument(T&& value) {
     using Plain = std::remove_cvref_t<T>;
-    if constexpr (std::is_array_v<Plain> &&
-                  std::same_as<std::remove_extent_t<std::remove_reference_t<T>>, const char>) {
-        return TextArgument::ofLiteral(std::string_view(value));
+    if constexpr (std::is_array_v<Plain>) {
+        using Character = std::remove_extent_t<std::remove_reference_t<T>>;
+        static_assert(std::same_as<std::remove_const_t<Character>, char>, "no text for arrays of other things");
+        // The program's own literals are constant; a buffer that it fills in is not, and may lack the final NUL.
+        const std::string_view whole(value, std::extent_v<Plain>);
+        const std::string_view text = whole.substr(0, whole.find('\0'));
+        return std::is_const_v<Character> ? TextArgument::ofLiteral(text) : TextArgument::ofText(text);
     } else if constexpr (std::same_as<Plain, Literal>) {
         return TextArgument::ofLiteral(value.text);
     } else if constexpr (std::same_as<Plain, std::nullptr_t> || std::same_as<Plain, std::nullopt_t>) {
@@ -171,7 +175,7 @@ constexpr TextArgument textArgument(T&& value) {
         return TextArgument::ofInteger(value);
     } else if constexpr (std::floating_point<Plain>) {
         return TextArgument::ofDouble(static_cast<double>(value));
-    } else if constexpr (text_argument::CharacterPointer<std::decay_t<T>>) {
+    } else if constexpr (text_argument::CharacterPointer<Plain>) {
         return value == nullptr ? TextArgument() : TextArgument::ofText(std::string_view(value));
     } else if constexpr (std::convertible_to<const Plain&, std::string_view>) {
         return TextArgument::ofText(std::string_view(value));
