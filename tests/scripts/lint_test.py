@@ -162,6 +162,24 @@ class Files(CheckCase):
         self.accepts("check-files", {"platform/host/a.cpp": 'auto a = secure_getenv("A");\n'})
 
 
+class Documents(CheckCase):
+    def test_a_link_that_leads_nowhere_is_refused(self):
+        self.refuses("check-documents", {"docs/a.md": "[b](b.md)\n"}, "docs/a.md:1: leads nowhere: b.md")
+        self.accepts("check-documents", {"docs/a.md": "[b](b.md#part) [c](../c.md)\n", "docs/b.md": "", "c.md": ""})
+
+    def test_a_program_that_is_shown_is_the_one_in_the_tree(self):
+        readme = "<!-- examples/a.cpp -->\n```cpp\nint a;\n```\n"
+        self.accepts("check-documents", {"README.md": readme, "examples/a.cpp": "int a;\n"})
+        self.refuses("check-documents", {"README.md": readme, "examples/a.cpp": "int b;\n"}, "differs from examples/a.cpp")
+        self.refuses("check-documents", {"README.md": readme}, "is not there")
+
+    def test_fixing_writes_the_program_into_the_document(self):
+        with Tree({"README.md": "<!-- a.cpp -->\n```cpp\n```\n", "a.cpp": "int a;\n"}) as root:
+            self.assertEqual(run("check-documents", "--fix", root).returncode, 0)
+            with open(os.path.join(root, "README.md"), encoding="utf-8") as file:
+                self.assertEqual(file.read(), "<!-- a.cpp -->\n```cpp\nint a;\n```\n")
+
+
 class Headers(unittest.TestCase):
     def check(self, path, text):
         with Tree({path: text}) as root:
