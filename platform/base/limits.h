@@ -45,8 +45,9 @@ inline constexpr std::size_t kConnectionsMax = 4'096;
 inline constexpr std::size_t kConnectionsPerUidMax = 256;
 /// Connections kept free for uid 0.
 inline constexpr std::size_t kConnectionsReservedForRoot = 64;
-/// Bytes held for one uid.
+/// Bytes held for one uid, and for all of them together.
 inline constexpr std::size_t kBytesPerUidMax = 64 * kMiB;
+inline constexpr std::size_t kBytesHeldMax = 512 * kMiB;
 
 // Time, in seconds.
 /// Dialling: a full backlog would block for ever.

@@ -1,0 +1,136 @@
+// connection.h: a client's connection to a named service: typed requests out, replies back.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "platform/base/result.h"
+#include "platform/ipc/interface.h"
+#include "platform/ipc/method.h"
+#include "platform/ipc/wire_types.h"
+
+namespace ksw::ipc {
+
+/// Where a service's name is looked up.
+enum class Domain : std::uint8_t {
+    System,   ///< The system's; its server runs as uid 0.
+    Session,  ///< The caller's session, or that of `ConnectionOptions::targetUid`; its server runs as that user.
+};
+
+/// What a request does when an earlier one lost its server.
+enum class Redial : std::uint8_t {
+    UntilReached,       ///< Dials until a server was reached once; after an interruption later requests fail.
+    AfterInterruption,  ///< The next request dials again.
+};
+
+struct ConnectionOptions {
+    Domain domain = Domain::Session;
+    std::optional<Uid> targetUid{};  ///< Whose session; absent: the caller's own. Not for the system domain.
+    Redial redial = Redial::UntilReached;
+};
+
+/// The options of the management daemon's connections: system domain, a restarted daemon is found again.
+constexpr ConnectionOptions managementDaemonOptions() {
+    return {Domain::System, std::nullopt, Redial::AfterInterruption};
+}
+
+/// The key in a refusal's user information under which the server's own code stands (integer).
+inline constexpr std::string_view kRefusalCodeKey = "KSWRefusalCode";
+
+/// A connection to one service. Any number of threads may use it at once.
+///
+/// Nothing happens before the first request, which dials. A request is never repeated or timed out: it ends with
+/// its reply, or with an error of kConnectionErrorDomain (a `ConnectionError`) when there is none. After a fork the
+/// child's first request dials a connection of its own.
+class Connection {
+public:
+    Connection(std::string_view serviceName, const ConnectionOptions& options, ServiceInterface interface);
+    /// Ends the connection: requests in flight fail with Invalidated. Waits for a handler that is running, unless
+    /// it is that handler which destroys the connection. No thread may be in `call`.
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    const std::string& serviceName() const;
+    const ServiceInterface& interface() const;
+
+    /// Sends one request and waits for its end, on the calling thread: blocks for as long as the server takes.
+    /// The reply's arguments, or the connection's error.
+    template <class... R, class... A>
+    Result<std::tuple<R...>> call(const Method<Reply<R...>(A...)>& method,
+                                  const std::type_identity_t<A>&... arguments) {
+        const ArgumentSource sources[] = {sourceOf(arguments)..., {}};
+        std::tuple<R...> reply;
+        Status status = placesOf(reply, [&](std::span<const ArgumentPlace> places) {
+            return exchange({method.selector, {sources, sizeof...(A)}}, {places, method.replyClasses});
+        });
+        if (!status) {
+            return status.error();
+        }
+        return reply;
+    }
+
+    /// Sends one request and returns. `handler` runs exactly once, with what `call` would have returned, on the
+    /// connection's own thread, one handler at a time, in the order in which the replies arrive. (When that thread
+    /// cannot be started, it runs on the caller's before this returns.) It may use the connection. It must not
+    /// throw.
+    template <class... R, class... A>
+    void callAsync(const Method<Reply<R...>(A...)>& method,
+                   std::type_identity_t<std::function<void(Result<std::tuple<R...>>)>> handler,
+                   const std::type_identity_t<A>&... arguments) {
+        const ArgumentSource sources[] = {sourceOf(arguments)..., {}};
+        post({method.selector, {sources, sizeof...(A)}},
+             [handler = std::move(handler), classes = method.replyClasses](Result<Bytes> body) {
+                 if (!body) {
+                     handler(body.error());
+                     return;
+                 }
+                 std::tuple<R...> reply;
+                 Status status = placesOf(reply, [&](std::span<const ArgumentPlace> places) {
+                     return decodeReply(*body, {places, classes});
+                 });
+                 if (status) {
+                     handler(std::move(reply));
+                 } else {
+                     handler(status.error());
+                 }
+             });
+    }
+
+private:
+    struct State;
+    struct Outgoing {
+        std::string_view selector;
+        std::span<const ArgumentSource> arguments;
+    };
+    struct Expected {
+        std::span<const ArgumentPlace> places;
+        std::span<const ReplyClasses> classes;
+    };
+    using BodyHandler = std::function<void(Result<Bytes>)>;
+
+    template <class... R, class Use>
+    static Status placesOf(std::tuple<R...>& reply, Use use) {
+        return std::apply(
+            [&](R&... slots) {
+                const ArgumentPlace places[] = {placeOf(slots)..., {}};
+                return use(std::span<const ArgumentPlace>{places, sizeof...(R)});
+            },
+            reply);
+    }
+
+    Status exchange(const Outgoing& request, const Expected& expected);
+    void post(const Outgoing& request, BodyHandler handler);
+    static Status decodeReply(Bytes body, const Expected& expected);
+
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace ksw::ipc

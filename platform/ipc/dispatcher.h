@@ -1,0 +1,66 @@
+// dispatcher.h: which handler serves which method.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+#include "platform/ipc/method.h"
+#include "platform/ipc/responder.h"
+
+namespace ksw::ipc {
+
+/// What a handler is told besides the arguments. Borrowed for the handler's run; a responder that is kept
+/// knows its peer itself.
+struct RequestContext {
+    /// Who asks, by the kernel's word; the only thing to authorise by.
+    const host::PeerIdentity& peer;
+    std::string_view service;   ///< The service's name.
+    std::string_view selector;  ///< The method's.
+};
+
+/// The handlers of one service. Filled before the server starts, constant afterwards.
+class Dispatcher {
+public:
+    /// Serves `method` with `handler(const RequestContext&, Responder<R...>, A...)`, which runs on the server's
+    /// threads, for several requests at once, and should not block for long. A row that is given twice: the last
+    /// handler holds. `method.selector` must be static. A handler that throws answers Refusal::NotAnswered.
+    template <class... R, class... A, class Handler>
+    void on(const Method<Reply<R...>(A...)>& method, Handler handler) {
+        entries_[method.selector] = {
+            method.patience, [handler = std::move(handler)](const RequestContext& context, PendingAnswer answer,
+                                                            archive::Reader& reader) {
+                std::tuple<A...> arguments;
+                std::apply(
+                    [&](A&... slots) {
+                        const ArgumentPlace places[] = {placeOf(slots)..., {}};
+                        if (Status status = decodeArguments(reader, {places, sizeof...(A)}); !status) {
+                            refuseArguments(context, answer, status.error());
+                            return;
+                        }
+                        handler(context, Responder<R...>(std::move(answer)), std::move(slots)...);
+                    },
+                    arguments);
+            }};
+    }
+
+    /// What serves one method: decodes the arguments that the reader stands before, and runs the handler.
+    struct Entry {
+        Patience patience = Patience::Ordinary;
+        std::function<void(const RequestContext&, PendingAnswer, archive::Reader&)> serve;
+    };
+
+    /// The entry of a selector; null when there is none.
+    const Entry* find(std::string_view selector) const;
+
+private:
+    static Status decodeArguments(archive::Reader& reader, std::span<const ArgumentPlace> places);
+    static void refuseArguments(const RequestContext& context, PendingAnswer& answer, const Error& error);
+
+    std::map<std::string_view, Entry, std::less<>> entries_;
+};
+
+}  // namespace ksw::ipc
