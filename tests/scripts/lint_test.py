@@ -222,6 +222,17 @@ class Layout(unittest.TestCase):
             self.assertEqual(result.returncode == 0, is_accepted, text)
 
 
+class Test(unittest.TestCase):
+    def test_help_names_every_stage_and_runs_none(self):
+        result = run("test", "--help")
+        self.assertEqual(result.returncode, 0)
+        for stage in ("lint", "release", "asan", "tsan", "fuzz", "bench"):
+            self.assertIn(f"\n  {stage} ", result.stdout)
+
+    def test_a_stage_that_there_is_not_is_wrong_usage(self):
+        self.assertEqual(run("test", "lnit").returncode, 2)
+
+
 class Setup(unittest.TestCase):
     def run_setup(self, status, tools=""):
         """Runs scripts/setup where dpkg-query and apt-get are stand-ins: apt-get writes down how it was called."""
