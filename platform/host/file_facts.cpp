@@ -1,0 +1,87 @@
+#include "platform/host/file_facts.h"
+
+#include <algorithm>
+
+#include <sys/sysmacros.h>
+
+#include "platform/host/sys.h"
+
+namespace ksw::host {
+
+namespace {
+
+constexpr std::string_view kApplicationSuffix = ".app";
+
+bool hasApplicationName(std::string_view path) {
+    while (path.ends_with('/')) {
+        path.remove_suffix(1);
+    }
+    const std::string_view name = path.substr(path.rfind('/') + 1);
+    return name.size() > kApplicationSuffix.size() && name.ends_with(kApplicationSuffix);
+}
+
+}  // namespace
+
+Result<FileFacts> fileFacts(const std::string& path) {
+    const Result<struct ::statx> raw = sys::statx(path, 0, STATX_TYPE | STATX_MTIME | STATX_INO | STATX_BTIME);
+    if (!raw) {
+        return raw.error();
+    }
+    FileFacts facts;
+    facts.isDirectory = S_ISDIR(raw->stx_mode);
+    facts.isRegularFile = S_ISREG(raw->stx_mode);
+    facts.isApplication = facts.isDirectory && hasApplicationName(path);
+    facts.contentModificationDate = Date::fromUnix(raw->stx_mtime.tv_sec, raw->stx_mtime.tv_nsec);
+    facts.identifier.device = makedev(raw->stx_dev_major, raw->stx_dev_minor);
+    facts.identifier.inode = raw->stx_ino;
+    if ((raw->stx_mask & STATX_BTIME) != 0) {
+        facts.identifier.birthSeconds = raw->stx_btime.tv_sec;
+        facts.identifier.birthNanoseconds = raw->stx_btime.tv_nsec;
+    }
+    return facts;
+}
+
+bool fileExists(const std::string& path) {
+    return sys::statx(path, 0, STATX_TYPE).ok();
+}
+
+Result<std::string> canonicalPath(const std::string& path) {
+    const Result<UniqueFd> file = sys::open(path, O_PATH);
+    if (!file) {
+        return file.error();
+    }
+    return sys::pathOfDescriptor(file->get());
+}
+
+Result<Data> readFile(const std::string& path, std::size_t sizeMax) {
+    const Result<UniqueFd> file = sys::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!file) {
+        return file.error();
+    }
+    const Result<struct ::stat> facts = sys::fileStatus(file->get());
+    if (!facts) {
+        return facts.error();
+    }
+    if (!S_ISREG(facts->st_mode)) {
+        return sys::callError(EINVAL, "read", path);
+    }
+    Data content;
+    // One byte more than the file has, to see its end; the file may also grow while it is read.
+    std::size_t room = std::min(static_cast<std::size_t>(std::max<off_t>(facts->st_size, 0)), sizeMax) + 1;
+    while (content.size() <= sizeMax) {
+        const std::size_t done = content.size();
+        content.resize(done + room);
+        const Result<sys::Transfer> transfer = sys::read(file->get(), content.data() + done, room);
+        if (!transfer) {
+            return transfer.error();
+        }
+        content.resize(done + transfer->bytes);
+        if (transfer->bytes == 0) {
+            return content;
+        }
+        room = std::min<std::size_t>(sizeMax - std::min(sizeMax, content.size()) + 1, 64U * 1024U);
+    }
+    return sys::callError(EFBIG, "read", path);
+}
+
+}  // namespace ksw::host

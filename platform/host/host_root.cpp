@@ -1,0 +1,94 @@
+#include "platform/host/host_root.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <unistd.h>
+
+#include "platform/host/file_facts.h"
+#include "platform/host/sys.h"
+
+namespace ksw::host {
+
+namespace {
+
+constexpr std::size_t kServiceNameMax = 200;  // a file name has 255 bytes; the rest is for temporary names
+constexpr std::string_view kRunFolderName = "kestrelwood";
+
+std::string joined(std::string folder, std::string_view name) {
+    folder += '/';
+    folder += name;
+    return folder;
+}
+
+bool isBelow(std::string_view path, std::string_view folder) {
+    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+}  // namespace
+
+std::string hostRoot() {
+    const char* given = ::secure_getenv("KESTRELWOOD_ROOT");
+    if (given == nullptr || *given == '\0') {
+        return {};
+    }
+    Result<std::string> canonical = canonicalPath(given);
+    std::string root = canonical ? std::move(*canonical) : std::string(given);
+    while (root.ends_with('/')) {
+        root.pop_back();
+    }
+    return root;
+}
+
+std::string hostPath(std::string_view path) {
+    return hostRoot().append(path);
+}
+
+Uid hostRootOwner() {
+    const std::string root = hostRoot();
+    if (root.empty()) {
+        return 0;
+    }
+    const Result<struct ::statx> facts = sys::statx(root, 0, STATX_UID);
+    return facts ? facts->stx_uid : kNoUser;
+}
+
+bool isServiceName(std::string_view name) {
+    return !name.empty() && name.size() <= kServiceNameMax && name.front() != '.' &&
+           std::all_of(name.begin(), name.end(), [](char c) {
+               return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+                      c == '-' || c == '_';
+           });
+}
+
+std::string systemRunFolder() {
+    return joined(hostPath("/run"), kRunFolderName);
+}
+
+std::string sessionRunFolder() {
+    const char* given = ::secure_getenv("XDG_RUNTIME_DIR");
+    if (given == nullptr || *given != '/') {
+        return userRunFolder(::geteuid());
+    }
+    const std::string root = hostRoot();
+    // A session inside the host root may name its folder by the path that the outside sees.
+    return joined(isBelow(given, root) ? given : root + given, kRunFolderName);
+}
+
+std::string userRunFolder(Uid uid) {
+    return joined(joined(hostPath("/run/user"), std::to_string(uid)), kRunFolderName);
+}
+
+std::string systemServicePath(std::string_view name) {
+    return joined(systemRunFolder(), name);
+}
+
+std::string sessionServicePath(std::string_view name) {
+    return joined(sessionRunFolder(), name);
+}
+
+std::string userServicePath(Uid uid, std::string_view name) {
+    return joined(userRunFolder(uid), name);
+}
+
+}  // namespace ksw::host

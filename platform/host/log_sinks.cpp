@@ -1,0 +1,167 @@
+#include "platform/host/log_sinks.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string_view>
+
+#include "platform/base/guarded.h"
+#include "platform/base/never_destroyed.h"
+#include "platform/host/host_root.h"
+#include "platform/host/journal.h"
+#include "platform/host/standard_error.h"
+
+namespace ksw::host {
+
+struct CapturedLines {
+    Guarded<std::vector<LogLine>> list;
+};
+
+namespace {
+
+constexpr std::uint32_t bitOf(LogLevel level) {
+    return 1U << static_cast<unsigned>(level);
+}
+constexpr std::uint32_t kAllLevels = 0x1FU;
+constexpr std::uint32_t kFailureLevels = bitOf(LogLevel::Error) | bitOf(LogLevel::Fault);
+constexpr std::uint32_t kJournalLevels = kAllLevels & ~bitOf(LogLevel::Debug);
+
+/// Settings with the journal that they name. Immutable, so that a line can be written without a lock.
+struct Sinks {
+    explicit Sinks(const LogSettings& wanted) : settings(wanted), journal(wanted.journalPath) {
+        if (settings.isVerbose) {
+            levels = kAllLevels;
+        } else {
+            levels = journal.isThere() ? kJournalLevels : kFailureLevels;
+        }
+    }
+
+    LogSettings settings;
+    Journal journal;
+    std::uint32_t levels = 0;
+};
+
+struct State {
+    std::shared_ptr<const Sinks> sinks;
+    std::vector<std::shared_ptr<CapturedLines>> captures;
+
+    void updateLevels() const {
+        const std::uint32_t sinkLevels = sinks == nullptr ? kAllLevels : sinks->levels;
+        logLevelsOn.store(captures.empty() ? sinkLevels : kAllLevels, std::memory_order_relaxed);
+    }
+};
+
+Guarded<State>& state() {
+    static NeverDestroyed<Guarded<State>> holder;
+    return *holder;
+}
+
+std::atomic<std::uint64_t>& dropped() {
+    static std::atomic<std::uint64_t> count{0};
+    return count;
+}
+
+bool isSet(const char* variable, std::string_view value) {
+    const char* text = ::secure_getenv(variable);
+    return text != nullptr && value == text;
+}
+
+/// The state's sinks and captures as they are now; the sinks are made when there are none yet.
+State currentState() {
+    {
+        const auto access = state().lock();
+        if (access->sinks != nullptr) {
+            return *access;
+        }
+    }
+    auto sinks = std::make_shared<const Sinks>(LogSettings::fromEnvironment());
+    const auto access = state().lock();
+    if (access->sinks == nullptr) {
+        access->sinks = std::move(sinks);
+        access->updateLevels();
+    }
+    return *access;
+}
+
+void writeToSinks(const Sinks& sinks, const LogLine& line) {
+    if ((sinks.levels & bitOf(line.level)) == 0) {
+        return;
+    }
+    const std::string& message = sinks.settings.showsPrivate ? line.fullForm : line.publicForm;
+    const bool inJournal = sinks.journal.isThere() && sinks.journal.write(line, message);
+    const bool isFailure = (kFailureLevels & bitOf(line.level)) != 0;
+    bool onStandardError = false;
+    if (sinks.settings.isVerbose || (!inJournal && isFailure)) {
+        onStandardError = writeToStandardError(sinks.settings.standardError, line, message);
+    }
+    if (!inJournal && !onStandardError) {
+        dropped().fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+}  // namespace
+
+LogSettings LogSettings::fromEnvironment() {
+    LogSettings settings;
+    settings.journalPath = hostPath("/run/systemd/journal/socket");
+    settings.isVerbose = isSet("KESTRELWOOD_LOG", "debug");
+    settings.showsPrivate = isSet("KESTRELWOOD_LOG_PRIVATE", "1");
+    return settings;
+}
+
+void setLogSettings(const LogSettings& settings) {
+    auto sinks = std::make_shared<const Sinks>(settings);
+    const auto access = state().lock();
+    access->sinks.swap(sinks);
+    access->updateLevels();
+}
+
+void routeLogLine(const LogLine& line) {
+    const State now = currentState();
+    for (const auto& capture : now.captures) {
+        capture->list.lock()->push_back(line);
+    }
+    writeToSinks(*now.sinks, line);
+}
+
+std::uint64_t droppedLogLines() {
+    return dropped().load(std::memory_order_relaxed);
+}
+
+LogCapture::LogCapture() : lines_(std::make_shared<CapturedLines>()) {
+    const auto access = state().lock();
+    access->captures.push_back(lines_);
+    access->updateLevels();
+}
+
+LogCapture::~LogCapture() {
+    const auto access = state().lock();
+    std::erase(access->captures, lines_);
+    access->updateLevels();
+}
+
+std::vector<LogLine> LogCapture::lines() const {
+    return *lines_->list.lock();
+}
+
+std::vector<std::string> LogCapture::at(LogLevel level) const {
+    std::vector<std::string> texts;
+    const auto list = lines_->list.lock();
+    for (const LogLine& line : *list) {
+        if (line.level == level) {
+            texts.push_back(line.fullForm);
+        }
+    }
+    return texts;
+}
+
+std::size_t LogCapture::count(std::string_view fullForm) const {
+    const auto list = lines_->list.lock();
+    return static_cast<std::size_t>(
+        std::count_if(list->begin(), list->end(), [&](const LogLine& line) { return line.fullForm == fullForm; }));
+}
+
+void LogCapture::clear() {
+    lines_->list.lock()->clear();
+}
+
+}  // namespace ksw::host

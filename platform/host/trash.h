@@ -1,0 +1,22 @@
+// trash.h: whether a file has been thrown away. Trash folders are those of the freedesktop.org layout, of any
+// user: the home trash (`$XDG_DATA_HOME/Trash`, `~/.local/share/Trash`), and at the top of each volume
+// `.Trash/UID` and `.Trash-UID`; what was thrown away lies in their folder `files`.
+#pragma once
+
+#include <string>
+
+#include "platform/base/result.h"
+
+namespace ksw::host {
+
+enum class Relationship {
+    Contains,  ///< The trash contains the file, or is the file.
+    Other      ///< The file lies elsewhere.
+};
+
+/// The relationship of the trash of the file's own volume to the file. Symbolic links are followed first: the
+/// file's own place decides. Costs an open and a readlink for a file whose path names no trash folder. Error:
+/// POSIX, naming the path, when the file does not exist or cannot be examined. Any thread.
+Result<Relationship> relationshipOfTrash(const std::string& path);
+
+}  // namespace ksw::host
