@@ -1,7 +1,9 @@
 // budget.h: what one decoding may still take.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include <kestrelwood/values/value.h>
@@ -14,8 +16,8 @@ namespace ksw::plist {
 class Budget {
 public:
     explicit Budget(std::size_t inputSize)
-        : heap_(inputSize > kInputMax ? SIZE_MAX
-                                      : inputSize * limits::kHeapFactor + limits::kHeapBase - kOwnHeap) {}
+        : heap_(inputSize > kInputMax ? SIZE_MAX : inputSize * limits::kHeapFactor + limits::kHeapBase - kOwnHeap) {
+    }
 
     /// Pays for one more value or key. False: none is left.
     [[nodiscard]] bool takeObject() {
@@ -41,6 +43,22 @@ public:
     /// Pays for a string of exactly `length` bytes.
     [[nodiscard]] bool takeText(std::size_t length) {
         return length <= std::string().capacity() || takeHeap(length + 1);
+    }
+
+    /// Makes room for `needed` bytes in a text that grows by doubling. Old and new room exist together while the
+    /// text moves, and both are paid for. False: the heap left is too small, and the text is as it was.
+    [[nodiscard]] bool makeRoom(std::string& text, std::size_t needed) {
+        const std::size_t before = text.capacity();
+        if (needed <= before) {
+            return true;
+        }
+        const std::size_t after = std::max(needed, before * 2);
+        if (!takeHeap(after + 1)) {
+            return false;
+        }
+        text.reserve(after);
+        giveHeapBack(before > std::string().capacity() ? before + 1 : 0);
+        return true;
     }
 
 private:

@@ -23,5 +23,7 @@ inline constexpr Complaint kTooMuchHeap{FormatError::LimitPassed, "needs more me
 inline constexpr Complaint kTooLong{FormatError::LimitPassed, "text or data too long"};
 inline constexpr Complaint kIntegerRange{FormatError::LimitPassed, "integer out of range"};
 inline constexpr Complaint kDuplicateKey{FormatError::Malformed, "duplicate key"};
+inline constexpr Complaint kCutOff{FormatError::Malformed, "cut off"};
+inline constexpr Complaint kUnknownObject{FormatError::Malformed, "unknown kind of object"};
 
 }  // namespace ksw::plist

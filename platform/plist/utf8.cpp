@@ -5,7 +5,9 @@ namespace {
 
 constexpr char32_t kCharacterMax = 0x10FFFF;
 
-bool isSurrogate(char32_t character) { return character >= 0xD800 && character <= 0xDFFF; }
+bool isSurrogate(char32_t character) {
+    return character >= 0xD800 && character <= 0xDFFF;
+}
 
 /// How a first byte begins: how many bytes follow, its own bits, and the least character of that length.
 struct Lead {

@@ -119,6 +119,8 @@ private:
 
 }  // namespace
 
-Status walk(const Value& root, ValueVisitor& visitor) { return Walk(visitor).run(root); }
+Status walk(const Value& root, ValueVisitor& visitor) {
+    return Walk(visitor).run(root);
+}
 
 }  // namespace ksw::plist

@@ -12,9 +12,9 @@ struct XmlReader::Name {
 };
 
 constexpr XmlReader::Name XmlReader::kNames[] = {
-    {"key", Element::Key},         {"string", Element::String}, {"true", Element::True},
+    {"key", Element::Key},         {"string", Element::String},   {"true", Element::True},
     {"false", Element::False},     {"dict", Element::Dictionary}, {"array", Element::Array},
-    {"integer", Element::Integer}, {"real", Element::Real},     {"date", Element::Date},
+    {"integer", Element::Integer}, {"real", Element::Real},       {"date", Element::Date},
     {"data", Element::Data},       {"plist", Element::List},
 };
 
@@ -111,7 +111,8 @@ Status XmlReader::start(const Tag& tag, Element element) {
         return malformed(tag.offset, "a second value");
     }
     if ((element == Element::Key) != builder_.wantsKey()) {
-        return malformed(tag.offset, builder_.wantsKey() ? "<key> was expected" : "a key where a value was expected");
+        return malformed(tag.offset,
+                         builder_.wantsKey() ? "<key> was expected" : "a key where a value was expected");
     }
     if (element == Element::Dictionary || element == Element::Array) {
         return open(tag, element == Element::Array ? Builder::Kind::Array : Builder::Kind::Dictionary);

@@ -96,33 +96,6 @@ private:
     unsigned padding_ = 0;
 };
 
-struct Civil {
-    std::int64_t year;
-    unsigned month;
-    unsigned day;
-};
-
-/// The day of the Gregorian calendar that lies so many days after 1970-01-01; years count from March, so that the
-/// leap day comes last, and in eras of 400 years, after which the calendar repeats.
-Civil civilFromDays(std::int64_t days) {
-    constexpr std::int64_t kDaysPerEra = 146'097;
-    constexpr std::int64_t kDaysFromMarchOfYearZero = 719'468;
-    days += kDaysFromMarchOfYearZero;
-    const std::int64_t era = (days >= 0 ? days : days - (kDaysPerEra - 1)) / kDaysPerEra;
-    const std::int64_t dayOfEra = days - era * kDaysPerEra;
-    const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36'524 - dayOfEra / 146'096) / 365;
-    const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-    const std::int64_t march = (5 * dayOfYear + 2) / 153;
-    const auto day = static_cast<unsigned>(dayOfYear - (153 * march + 2) / 5 + 1);
-    const auto month = static_cast<unsigned>(march < 10 ? march + 3 : march - 9);
-    return {yearOfEra + era * 400 + (month <= 2 ? 1 : 0), month, day};
-}
-
-void appendPadded(std::string& text, std::int64_t number, std::size_t width, char after) {
-    const std::string digits = std::to_string(number);
-    text.append(width - digits.size(), '0').append(digits).push_back(after);
-}
-
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
@@ -200,7 +173,6 @@ Parsed parseData(std::string_view text) {
 }
 
 bool appendDate(std::string& text, Date date) {
-    constexpr std::int64_t kDay = 86'400;
     // 0000-01-01T00:00:00Z and 10000-01-01T00:00:00Z, in seconds since 1970.
     constexpr double kFirst = -62'167'219'200.0;
     constexpr double kBehindLast = 253'402'300'800.0;
@@ -208,16 +180,11 @@ bool appendDate(std::string& text, Date date) {
     if (!(unixTime >= kFirst && unixTime < kBehindLast)) {
         return false;
     }
-    const auto seconds = static_cast<std::int64_t>(unixTime);
-    const std::int64_t days = (seconds >= 0 ? seconds : seconds - (kDay - 1)) / kDay;
-    const std::int64_t inDay = seconds - days * kDay;
-    const Civil civil = civilFromDays(days);
-    appendPadded(text, civil.year, 4, '-');
-    appendPadded(text, civil.month, 2, '-');
-    appendPadded(text, civil.day, 2, 'T');
-    appendPadded(text, inDay / 3600, 2, ':');
-    appendPadded(text, inDay / 60 % 60, 2, ':');
-    appendPadded(text, inDay % 60, 2, 'Z');
+    // "2001-01-01 00:00:00 +0000": the same digits with other marks between and behind them.
+    const std::string shown = date.string();
+    constexpr std::size_t kDayLength = 10;
+    constexpr std::size_t kTimeLength = 8;
+    text.append(shown, 0, kDayLength).append("T").append(shown, kDayLength + 1, kTimeLength).append("Z");
     return true;
 }
 

@@ -29,7 +29,9 @@ Parsed parseDate(std::string_view text);
 /// Base64 (RFC 4648, section 4) with its padding; white space anywhere. The most that comes out of N characters
 /// is `dataSizeMax(N)` bytes, which is also what is allocated.
 Parsed parseData(std::string_view text);
-constexpr std::size_t dataSizeMax(std::size_t characters) { return characters / 4 * 3; }
+constexpr std::size_t dataSizeMax(std::size_t characters) {
+    return characters / 4 * 3;
+}
 
 /// The text without white space at its ends.
 std::string_view trimmed(std::string_view text);

@@ -12,7 +12,9 @@ bool isNameCharacter(char character) {
     return isNameStart(character) || (character >= '0' && character <= '9') || character == '-' || character == '.';
 }
 
-bool isContinuation(char character) { return (static_cast<unsigned char>(character) & 0xC0U) == 0x80U; }
+bool isContinuation(char character) {
+    return (static_cast<unsigned char>(character) & 0xC0U) == 0x80U;
+}
 
 /// Whether the name is "xml" in any case; such names belong to XML itself.
 bool isReserved(std::string_view name) {
@@ -37,7 +39,8 @@ Error XmlScanner::errorAt(std::size_t offset, Complaint complaint) const {
             ++column;
         }
     }
-    std::string text = "XML property list, line " + std::to_string(line) + ", column " + std::to_string(column) + ": ";
+    std::string text =
+        "XML property list, line " + std::to_string(line) + ", column " + std::to_string(column) + ": ";
     text += complaint.text;
     return Error(complaint.code, text);
 }

@@ -19,7 +19,9 @@ constexpr std::size_t kReferenceMax = 64;
 constexpr std::array<std::pair<std::string_view, char32_t>, 5> kEntities{
     {{"amp", U'&'}, {"lt", U'<'}, {"gt", U'>'}, {"quot", U'"'}, {"apos", U'\''}}};
 
-bool isSpecial(char character) { return character == '<' || character == '&' || character == '\r'; }
+bool isSpecial(char character) {
+    return character == '<' || character == '&' || character == '\r';
+}
 
 /// The character of "#65" or "#x41"; absent when it is not a number, or not one of XML's characters.
 std::optional<char32_t> numbered(std::string_view name) {
@@ -148,15 +150,8 @@ Status XmlScanner::addPiece(std::string_view piece) {
     if (needed > limits::kStringMax) {
         return errorAt(position_, kTooLong);
     }
-    const std::size_t before = scratch_.capacity();
-    if (needed > before) {
-        // Old and new room exist together while the text moves.
-        const std::size_t after = std::max(needed, before * 2);
-        if (!budget_.takeHeap(after + 1)) {
-            return errorAt(position_, kTooMuchHeap);
-        }
-        scratch_.reserve(after);
-        budget_.giveHeapBack(before > std::string().capacity() ? before + 1 : 0);
+    if (!budget_.makeRoom(scratch_, needed)) {
+        return errorAt(position_, kTooMuchHeap);
     }
     scratch_ += piece;
     return {};

@@ -105,7 +105,9 @@ Check XmlWriter::beginDictionary(const Dictionary& dictionary) {
     return {};
 }
 
-Check XmlWriter::key(const std::string& key) { return text("key", key); }
+Check XmlWriter::key(const std::string& key) {
+    return text("key", key);
+}
 
 void XmlWriter::begin(std::string_view element, bool empty) {
     indent();
