@@ -147,11 +147,12 @@ Check BinaryReader::openContainer(const Head& head) {
     if (isOpen(object_)) {
         return kCycle;
     }
-    if (auto check = builder_.open(isDictionary ? Builder::Kind::Dictionary : Builder::Kind::Array)) {
+    const std::size_t elements = content.size() / unit;
+    if (auto check = builder_.open(isDictionary ? Builder::Kind::Dictionary : Builder::Kind::Array, elements)) {
         return check;
     }
     const auto references = static_cast<std::size_t>(content.data() - layout_.objects().data());
-    open_.push_back({object_, references, content.size() / unit, 0, isDictionary});
+    open_.push_back({object_, references, elements, 0, isDictionary});
     return {};
 }
 

@@ -12,16 +12,25 @@ constexpr std::size_t kFirstCapacity = 4;
 /// A node of a `std::map`: the entry, three links and a colour.
 constexpr std::size_t kEntryHeap = sizeof(Dictionary::value_type) + 4 * sizeof(void*);
 
+/// A known size is reserved up to its bound and grown towards beyond that.
+std::size_t grownCapacity(std::size_t capacity, std::size_t elements) {
+    const std::size_t doubled = std::max(capacity * 2, kFirstCapacity);
+    if (elements <= capacity) {
+        return doubled;
+    }
+    return std::min(std::max(doubled, limits::kReserveMax), elements);
+}
+
 }  // namespace
 
-Check Builder::open(Kind kind) {
+Check Builder::open(Kind kind, std::size_t elements) {
     if (open_.size() == limits::kDepthMax) {
         return kTooDeep;
     }
     if (!budget_.takeObject()) {
         return kTooManyObjects;
     }
-    open_.push_back({kind == Kind::Array ? Value(Array()) : Value(Dictionary()), {}, false});
+    open_.push_back({kind == Kind::Array ? Value(Array()) : Value(Dictionary()), {}, elements, false});
     return {};
 }
 
@@ -75,16 +84,16 @@ Check Builder::place(Value value) {
     }
     Open& parent = open_.back();
     if (Array* array = parent.container.as<Array>()) {
-        return append(*array, std::move(value));
+        return append(*array, parent.elements, std::move(value));
     }
     return insert(parent, *parent.container.as<Dictionary>(), std::move(value));
 }
 
-Check Builder::append(Array& array, Value value) {
+Check Builder::append(Array& array, std::size_t elements, Value value) {
     const std::size_t before = array.capacity();
     if (array.size() == before) {
         // Old and new room exist together while the elements move.
-        const std::size_t after = std::max(before * 2, kFirstCapacity);
+        const std::size_t after = grownCapacity(before, elements);
         if (!budget_.takeHeap(after * sizeof(Value))) {
             return kTooMuchHeap;
         }

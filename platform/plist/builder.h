@@ -33,7 +33,8 @@ public:
     /// Whether the innermost open container is a dictionary; there must be one.
     bool isDictionary() const { return open_.back().container.as<Dictionary>() != nullptr; }
 
-    [[nodiscard]] Check open(Kind kind);
+    /// Opens a container. `elements` is how many an array is said to get; 0 when nobody knows.
+    [[nodiscard]] Check open(Kind kind, std::size_t elements = 0);
     /// Closes the innermost container and puts it where it belongs.
     [[nodiscard]] Check close();
     /// The key of the next value; only when `wantsKey`.
@@ -50,11 +51,12 @@ private:
     struct Open {
         Value container;
         std::string key;
+        std::size_t elements = 0;
         bool hasKey = false;
     };
 
     Check place(Value value);
-    Check append(Array& array, Value value);
+    Check append(Array& array, std::size_t elements, Value value);
     Check insert(Open& parent, Dictionary& dictionary, Value value);
 
     Budget& budget_;

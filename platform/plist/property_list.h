@@ -42,8 +42,8 @@ Result<Value> readBinary(Bytes bytes);
 /// outside the years 0 to 9999 is refused, and so is a character that XML 1.0 cannot hold.
 Result<Data> writeXml(const Value& value);
 
-/// Writes the binary form with the smallest sizes that fit. Equal scalars are written once, so a list of very
-/// many equal ones can become too small for the heap that a reader grants for its size. A date that is not a
+/// Writes the binary form with the smallest sizes that fit, equal scalars once. A list of tens of thousands of
+/// small values can become so compact that a reader's heap for its size does not hold them. A date that is not a
 /// finite number is refused.
 Result<Data> writeBinary(const Value& value);
 

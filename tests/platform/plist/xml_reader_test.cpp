@@ -100,7 +100,7 @@ TEST(AnXmlReader, RefusesEachPrefixOfAList) {
 
 TEST(AnXmlReader, RefusesADuplicateKey) {
     expectRefused(readMarkup("<dict><key>a</key><true/><key>&#97;</key><true/></dict>"), FormatError::Malformed,
-                  "line 1, column 53: duplicate key");
+                  "line 1, column 47: duplicate key");
 }
 
 TEST(AnXmlReader, RefusesAKeyWithoutAValue) {
