@@ -47,6 +47,15 @@ public:
             }};
     }
 
+    /// Refuses a method of the contract that this server does not serve, whatever its arguments. `selector` must be
+    /// static; `text` says why, for people.
+    void refuse(std::string_view selector, std::string text) {
+        entries_[selector] = {Patience::Ordinary, [text = std::move(text)](const RequestContext&,
+                                                                           PendingAnswer answer, archive::Reader&) {
+                                  answer.refuse(static_cast<std::int64_t>(Refusal::NotBuilt), text);
+                              }};
+    }
+
     /// What serves one method: decodes the arguments that the reader stands before, and runs the handler.
     struct Entry {
         Patience patience = Patience::Ordinary;
