@@ -48,6 +48,11 @@ Check checkText(std::string_view text) {
     }
     std::size_t position = 0;
     while (position < text.size()) {
+        const auto byte = static_cast<unsigned char>(text[position]);
+        if (byte >= 0x20 && byte < 0x80) {
+            ++position;
+            continue;
+        }
         const auto character = decodeUtf8(text, position);
         if (!character) {
             return Complaint{FormatError::Unsupported, "text that is not UTF-8"};
