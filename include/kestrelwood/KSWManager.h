@@ -26,8 +26,8 @@
 ///
 /// Common parameters: `appURL` or `bundleURL` is the application that owns the item, or the audit token of a
 /// process from whose bundle the daemon finds it; `type` is an item type of KSWTypes.h; `relativeURL` is the
-/// item's place relative to the bundle; `configuration` is a launch configuration (keys in KSWTypes.h); `uid` is the
-/// user concerned, and forms without it mean the calling process's real user.
+/// item's place relative to the bundle; `configuration` is a launch configuration (keys in KSWTypes.h); `uid` is
+/// the user concerned, and forms without it mean the calling process's real user.
 class KSW_EXPORT KSWManager {
 public:
     using OptionalURL = std::optional<ksw::URL>;
@@ -55,8 +55,9 @@ public:
     std::vector<ksw::Uid> UIDs();
 
     /// Register a launchable part of an application. True when the daemon answered 0; other codes are logged.
-    bool registerLaunchItemWithBundleURL(const OptionalURL& bundleURL, std::int64_t type, const OptionalURL& relativeURL,
-                                         const Configuration& configuration, ksw::Uid uid);
+    bool registerLaunchItemWithBundleURL(const OptionalURL& bundleURL, std::int64_t type,
+                                         const OptionalURL& relativeURL, const Configuration& configuration,
+                                         ksw::Uid uid);
     bool registerLaunchItemWithAuditToken(const ksw::AuditToken& token, std::int64_t type,
                                           const OptionalURL& relativeURL, const Configuration& configuration,
                                           ksw::Uid uid);
@@ -80,14 +81,15 @@ public:
     bool canLaunchItemWithAppURL(const OptionalURL& appURL, std::int64_t type, const OptionalURL& relativeURL,
                                  const Configuration& configuration);
 
-    /// The stored disposition. False after a failure, and then `disposition` is left as it was; it must not be null.
+    /// The stored disposition. False after a failure, and then `disposition` is left as it was; it must not be
+    /// null.
     bool getItemDisposition(std::int64_t* disposition, const OptionalURL& appURL, std::int64_t type,
                             const OptionalURL& relativeURL, const Configuration& configuration, ksw::Uid uid);
 
     /// The disposition in force and the item's launch-constraint bytes, which are absent when it has none.
     /// False after a failure, and then both are left as they were. Either pointer may be null.
-    bool getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR, const OptionalURL& appURL,
-                                 std::int64_t type, const OptionalURL& relativeURL,
+    bool getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
+                                 const OptionalURL& appURL, std::int64_t type, const OptionalURL& relativeURL,
                                  const Configuration& configuration, ksw::Uid uid);
     bool getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
                                  const ksw::AuditToken& token, std::int64_t type, const OptionalURL& relativeURL,

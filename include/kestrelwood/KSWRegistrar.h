@@ -40,8 +40,8 @@ public:
     std::int64_t registerItem(std::shared_ptr<KSWItem>* item, const OptionalURL& bundleURL, std::int64_t type,
                               const OptionalURL& relativeURL, const Configuration& configuration, ksw::Uid uid);
     /// As the manager's operation of the same name.
-    bool getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR, const OptionalURL& appURL,
-                                 std::int64_t type, const OptionalURL& relativeURL,
+    bool getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
+                                 const OptionalURL& appURL, std::int64_t type, const OptionalURL& relativeURL,
                                  const Configuration& configuration, ksw::Uid uid);
     /// As the manager's operation of the same name, without its diagnostics.
     std::shared_ptr<KSWItem> fetchItemWithAppURL(const OptionalURL& appURL, std::int64_t type,

@@ -29,23 +29,23 @@ inline constexpr std::string_view kFormatErrorDomain = "KSWFormatErrorDomain";
 
 /// Why a request over a service connection has no reply.
 enum class ConnectionError : std::int64_t {
-    Unreachable = 1,       ///< No server listens under the name, or it took too long to answer the dialling.
-    WrongPeer = 2,         ///< The listener does not run as the user that the service belongs to.
-    Interrupted = 3,       ///< The peer closed or died before it answered.
-    ReplyInvalid = 4,      ///< The reply does not fit the method.
-    Refused = 5,           ///< The server refused the request and said why.
-    Invalidated = 6,       ///< The connection is over and does not dial again.
-    RequestTooLarge = 7,   ///< The request passes a bound; nothing was sent.
+    Unreachable = 1,      ///< No server listens under the name, or it took too long to answer the dialling.
+    WrongPeer = 2,        ///< The listener does not run as the user that the service belongs to.
+    Interrupted = 3,      ///< The peer closed or died before it answered.
+    ReplyInvalid = 4,     ///< The reply does not fit the method.
+    Refused = 5,          ///< The server refused the request and said why.
+    Invalidated = 6,      ///< The connection is over and does not dial again.
+    RequestTooLarge = 7,  ///< The request passes a bound; nothing was sent.
 };
 
 /// Why bytes could not be read as, or objects written into, an archive or a property list.
 enum class FormatError : std::int64_t {
-    Malformed = 1,     ///< The bytes are not in the format.
-    WrongType = 2,     ///< A value is of another type than its place allows.
-    WrongClass = 3,    ///< An object is of a class that its place does not allow.
-    LimitPassed = 4,   ///< A bound was passed: depth, count, length or memory.
-    MissingRoot = 5,   ///< The archive has no object under the key asked for.
-    Unsupported = 6,   ///< The format has no form for the value.
+    Malformed = 1,    ///< The bytes are not in the format.
+    WrongType = 2,    ///< A value is of another type than its place allows.
+    WrongClass = 3,   ///< An object is of a class that its place does not allow.
+    LimitPassed = 4,  ///< A bound was passed: depth, count, length or memory.
+    MissingRoot = 5,  ///< The archive has no object under the key asked for.
+    Unsupported = 6,  ///< The format has no form for the value.
 };
 
 /// A failure: a domain, a code in that domain, and user information. An immutable value that copies by

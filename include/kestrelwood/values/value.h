@@ -24,16 +24,15 @@ using Array = std::vector<Value>;
 /// information, where it names the cause.
 class KSW_EXPORT Value {
 public:
-    using Storage = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, Data,
-                                 Date, Array, Dictionary, Error>;
+    using Storage = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, Data, Date,
+                                 Array, Dictionary, Error>;
 
     Value() = default;
     Value(bool value) : storage_(value) {}
     template <std::signed_integral Integer>
     Value(Integer value) : storage_(static_cast<std::int64_t>(value)) {}
     template <std::unsigned_integral Integer>
-        requires(!std::same_as<Integer, bool>)
-    Value(Integer value) : storage_(fromUnsigned(value)) {}
+    requires(!std::same_as<Integer, bool>) Value(Integer value) : storage_(fromUnsigned(value)) {}
     Value(double value) : storage_(value) {}
     Value(const char* value) : storage_(std::string(value)) {}
     Value(std::string_view value) : storage_(std::string(value)) {}
@@ -48,9 +47,13 @@ public:
 
     /// The value when it is of type T, else null. T is one of `Storage`'s types.
     template <class T>
-    const T* as() const { return std::get_if<T>(&storage_); }
+    const T* as() const {
+        return std::get_if<T>(&storage_);
+    }
     template <class T>
-    T* as() { return std::get_if<T>(&storage_); }
+    T* as() {
+        return std::get_if<T>(&storage_);
+    }
 
     const Storage& storage() const { return storage_; }
 
