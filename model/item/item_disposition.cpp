@@ -1,0 +1,72 @@
+// The disposition that holds for an item, from itself, its family and the place of its file.
+#include <kestrelwood/KSWItem.h>
+
+#include "platform/host/log.h"
+#include "platform/host/trash.h"
+
+using ksw::URL;
+using ksw::host::mainLog;
+
+namespace {
+
+constexpr KSWItemType kJob = KSWItemTypeAgent | KSWItemTypeDaemon;
+constexpr KSWItemType kHasAFullPath = KSWItemTypeApp | KSWItemTypeLoginItem | kJob;
+constexpr KSWItemType kExtension = KSWItemTypeLodestar | KSWItemTypeShelfTile | KSWItemTypeInputMethod |
+                                   KSWItemTypeSmartCard | KSWItemTypeColorPicker | KSWItemTypeGlimpse;
+
+std::optional<URL> fileURLOf(const KSWItem::OptionalString& path) {
+    return path.has_value() ? std::optional(URL::fileURL(*path)) : std::nullopt;
+}
+
+/// The file without which the item cannot run; absent when its place does not matter or is not known.
+std::optional<URL> decidingFile(const KSWItem& item) {
+    if (item.intersectsType(KSWItemTypeUserItem)) {
+        return item.url();
+    }
+    if (item.intersectsType(kJob, KSWItemTypeLegacyBit)) {
+        return fileURLOf(item.executablePath());
+    }
+    if (!item.intersectsType(kHasAFullPath)) {
+        return std::nullopt;
+    }
+    const KSWItem::OptionalString path = item.fullPath();
+    if (!path.has_value()) {
+        mainLog.error("effectiveDisposition: FATAL ERROR - fullPath is nil, container=%{public}@, item=%{public}@",
+                      item.container(), item);
+    }
+    return fileURLOf(path);
+}
+
+/// Whether the file is known to lie in the trash.
+bool isInTheTrash(const URL& file, const KSWItem& item) {
+    const auto relationship = ksw::host::relationshipOfTrash(file.path());
+    if (!relationship) {
+        mainLog.debug("effectiveDisposition: getRelationship failed, url=%{public}@, error: %{public}@", file,
+                      relationship.error());
+        mainLog.debug("effectiveDisposition: getRelationship failed, item=%{public}@", item);
+        return false;
+    }
+    return *relationship == ksw::host::Relationship::Contains;
+}
+
+/// The bits that the item's own record and the place of its file decide.
+KSWDisposition ownDisposition(const KSWItem& item) {
+    const std::optional<URL> file = decidingFile(item);
+    const bool canRun = !file.has_value() || !isInTheTrash(*file, item);
+    return item.disposition() & (KSWDispositionHidden | (canRun ? KSWDispositionEnabled : 0));
+}
+
+}  // namespace
+
+KSWDisposition KSWItem::effectiveDisposition() const {
+    const KSWDisposition own = ownDisposition(*this);
+    // Approval is given per developer or application; what hangs under the unknown developer is judged alone.
+    const Pointer parent = container();
+    const bool isJudgedAlone = parent == nullptr || parent->isUnknownDeveloperRecord();
+    const KSWItem& deciding = isJudgedAlone ? *this : *parent;
+    // An extension's own switch holds whatever its family does.
+    const bool isAllowedNow =
+        intersectsType(kExtension) ? isAllowed() : deciding.isAllowed() && deciding.isAggregateAllowed();
+    const bool isNotifiedNow = deciding.notified() || deciding.isAggregateNotified();
+    return own | (isAllowedNow ? KSWDispositionAllowed : 0) | (isNotifiedNow ? KSWDispositionNotified : 0);
+}
