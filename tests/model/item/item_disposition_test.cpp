@@ -84,6 +84,9 @@ TEST_F(TheEffectiveDisposition, LooksForAnAgentsFileInItsApp) {
 TEST_F(TheEffectiveDisposition, OfALoginItemFollowsItsSiblings) {
     const auto loginItem = item(0x4, "4.a");
     const auto sibling = item(0x4, "4.b");
+    developer->setUrl(URL::fileURL(folder.path(), ksw::PathKind::Directory));
+    file("helper");
+    loginItem->setUrl(URL::fromString("helper"));
     loginItem->setContainer(developer);
     sibling->setContainer(developer);
     loginItem->setDisposition(0x3);
