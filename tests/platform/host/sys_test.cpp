@@ -200,7 +200,8 @@ TEST_F(APair, IsPolledForTheTimeGivenAndNoLonger) {
     ASSERT_TRUE(epollControl(epoll.get(), EPOLL_CTL_ADD, left_.get(), EPOLLIN, 42).ok());
     std::array<epoll_event, 4> events{};
     EXPECT_EQ(*epollWait(epoll.get(), events, std::nullopt), 1U);
-    EXPECT_EQ(events[0].data.u64, 42U);
+    const std::uint64_t data = events[0].data.u64;  // the structure is packed
+    EXPECT_EQ(data, 42U);
 }
 
 TEST(AWait, ThatIsInterruptedGoesOn) {
