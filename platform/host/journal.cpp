@@ -105,34 +105,28 @@ void appendJournalField(std::string& record, std::string_view name, std::string_
     record += '\n';
 }
 
-Journal::Journal(std::string path) : path_(std::move(path)), connection_(connect()) {
-    isThere_ = *connection_.lock() != nullptr;
-}
+Journal::Journal(std::string path) : path_(std::move(path)), fd_(connect()) {}
 
-Journal::Connection Journal::connect() const {
+UniqueFd Journal::connect() const {
     Result<UniqueFd> opened = sys::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK);
     if (!opened || !sys::connectUnix(opened->get(), path_, kPatience)) {
-        return nullptr;
+        return {};
     }
-    return std::make_shared<const UniqueFd>(std::move(*opened));
+    return std::move(*opened);
+}
+
+bool Journal::reconnect() const {
+    const UniqueFd fresh = connect();
+    return fresh && sys::replaceDescriptor(fresh.get(), fd_.get()).ok();
 }
 
 bool Journal::write(const LogLine& line, std::string_view message) const {
     const std::string record = recordOf(line, message);
-    const Connection connection = *connection_.lock();
-    if (connection == nullptr) {
-        return false;
-    }
-    Result<sys::Transfer> sent = sendRecord(connection->get(), record);
+    Result<sys::Transfer> sent = sendRecord(fd_.get(), record);
     if (!sent && sys::isErrno(sent.error(), EMSGSIZE)) {
-        sent = sendAsFile(connection->get(), record);
-    } else if (!sent) {
-        const Connection fresh = connect();
-        if (fresh == nullptr) {
-            return false;
-        }
-        *connection_.lock() = fresh;
-        sent = sendRecord(fresh->get(), record);
+        sent = sendAsFile(fd_.get(), record);
+    } else if (!sent && reconnect()) {
+        sent = sendRecord(fd_.get(), record);
     }
     return sent && !sent->wouldBlock;
 }

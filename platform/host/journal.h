@@ -2,11 +2,9 @@
 // "NAME=value" fields. Does not decide what is logged: that is log_sinks.h.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 
-#include "platform/base/guarded.h"
 #include "platform/base/unique_fd.h"
 #include "platform/host/log_capture.h"
 
@@ -23,21 +21,21 @@ public:
     explicit Journal(std::string path);
 
     /// Whether there was a journal when this object was made.
-    bool isThere() const { return isThere_; }
+    bool isThere() const { return static_cast<bool>(fd_); }
 
     /// Sends one line, whole or not at all; waits `limits::kLogSendMilliseconds` at most. Connects anew when
     /// the journal was restarted. False when the journal did not take it.
     bool write(const LogLine& line, std::string_view message) const;
 
 private:
-    using Connection = std::shared_ptr<const UniqueFd>;
+    /// A connection of its own; empty when the journal is not there.
+    UniqueFd connect() const;
+    /// Puts a new connection in the place of the old one, under the same descriptor, so that no sender needs a
+    /// lock that a fork could leave locked.
+    bool reconnect() const;
 
-    /// Null when the journal is not there.
-    Connection connect() const;
-
-    std::string path_;                        // constant after construction
-    mutable Guarded<Connection> connection_;  // guarded; whoever sends holds a copy, not the lock
-    bool isThere_ = false;                    // constant after construction
+    std::string path_;  // constant after construction
+    UniqueFd fd_;       // the number is constant after construction
 };
 
 }  // namespace ksw::host

@@ -40,19 +40,29 @@ struct Sinks {
     std::uint32_t levels = 0;
 };
 
-struct State {
-    std::shared_ptr<const Sinks> sinks;
-    std::vector<std::shared_ptr<CapturedLines>> captures;
+/// The sinks in force; null until the first line. Read without a lock, since a fork would leave one locked for
+/// ever when another thread logs meanwhile; so those that were replaced are kept, not freed.
+constinit std::atomic<const Sinks*> sinksInForce{nullptr};
+/// How many captures there are: the list behind its lock is looked at only when there are any.
+constinit std::atomic<std::size_t> captureCount{0};
 
-    void updateLevels() const {
-        const std::uint32_t sinkLevels = sinks == nullptr ? kAllLevels : sinks->levels;
-        logLevelsOn.store(captures.empty() ? sinkLevels : kAllLevels, std::memory_order_relaxed);
-    }
-};
+using SinksList = std::vector<std::unique_ptr<const Sinks>>;
+using CaptureList = std::vector<std::shared_ptr<CapturedLines>>;
 
-Guarded<State>& state() {
-    static NeverDestroyed<Guarded<State>> holder;
-    return *holder;
+Guarded<SinksList>& allSinks() {
+    static NeverDestroyed<Guarded<SinksList>> list;
+    return *list;
+}
+
+Guarded<CaptureList>& captures() {
+    static NeverDestroyed<Guarded<CaptureList>> list;
+    return *list;
+}
+
+void updateLevels(const CaptureList& list) {
+    const Sinks* sinks = sinksInForce.load(std::memory_order_acquire);
+    const std::uint32_t sinkLevels = sinks == nullptr ? kAllLevels : sinks->levels;
+    logLevelsOn.store(list.empty() ? sinkLevels : kAllLevels, std::memory_order_relaxed);
 }
 
 std::atomic<std::uint64_t>& dropped() {
@@ -65,21 +75,20 @@ bool isSet(const char* variable, std::string_view value) {
     return text != nullptr && value == text;
 }
 
-/// The state's sinks and captures as they are now; the sinks are made when there are none yet.
-State currentState() {
-    {
-        const auto access = state().lock();
-        if (access->sinks != nullptr) {
-            return *access;
-        }
+/// The sinks in force, made from the environment when there are none yet.
+const Sinks& currentSinks() {
+    if (const Sinks* sinks = sinksInForce.load(std::memory_order_acquire); sinks != nullptr) {
+        return *sinks;
     }
-    auto sinks = std::make_shared<const Sinks>(LogSettings::fromEnvironment());
-    const auto access = state().lock();
-    if (access->sinks == nullptr) {
-        access->sinks = std::move(sinks);
-        access->updateLevels();
+    auto made = std::make_unique<const Sinks>(LogSettings::fromEnvironment());
+    const auto all = allSinks().lock();
+    const Sinks* expected = nullptr;
+    if (sinksInForce.compare_exchange_strong(expected, made.get())) {
+        expected = made.get();
+        all->push_back(std::move(made));
+        updateLevels(*captures().lock());
     }
-    return *access;
+    return *expected;
 }
 
 void writeToSinks(const Sinks& sinks, const LogLine& line) {
@@ -109,18 +118,22 @@ LogSettings LogSettings::fromEnvironment() {
 }
 
 void setLogSettings(const LogSettings& settings) {
-    auto sinks = std::make_shared<const Sinks>(settings);
-    const auto access = state().lock();
-    access->sinks.swap(sinks);
-    access->updateLevels();
+    auto sinks = std::make_unique<const Sinks>(settings);
+    const auto all = allSinks().lock();
+    sinksInForce.store(sinks.get(), std::memory_order_release);
+    all->push_back(std::move(sinks));
+    updateLevels(*captures().lock());
 }
 
 void routeLogLine(const LogLine& line) {
-    const State now = currentState();
-    for (const auto& capture : now.captures) {
-        capture->list.lock()->push_back(line);
+    const Sinks& sinks = currentSinks();
+    if (captureCount.load(std::memory_order_acquire) > 0) {
+        const CaptureList list = *captures().lock();
+        for (const auto& capture : list) {
+            capture->list.lock()->push_back(line);
+        }
     }
-    writeToSinks(*now.sinks, line);
+    writeToSinks(sinks, line);
 }
 
 std::uint64_t droppedLogLines() {
@@ -128,15 +141,17 @@ std::uint64_t droppedLogLines() {
 }
 
 LogCapture::LogCapture() : lines_(std::make_shared<CapturedLines>()) {
-    const auto access = state().lock();
-    access->captures.push_back(lines_);
-    access->updateLevels();
+    const auto list = captures().lock();
+    list->push_back(lines_);
+    captureCount.store(list->size(), std::memory_order_release);
+    updateLevels(*list);
 }
 
 LogCapture::~LogCapture() {
-    const auto access = state().lock();
-    std::erase(access->captures, lines_);
-    access->updateLevels();
+    const auto list = captures().lock();
+    std::erase(*list, lines_);
+    captureCount.store(list->size(), std::memory_order_release);
+    updateLevels(*list);
 }
 
 std::vector<LogLine> LogCapture::lines() const {

@@ -23,7 +23,8 @@ struct LogSettings {
     static LogSettings fromEnvironment();
 };
 
-/// Replaces the settings from here on; lines being written meanwhile may still follow the old ones.
+/// Replaces the settings from here on; lines being written meanwhile may still follow the old ones, which are kept
+/// for them. Not for frequent use.
 void setLogSettings(const LogSettings& settings);
 
 /// Hands a finished line to the captures and the sinks. Without settings yet, reads the environment first.

@@ -37,6 +37,7 @@ enum class Call : std::uint8_t {
     TimerFdSet,
     ChangeMode,
     DataSync,
+    Duplicate,
     FileSync,
     FileStatus,
     MakeDirectory,

@@ -166,6 +166,10 @@ Status changeMode(const std::string& path, mode_t mode) {
     return pathCall(Call::ChangeMode, "chmod", path, [&](const char* text) { return ::chmod(text, mode); });
 }
 
+Status replaceDescriptor(int from, int to) {
+    return descriptorCall(Call::Duplicate, "dup3", from, [&](int fd) { return ::dup3(fd, to, O_CLOEXEC); });
+}
+
 Result<UniqueFd> memoryFile(const std::string& name) {
     UniqueFd fd(retried(
         Call::MemFd, [&](std::size_t) { return ::memfd_create(name.c_str(), MFD_CLOEXEC | MFD_ALLOW_SEALING); }));

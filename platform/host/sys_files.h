@@ -42,6 +42,10 @@ Status unlink(const std::string& path);
 Status makeDirectory(const std::string& path, mode_t mode);
 Status changeMode(const std::string& path, mode_t mode);
 
+/// Makes the descriptor `to` stand for what `from` stands for, in one step: whoever uses `to` meanwhile uses the
+/// old or the new. Both stay open.
+Status replaceDescriptor(int from, int to);
+
 /// An unnamed file in memory; sealing it makes it immutable.
 Result<UniqueFd> memoryFile(const std::string& name);
 Status seal(int fd);

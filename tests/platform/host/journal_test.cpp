@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 
@@ -74,7 +75,7 @@ TEST_F(AJournal, GetsTheFieldsOfALine) {
     }
     const std::string record = fake_.read();
     EXPECT_THAT(record, StartsWith("MESSAGE=addItem: error: bad, url=<private>\nPRIORITY=3\n"));
-    EXPECT_THAT(record, HasSubstr("\nSYSLOG_IDENTIFIER=test_platform_host\n"));
+    EXPECT_THAT(record, HasSubstr("\nSYSLOG_IDENTIFIER=" + std::string(::program_invocation_short_name) + "\n"));
     EXPECT_THAT(record, HasSubstr("\nKSW_SUBSYSTEM=com.velmont.kestrelwood\nKSW_CATEGORY=main\n"));
     EXPECT_THAT(record, HasSubstr("\nKSW_FORMAT=%s: error: %{public}@, url=%@\n"));
     EXPECT_THAT(record, HasSubstr("\nKSW_ACTIVITY_ID="));
