@@ -91,25 +91,28 @@ public:
     bool tag(std::uint64_t& tag) { return head(Major::Tag, tag, "tag expected"); }
     /// Takes the tag when it is this one; fails with `expected` (static) otherwise.
     bool tag(std::uint64_t tag, const char* expected);
+    /// Behind the tag of an object: its class's name and how many keys it has. Two deeper: paired with two `leave`.
+    bool enterObject(std::string_view& className, std::size_t& keys);
 
     // What the system's values look like in CBOR (docs/archive.md).
 
     bool uuid(UUID& uuid);
     bool url(std::optional<URL>& url, std::size_t sizeMax = limits::kStringMax);
     bool date(Date& date);
+    /// The rest of a date behind `enterObject`, which it leaves.
+    bool dateKeys(Date& date, std::size_t keys);
     /// `userInfo` says what may occur in the error's user information; below it the same holds.
     bool error(std::optional<Error>& error, ValueKinds userInfo = ValueKinds::Any);
     bool dictionary(Dictionary& dictionary, ValueKinds kinds = ValueKinds::PropertyList);
     bool array(Array& array, ValueKinds kinds = ValueKinds::PropertyList);
     bool value(Value& value, ValueKinds kinds = ValueKinds::PropertyList);
 
-    /// Takes an item and all that is in it, whatever it is. Each mark of a shareable value in it is counted in
-    /// `shareable`.
-    bool skip(std::size_t& shareable);
-    bool skip() {
-        std::size_t ignored = 0;
-        return skip(ignored);
-    }
+    /// Takes an item and all that is in it, whatever it is. Marks of shareable values in it are counted.
+    bool skip();
+    /// Counts one mark of a shareable value; `number` is how many there were before.
+    bool countMark(std::uint32_t& number);
+    /// Marks counted so far.
+    std::uint32_t marks() const { return marks_; }
     /// Succeeds when the input is used up.
     bool end();
 
@@ -143,13 +146,17 @@ private:
     bool longHead(std::uint64_t& argument);
     bool string(Major major, const char* expected, const char* tooLong, std::size_t sizeMax, Bytes& bytes);
     bool enter(Major major, const char* expected, std::size_t bytesAnElement, std::size_t& count);
-    bool classOf(std::string_view& name);
+    bool number(std::uint8_t size, std::uint64_t& value);
+    bool skipOne(std::uint64_t& pending, std::uint64_t& inside);
+    bool skipSimple();
     bool relativeUrl(std::optional<URL>& url, std::size_t sizeMax);
+    bool plainUrl(std::optional<URL>& url, const URL* base, std::size_t sizeMax);
 
     const std::uint8_t* cursor_;
     const std::uint8_t* end_;
     const std::uint8_t* begin_;
     DecodeBudget* budget_;
+    std::uint32_t marks_ = 0;
     ReadFailure failure_;
 };
 

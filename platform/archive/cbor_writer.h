@@ -55,8 +55,10 @@ public:
     /// Bytes that are CBOR already.
     void raw(const std::uint8_t* bytes, std::size_t size) {
         room(size);
-        std::memcpy(buffer_.data() + used_, bytes, size);
-        used_ += size;
+        if (size != 0) {
+            std::memcpy(buffer_.data() + used_, bytes, size);
+            used_ += size;
+        }
     }
 
     /// One array or map deeper, and back. `enter` fails when it is too deep for a reader.
@@ -91,7 +93,8 @@ private:
         }
     }
     void longHead(Major major, std::uint64_t argument);
-    void object(std::string_view className, std::size_t keys);
+    bool enterObject(std::string_view className, std::size_t keys);
+    void leaveObject();
 
     Data buffer_;  // its size is what there is room for
     std::size_t used_ = 0;

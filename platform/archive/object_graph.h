@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -33,6 +34,8 @@ public:
     ObjectGraph& operator=(const ObjectGraph&) = delete;
 
     std::size_t size() const { return objects_.size(); }
+    /// The objects by number: outer ones before those first met inside them.
+    std::span<const std::shared_ptr<void>> objects() const { return objects_; }
 
     /// The object of this number, which is a T, as a pointer that owns `graph`: the pointer to this graph.
     template <class T>

@@ -25,7 +25,10 @@ inline constexpr std::size_t kNotificationMax = 64 * kKiB;
 /// Nesting of CBOR, property lists and archives in archives, together.
 inline constexpr std::size_t kDepthMax = 64;
 inline constexpr std::size_t kObjectsMax = 65'536;
+/// Marks of shareable values and references to them, together.
 inline constexpr std::size_t kSharedReferencesMax = 262'144;
+/// Keys of one object that its class does not know: a newer peer adds a few.
+inline constexpr std::size_t kUnknownKeysMax = 32;
 /// Elements reserved at once for a declared count; the rest grows as elements arrive.
 inline constexpr std::size_t kReserveMax = 4'096;
 /// Heap of one decoding: this many times the input, and this much on top, in bytes.
