@@ -1,6 +1,7 @@
 // connection.h: a client's connection to a named service: typed requests out, replies back.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,6 +15,7 @@
 #include "platform/base/result.h"
 #include "platform/ipc/interface.h"
 #include "platform/ipc/method.h"
+#include "platform/ipc/wire_objects.h"
 #include "platform/ipc/wire_types.h"
 
 namespace ksw::ipc {
@@ -129,8 +131,14 @@ private:
     Status exchange(const Outgoing& request, const Expected& expected);
     void post(const Outgoing& request, BodyHandler handler);
     static Status decodeReply(Bytes body, const Expected& expected);
+    State& current();
 
-    std::unique_ptr<State> state_;
+    // Constant after construction.
+    const std::string serviceName_;
+    const ConnectionOptions options_;
+    const ServiceInterface interface_;
+
+    std::atomic<State*> state_{nullptr};  // owned; null before the first request, replaced in a forked child
 };
 
 }  // namespace ksw::ipc

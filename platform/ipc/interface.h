@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/ipc/method.h"
+#include "platform/ipc/wire_objects.h"
 #include "platform/ipc/wire_types.h"
 
 namespace ksw::ipc {

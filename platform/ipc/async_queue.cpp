@@ -1,0 +1,102 @@
+#include "platform/ipc/async_queue.h"
+
+#include <system_error>
+#include <utility>
+
+#include "platform/ipc/body.h"
+
+namespace ksw::ipc {
+
+bool AsyncQueue::start() {
+    const std::lock_guard lock(mutex_);
+    if (isStarted_) {
+        return true;
+    }
+    try {
+        thread_ = std::thread([self = shared_from_this()] { self->run(); });
+    } catch (const std::system_error&) {
+        return false;
+    }
+    isStarted_ = true;
+    return true;
+}
+
+void AsyncQueue::stop() {
+    std::thread thread;
+    {
+        const std::lock_guard lock(mutex_);
+        isStopping_ = true;
+        thread = std::move(thread_);
+    }
+    changed_.notify_all();
+    if (!thread.joinable()) {
+        return;
+    }
+    if (thread.get_id() == std::this_thread::get_id()) {
+        thread.detach();
+    } else {
+        thread.join();
+    }
+}
+
+void AsyncQueue::addLink(std::shared_ptr<Link> link) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(links_, [](const std::shared_ptr<Link>& old) { return old->hasEnded(); });
+    links_.push_back(std::move(link));
+}
+
+void AsyncQueue::over(Call* call) noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        call->next = nullptr;
+        (last_ == nullptr ? first_ : last_->next) = call;
+        last_ = call;
+    }
+    changed_.notify_one();
+}
+
+void AsyncQueue::needsReader() noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        needsReader_ = true;
+    }
+    changed_.notify_one();
+}
+
+void AsyncQueue::run() {
+    std::unique_lock lock(mutex_);
+    while (true) {
+        changed_.wait(lock, [this] { return first_ != nullptr || needsReader_ || isStopping_; });
+        if (Call* call = takeFirst()) {
+            lock.unlock();
+            call->handler(bodyOf(*call));
+            pool_->release(call);
+            lock.lock();
+        } else if (isStopping_) {
+            return;
+        } else {
+            readLinks(lock);
+        }
+    }
+}
+
+Call* AsyncQueue::takeFirst() {
+    Call* call = first_;
+    if (call != nullptr) {
+        first_ = call->next;
+        last_ = first_ == nullptr ? nullptr : last_;
+    }
+    return call;
+}
+
+void AsyncQueue::readLinks(std::unique_lock<std::mutex>& lock) {
+    needsReader_ = false;
+    for (std::size_t index = 0; index < links_.size() && first_ == nullptr; ++index) {
+        const std::shared_ptr<Link> link = links_[index];
+        lock.unlock();
+        link->readForAsync();
+        lock.lock();
+    }
+}
+
+}  // namespace ksw::ipc

@@ -1,0 +1,49 @@
+// async_queue.h: the thread on which a connection's asynchronous handlers run.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/ipc/call.h"
+#include "platform/ipc/link.h"
+
+namespace ksw::ipc {
+
+/// Runs the handlers of calls that are over, one at a time and in that order, and reads for asynchronous calls when
+/// no caller does. Any thread; the thread itself starts with `start`.
+class AsyncQueue final : public AsyncSink, public std::enable_shared_from_this<AsyncQueue> {
+public:
+    /// Calls whose handlers have run go back to `pool`.
+    explicit AsyncQueue(std::shared_ptr<CallPool> pool) : pool_(std::move(pool)) {}
+
+    /// Starts the thread, once. False when the kernel denies one.
+    bool start();
+    /// Ends the thread after the handlers that wait. Waits for it, unless it is the calling thread.
+    void stop();
+    /// One more link to read from when nobody else does, until it has ended.
+    void addLink(std::shared_ptr<Link> link);
+
+    void over(Call* call) noexcept override;
+    void needsReader() noexcept override;
+
+private:
+    void run();
+    Call* takeFirst();
+    void readLinks(std::unique_lock<std::mutex>& lock);
+
+    const std::shared_ptr<CallPool> pool_;
+    std::mutex mutex_;  // guards all below
+    std::condition_variable changed_;
+    Call* first_ = nullptr;
+    Call* last_ = nullptr;
+    std::vector<std::shared_ptr<Link>> links_;  // oldest first; the last is in use, earlier ones are ending
+    bool needsReader_ = false;
+    bool isStopping_ = false;
+    bool isStarted_ = false;
+    std::thread thread_;
+};
+
+}  // namespace ksw::ipc
