@@ -1,6 +1,7 @@
 // dispatcher.h: which handler serves which method.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "platform/ipc/method.h"
 #include "platform/ipc/responder.h"
+#include "platform/ipc/wire_objects.h"
 
 namespace ksw::ipc {
 
@@ -30,36 +32,54 @@ public:
     /// handler holds. `method.selector` must be static. A handler that throws answers Refusal::NotAnswered.
     template <class... R, class... A, class Handler>
     void on(const Method<Reply<R...>(A...)>& method, Handler handler) {
-        entries_[method.selector] = {
-            method.patience, [handler = std::move(handler)](const RequestContext& context, PendingAnswer answer,
-                                                            archive::Reader& reader) {
-                std::tuple<A...> arguments;
-                std::apply(
-                    [&](A&... slots) {
-                        const ArgumentPlace places[] = {placeOf(slots)..., {}};
-                        if (Status status = decodeArguments(reader, {places, sizeof...(A)}); !status) {
-                            refuseArguments(context, answer, status.error());
-                            return;
-                        }
-                        handler(context, Responder<R...>(std::move(answer)), std::move(slots)...);
-                    },
-                    arguments);
-            }};
+        entries_[method.selector] =
+            Entry{method.patience, [handler = std::move(handler)](const RequestContext& context,
+                                                                  PendingAnswer answer, archive::Reader& reader) {
+                      std::tuple<A...> arguments;
+                      std::apply(
+                          [&](A&... slots) {
+                              const ArgumentPlace places[] = {placeOf(slots)..., {}};
+                              if (Status status = decodeArguments(reader, {places, sizeof...(A)}); !status) {
+                                  refuseArguments(context, answer, status.error());
+                                  return;
+                              }
+                              handler(context, Responder<R...>(std::move(answer)), std::move(slots)...);
+                          },
+                          arguments);
+                  }};
     }
 
     /// Refuses a method of the contract that this server does not serve, whatever its arguments. `selector` must be
     /// static; `text` says why, for people.
     void refuse(std::string_view selector, std::string text) {
-        entries_[selector] = {Patience::Ordinary, [text = std::move(text)](const RequestContext&,
-                                                                           PendingAnswer answer, archive::Reader&) {
-                                  answer.refuse(static_cast<std::int64_t>(Refusal::NotBuilt), text);
-                              }};
+        entries_[selector] =
+            Entry{Patience::Ordinary,
+                  [text = std::move(text)](const RequestContext&, PendingAnswer answer, archive::Reader&) {
+                      answer.refuse(static_cast<std::int64_t>(Refusal::NotBuilt), text);
+                  }};
     }
+
+    /// Whether a method's handler came back at once when it ran last; until it has run, no.
+    class Pace {
+    public:
+        Pace() = default;
+        Pace(const Pace& other) : isQuick_(other.isQuick()) {}
+        Pace& operator=(const Pace& other) {
+            setQuick(other.isQuick());
+            return *this;
+        }
+        bool isQuick() const { return isQuick_.load(std::memory_order_relaxed); }
+        void setQuick(bool isQuick) { isQuick_.store(isQuick, std::memory_order_relaxed); }
+
+    private:
+        std::atomic<bool> isQuick_{false};
+    };
 
     /// What serves one method: decodes the arguments that the reader stands before, and runs the handler.
     struct Entry {
         Patience patience = Patience::Ordinary;
         std::function<void(const RequestContext&, PendingAnswer, archive::Reader&)> serve;
+        mutable Pace pace{};
     };
 
     /// The entry of a selector; null when there is none.

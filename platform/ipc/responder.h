@@ -10,7 +10,7 @@
 #include "platform/ipc/wire_types.h"
 
 namespace ksw::host {
-struct PeerIdentity;
+class PeerIdentity;
 }  // namespace ksw::host
 
 namespace ksw::ipc {
@@ -25,15 +25,15 @@ enum class Refusal : std::int64_t {
     NotBuilt = 6,          ///< The method is known, and this server does not serve it.
 };
 
-class PendingRequest;
+struct PendingRequest;
 
 /// A request that waits for its answer. Moves, does not copy; may be kept, and answered from any thread, also
 /// after the server has stopped or has answered for it (then the answer is dropped). Destroyed unanswered it
 /// answers Refusal::NotAnswered.
 class PendingAnswer {
 public:
-    explicit PendingAnswer(std::shared_ptr<PendingRequest> request);
-    PendingAnswer(PendingAnswer&&) noexcept = default;
+    explicit PendingAnswer(std::unique_ptr<PendingRequest> request);
+    PendingAnswer(PendingAnswer&& other) noexcept;
     PendingAnswer& operator=(PendingAnswer&& other) noexcept;
     PendingAnswer(const PendingAnswer&) = delete;
     PendingAnswer& operator=(const PendingAnswer&) = delete;
@@ -47,7 +47,8 @@ public:
     void refuse(std::int64_t code, std::string_view text);
 
 private:
-    std::shared_ptr<PendingRequest> request_;
+    std::unique_ptr<PendingRequest> request_;
+    bool isAnswered_ = false;
 };
 
 /// The same, typed by the method's reply.
