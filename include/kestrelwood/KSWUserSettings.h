@@ -18,11 +18,13 @@ struct UserSettingsAccess;
 /// the record is saved, and the enablement of subsystems. A copy in hand; one thread at a time.
 class KSW_EXPORT KSWUserSettings {
 public:
-    /// A record with all flags false, uid 0, generation 0 and an empty dictionary. `init` makes one to be shared.
+    /// A record with nothing in it, not even a dictionary: what decoding starts from.
     KSWUserSettings();
     ~KSWUserSettings();
     KSWUserSettings(const KSWUserSettings&) = delete;
     KSWUserSettings& operator=(const KSWUserSettings&) = delete;
+
+    /// A new record: all flags false, uid 0, generation 0 and an empty dictionary. Never null.
     static std::shared_ptr<KSWUserSettings> init();
 
     /// A record of its own with the same values.

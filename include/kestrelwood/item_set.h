@@ -13,6 +13,8 @@ class KSWItem;
 
 namespace ksw {
 
+struct ItemAccess;
+
 /// An immutable set of items in the order in which they were added. Two items are the same member when they are the
 /// same object or have equal identifiers; of those the first stays. It owns its members. The set itself may be
 /// shared between threads; its members follow the rule of `KSWItem`.
@@ -42,6 +44,8 @@ public:
     Pointer intersecting(const ItemSet& others) const;
 
 private:
+    friend struct ItemAccess;
+
     std::vector<Member> members_;
 };
 

@@ -17,11 +17,39 @@ KSWItemFlags flagsOfType(KSWItemType type) {
     return (type & KSWItemTypeLegacyBit) != 0 ? KSWItemFlagLegacy : 0;
 }
 
+using Discarded = std::vector<ksw::ItemSet::Pointer>;
+thread_local constinit Discarded* discardedSets = nullptr;
+
+/// Lets go of children one generation after the other, because a family may be deeper than the stack allows its
+/// destructors to nest.
+void discard(ksw::ItemSet::Pointer children) noexcept {
+    if (children == nullptr || children->empty()) {
+        return;
+    }
+    try {
+        if (discardedSets != nullptr) {
+            discardedSets->push_back(std::move(children));
+            return;
+        }
+        Discarded sets{std::move(children)};
+        discardedSets = &sets;
+        while (!sets.empty()) {
+            const ksw::ItemSet::Pointer next = std::move(sets.back());
+            sets.pop_back();
+        }
+    } catch (const std::bad_alloc&) {
+        // Without memory for the list the children go at once, which is safe for all but the deepest families.
+    }
+    discardedSets = nullptr;
+}
+
 }  // namespace
 
 KSWItem::KSWItem() : fields_(std::make_unique<ItemFields>()) {}
 
-KSWItem::~KSWItem() = default;
+KSWItem::~KSWItem() {
+    discard(std::move(fields_->embeddedItems));
+}
 
 void KSWItem::startWithType(KSWItemType type, OptionalString identifier) {
     fields_->uuid = ksw::UUID::random();

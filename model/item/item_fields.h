@@ -41,6 +41,14 @@ struct ItemFields {
 struct ItemAccess {
     static ItemFields& fields(KSWItem& item) { return *item.fields_; }
     static const ItemFields& fields(const KSWItem& item) { return *item.fields_; }
+    /// A set of these items as they are: nobody has looked yet whether some are equal. None is null.
+    static ItemSet::Pointer uncheckedSet(std::vector<ItemSet::Member> members) {
+        auto set = std::make_shared<ItemSet>();
+        set->members_ = std::move(members);
+        return set;
+    }
+    /// The members of a set, in their order.
+    static std::span<const ItemSet::Member> members(const ItemSet& set) { return set.members_; }
 };
 
 /// Stands where no developer is known; never stored.

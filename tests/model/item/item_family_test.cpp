@@ -118,6 +118,19 @@ TEST(ADeepFamily, IsWalkedToTheBottom) {
     EXPECT_EQ(walk(*chain.front(), KSWFamilyTreeChildrenFirst).front(), std::to_string(depth - 1));
 }
 
+TEST(ADeepFamily, GoesWithoutNestingItsDestructors) {
+    auto root = item(0x2, "root");
+    KSWItem* bottom = root.get();
+    for (int level = 0; level < 300'000; ++level) {
+        const auto child = item(0x2, "x");
+        bottom->addEmbeddedItemsObject(child);
+        bottom = child.get();
+    }
+    const std::weak_ptr<KSWItem> last = bottom->weak_from_this();
+    root.reset();
+    EXPECT_TRUE(last.expired());
+}
+
 TEST_F(AFamily, IsAllowedWhenEveryChildIs) {
     EXPECT_FALSE(app->isAggregateAllowed());
     agent->setAllowed(true);
