@@ -23,7 +23,7 @@ Items chainOf(const std::shared_ptr<KSWItem>& item) {
         if (isKnown || chain.size() > ksw::limits::kContainerChainMax) {
             break;
         }
-        chain.push_back(std::move(next));
+        chain.push_back(next);
     }
     return chain;
 }
