@@ -58,7 +58,7 @@ Status checkContainers(const KSWItem& item) {
     for (KSWItem::Pointer next = item.container(); next != nullptr; next = next->container()) {
         const auto end = chain.begin() + length;
         if (std::find(chain.begin(), end, next.get()) != end) {
-            return ksw::Error(ksw::FormatError::Malformed, "container: the containers lead round in a circle");
+            return ksw::Error(ksw::FormatError::LimitPassed, "container: the containers lead round in a circle");
         }
         if (length == chain.size()) {
             return ksw::Error(ksw::FormatError::LimitPassed, "container: more than 16 containers");

@@ -213,6 +213,12 @@ TEST_F(AFetchResult, SaysWhenAnEntryHasNoRoot) {
     expectDecoderError(Data{0xA0});
 }
 
+TEST_F(AFetchResult, SaysWhenTheContainersInAnEntryLeadRoundInACircle) {
+    developer->setContainer(app);
+    expectDecoderError(chainArchive({agent}));
+    developer->setContainer(nullptr);
+}
+
 TEST_F(AFetchResult, SaysWhenAnEntryHoldsNoItem) {
     expectDecoderError(chainArchive({}));
 }
