@@ -1,0 +1,17 @@
+// manager_state.h: what a KSWManager holds.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include <kestrelwood/KSWManager.h>
+#include <kestrelwood/service_connection.h>
+
+#include "client/manager/request_frame.h"
+
+struct KSWManager::State {
+    // Constant after construction.
+    std::int64_t mode = 0;
+    std::unique_ptr<ksw::ServiceConnection> connection;
+    ksw::client::Requester requester;
+};
