@@ -1,0 +1,56 @@
+#include "servers/common/command_line.h"
+
+#include <getopt.h>
+
+#include <cstdio>
+#include <string>
+
+namespace ksw::servers {
+
+namespace {
+
+constexpr int kUsage = 2;
+
+void print(std::FILE* stream, std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
+}
+
+int wrongUsage(std::string_view name) {
+    print(stderr, "Try '" + std::string(name) + " --help'.\n");
+    return kUsage;
+}
+
+}  // namespace
+
+std::optional<int> readCommandLine(int count, char** arguments, std::string_view name, std::string_view help) {
+    static const option kOptions[] = {
+        {"help", no_argument, nullptr, 'h'}, {"version", no_argument, nullptr, 'V'}, {nullptr, 0, nullptr, 0}};
+    while (true) {
+        switch (getopt_long(count, arguments, "hV", kOptions, nullptr)) {
+            case -1:
+                if (optind < count) {
+                    print(stderr, std::string(name) + ": unexpected argument '" + arguments[optind] + "'\n");
+                    return wrongUsage(name);
+                }
+                return std::nullopt;
+            case 'h':
+                print(stdout, help);
+                return 0;
+            case 'V':
+                print(stdout, std::string(name) + " " KSW_VERSION "\n");
+                return 0;
+            default:
+                return wrongUsage(name);
+        }
+    }
+}
+
+int failed(std::string_view name, const Error& error) {
+    const std::string text(error.localizedDescription().empty() ? error.description()
+                                                                : std::string(error.localizedDescription()));
+    print(stderr, std::string(name) + ": " + text + "\n");
+    return 1;
+}
+
+}  // namespace ksw::servers
