@@ -40,6 +40,11 @@ inline constexpr std::size_t kFieldMax = 64 * kKiB;
 /// Containers above an item.
 inline constexpr std::size_t kContainerChainMax = 16;
 inline constexpr std::size_t kListItemsMax = 16'384;
+/// One record in the daemon's store, in bytes; a request that makes one is no larger from an ordinary user.
+inline constexpr std::size_t kRecordMax = 1 * kMiB;
+/// Records of one user, and their bytes, so that a whole family of items fits one reply.
+inline constexpr std::size_t kRecordsPerUidMax = kListItemsMax;
+inline constexpr std::size_t kRecordBytesPerUidMax = 32 * kMiB;
 inline constexpr std::size_t kLoginItemsMax = 1'024;
 
 // Serving.

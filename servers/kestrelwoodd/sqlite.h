@@ -1,0 +1,97 @@
+// sqlite.h: the database library, as far as the store needs it: a connection, statements, transactions.
+// Owns connection and statements; knows no table.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <kestrelwood/values/data.h>
+
+#include "platform/base/result.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace ksw::daemon {
+
+/// The domain of the database's errors; the codes are the library's extended result codes.
+inline constexpr std::string_view kStoreErrorDomain = "KSWStoreErrorDomain";
+
+/// A prepared statement. Not for several threads at once. What is bound is copied; parameters and columns
+/// count from 1 and 0, as the library has it.
+class Statement {
+public:
+    Statement& bind(int parameter, std::int64_t number);
+    Statement& bind(int parameter, std::string_view text);
+    Statement& bind(int parameter, Bytes bytes);
+    Statement& bindNull(int parameter);
+
+    /// Goes to the next row: true when there is one. Error: what a bind or the database met.
+    Result<bool> step();
+    /// Runs to the end, rows unread, and makes the statement ready for other parameters.
+    Status run();
+
+    std::int64_t integer(int column) const;
+    /// Absent when the column is not of the type, or longer than `lengthMax` bytes. Borrowed until the next step.
+    std::optional<std::string_view> text(int column, std::size_t lengthMax) const;
+    std::optional<Bytes> bytes(int column, std::size_t lengthMax) const;
+    bool isNull(int column) const;
+
+private:
+    friend class Database;
+    struct Finalizer {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+    explicit Statement(sqlite3_stmt* statement) : statement_(statement) {}
+    Error error() const;
+
+    std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
+    int failedBind_ = 0;
+};
+
+/// One connection to a database file. Not for several threads at once.
+class Database {
+public:
+    /// Opens the file, makes it (mode by the umask) when there is none. Nothing is read before the first statement.
+    static Result<Database> open(const std::string& path);
+
+    /// Runs statements that take no parameters and whose rows do not matter.
+    Status execute(const std::string& statements);
+    Result<Statement> prepare(std::string_view statement);
+    /// The single number that a statement answers with.
+    Result<std::int64_t> number(std::string_view statement);
+    /// Lets the file stand as it is when the connection closes: nothing is moved out of the journal.
+    void leaveUntouched();
+
+private:
+    struct Closer {
+        void operator()(sqlite3* connection) const;
+    };
+    explicit Database(sqlite3* connection) : connection_(connection) {}
+
+    std::unique_ptr<sqlite3, Closer> connection_;
+};
+
+/// Begins a transaction and rolls it back when it is destroyed without a `commit` that succeeded.
+class Transaction {
+public:
+    static Result<Transaction> begin(Database& database);
+    /// After success everything since `begin` is on disk.
+    Status commit();
+
+    Transaction(Transaction&& other) noexcept : database_(std::exchange(other.database_, nullptr)) {}
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    Transaction& operator=(Transaction&&) = delete;
+    ~Transaction();
+
+private:
+    explicit Transaction(Database& database) : database_(&database) {}
+
+    Database* database_;
+};
+
+}  // namespace ksw::daemon

@@ -1,0 +1,166 @@
+#include "servers/kestrelwoodd/store.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "platform/base/limits.h"
+
+namespace ksw::daemon {
+
+namespace {
+
+constexpr std::string_view kPutUser =
+    "INSERT INTO users (uid, identifier) VALUES (?1, ?2) ON CONFLICT (uid) DO UPDATE SET identifier = ?2";
+constexpr std::string_view kPutItem =
+    "INSERT INTO items (uid, uuid, identifier, type, flags, disposition, generation, container, record)"
+    " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9) ON CONFLICT (uid, uuid) DO UPDATE SET identifier = ?3,"
+    " type = ?4, flags = ?5, disposition = ?6, generation = ?7, container = ?8, record = ?9";
+constexpr std::string_view kRemoveItem = "DELETE FROM items WHERE uid = ?1 AND identifier = ?2";
+constexpr std::string_view kReadUsers = "SELECT uid, identifier FROM users ORDER BY uid";
+constexpr std::string_view kReadItems =
+    "SELECT uid, uuid, identifier, type, flags, disposition, generation, container, record FROM items"
+    " ORDER BY rowid";
+
+/// The database's integers are signed; bit sets keep their bits.
+std::int64_t stored(std::uint64_t bits) {
+    return std::bit_cast<std::int64_t>(bits);
+}
+
+std::uint64_t bitsOf(const Statement& statement, int column) {
+    return std::bit_cast<std::uint64_t>(statement.integer(column));
+}
+
+std::optional<UUID> uuidOf(const Statement& statement, int column) {
+    const std::optional<Bytes> bytes = statement.bytes(column, sizeof(UUID::bytes));
+    UUID uuid{};
+    if (!bytes || bytes->size() != uuid.bytes.size()) {
+        return std::nullopt;
+    }
+    std::copy(bytes->begin(), bytes->end(), uuid.bytes.begin());
+    return uuid;
+}
+
+std::optional<Uid> uidOf(const Statement& statement, int column) {
+    const std::int64_t number = statement.integer(column);
+    if (number < 0 || number > std::int64_t{kEveryUser}) {
+        return std::nullopt;
+    }
+    return static_cast<Uid>(number);
+}
+
+StoredItem itemOf(const Statement& statement) {
+    StoredItem item;
+    const std::optional<Uid> uid = uidOf(statement, 0);
+    const std::optional<UUID> uuid = uuidOf(statement, 1);
+    const std::optional<std::string_view> identifier = statement.text(2, limits::kFieldMax);
+    const std::optional<UUID> container = uuidOf(statement, 7);
+    const std::optional<Bytes> record = statement.bytes(8, limits::kRecordMax);
+    item.readable = uid && uuid && identifier && record && (container || statement.isNull(7));
+    item.row.uid = uid.value_or(kNoUser);
+    item.row.uuid = uuid.value_or(UUID{});
+    item.row.identifier = identifier.value_or(std::string_view());
+    item.row.type = bitsOf(statement, 3);
+    item.row.flags = bitsOf(statement, 4);
+    item.row.disposition = bitsOf(statement, 5);
+    item.row.generation = statement.integer(6);
+    item.row.container = container;
+    if (record) {
+        item.row.record.assign(record->begin(), record->end());
+    }
+    return item;
+}
+
+}  // namespace
+
+Result<Store> Store::open(const std::string& path, std::int64_t pagesMax) {
+    Result<Database> database = openWithSchema(path, pagesMax);
+    if (!database) {
+        return database.error();
+    }
+    Result<Statement> putUser = database->prepare(kPutUser);
+    Result<Statement> putItem = database->prepare(kPutItem);
+    Result<Statement> removeItem = database->prepare(kRemoveItem);
+    for (const auto* prepared : {&putUser, &putItem, &removeItem}) {
+        if (!prepared->ok()) {
+            return prepared->error();
+        }
+    }
+    return Store(*std::move(database), *std::move(putUser), *std::move(putItem), *std::move(removeItem));
+}
+
+Status Store::readUsers(const std::function<void(Uid, std::string_view)>& user) {
+    Result<Statement> users = database_.prepare(kReadUsers);
+    if (!users) {
+        return users.error();
+    }
+    Result<bool> row = users->step();
+    for (; row.ok() && *row; row = users->step()) {
+        const std::optional<Uid> uid = uidOf(*users, 0);
+        const std::optional<std::string_view> identifier = users->text(1, limits::kFieldMax);
+        if (uid && identifier) {
+            user(*uid, *identifier);
+        }
+    }
+    return row.ok() ? Status() : Status(row.error());
+}
+
+Status Store::readItems(const std::function<void(StoredItem)>& item) {
+    Result<Statement> items = database_.prepare(kReadItems);
+    if (!items) {
+        return items.error();
+    }
+    Result<bool> row = items->step();
+    for (; row.ok() && *row; row = items->step()) {
+        item(itemOf(*items));
+    }
+    return row.ok() ? Status() : Status(row.error());
+}
+
+Status Store::put(const ItemRow& row) {
+    putItem_.bind(1, std::int64_t{row.uid})
+        .bind(2, Bytes(row.uuid.bytes))
+        .bind(3, std::string_view(row.identifier))
+        .bind(4, stored(row.type))
+        .bind(5, stored(row.flags))
+        .bind(6, stored(row.disposition))
+        .bind(7, row.generation)
+        .bind(9, Bytes(row.record));
+    if (row.container) {
+        putItem_.bind(8, Bytes(row.container->bytes));
+    } else {
+        putItem_.bindNull(8);
+    }
+    return putItem_.run();
+}
+
+Status Store::apply(const Change& change) {
+    Result<Transaction> transaction = Transaction::begin(database_);
+    if (!transaction) {
+        return transaction.error();
+    }
+    for (const Change::User& user : change.users) {
+        if (Status done = putUser_.bind(1, std::int64_t{user.uid}).bind(2, std::string_view(user.identifier)).run();
+            !done) {
+            return done;
+        }
+    }
+    for (const ItemRow& row : change.put) {
+        if (Status done = put(row); !done) {
+            return done;
+        }
+    }
+    for (const Change::Removal& removal : change.removed) {
+        if (Status done =
+                removeItem_.bind(1, std::int64_t{removal.uid}).bind(2, std::string_view(removal.identifier)).run();
+            !done) {
+            return done;
+        }
+    }
+    return transaction->commit();
+}
+
+Status Store::checkpoint() {
+    return database_.execute("PRAGMA wal_checkpoint(TRUNCATE)");
+}
+
+}  // namespace ksw::daemon

@@ -1,0 +1,87 @@
+// store.h: what the daemon keeps on disk: one database file, one writer.
+// Knows rows, not items: what a record's bytes mean is decided above.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <kestrelwood/values.h>
+
+#include "servers/kestrelwoodd/schema.h"
+#include "servers/kestrelwoodd/sqlite.h"
+
+namespace ksw::daemon {
+
+/// One item of one user.
+struct ItemRow {
+    Uid uid = 0;
+    UUID uuid{};
+    std::string identifier;
+    std::uint64_t type = 0;
+    std::uint64_t flags = 0;
+    std::uint64_t disposition = 0;
+    std::int64_t generation = 0;
+    std::optional<UUID> container;
+    Data record;  ///< The item's archive, at most `limits::kRecordMax` bytes.
+};
+
+/// A row as it was found: never trusted.
+struct StoredItem {
+    ItemRow row;  ///< Of a row that is not readable, as much as could be read.
+    bool readable = true;
+};
+
+/// What one transaction does; users come first, then items are put, then removed.
+struct Change {
+    struct User {
+        Uid uid = 0;
+        std::string identifier;
+    };
+    struct Removal {
+        Uid uid = 0;
+        std::string identifier;
+    };
+    std::vector<User> users;
+    std::vector<ItemRow> put;  ///< New, or in place of the row with the same uid and UUID.
+    std::vector<Removal> removed;
+};
+
+/// The open store. Not for several threads at once: the one writer calls it. Every operation may block on the disk.
+class Store {
+public:
+    /// Opens the store in the file at `path`, makes it when there is none. Refused: what `openWithSchema` refuses.
+    static Result<Store> open(const std::string& path, std::int64_t pagesMax = kStorePagesMax);
+
+    /// Hands out every user, then every item, in the order in which they were first put.
+    Status readUsers(const std::function<void(Uid, std::string_view)>& user);
+    Status readItems(const std::function<void(StoredItem)>& item);
+
+    /// Carries out a change: when it answers success it is on disk, else nothing of it is.
+    Status apply(const Change& change);
+
+    /// Moves the journal into the database file.
+    Status checkpoint();
+
+private:
+    Store(Database database, Statement putUser, Statement putItem, Statement removeItem)
+        : database_(std::move(database)),
+          putUser_(std::move(putUser)),
+          putItem_(std::move(putItem)),
+          removeItem_(std::move(removeItem)) {}
+
+    Status put(const ItemRow& row);
+
+    Database database_;
+    Statement putUser_;
+    Statement putItem_;
+    Statement removeItem_;
+};
+
+/// Where the store's file is under the host root's folder of state.
+inline constexpr std::string_view kStoreFile = "kestrelwood.db";
+
+}  // namespace ksw::daemon
