@@ -1,0 +1,77 @@
+#include "servers/kestrelwoodd/family.h"
+
+#include "platform/base/limits.h"
+
+namespace ksw::daemon {
+
+namespace {
+
+/// Families are checked for depth when they are loaded, and no edit makes one deeper than its limit.
+ItemPointer copyTree(const KSWItem& source, const FamilyEdit& edit, bool& done) {
+    const bool isConcerned = source.identifier() == edit.identifier;
+    done = done || isConcerned;
+    const ItemPointer copy = isConcerned && edit.item != nullptr ? edit.item : copyOfRecord(source);
+    std::vector<ItemPointer> children;
+    if (source.embeddedItems() != nullptr) {
+        children.reserve(source.embeddedItems()->size() + 1);
+        for (const ItemPointer& child : *source.embeddedItems()) {
+            if (edit.item == nullptr && child->identifier() == edit.identifier) {
+                done = true;
+                continue;
+            }
+            children.push_back(copyTree(*child, edit, done));
+        }
+    }
+    adopt(copy, children);
+    return copy;
+}
+
+void visitBelow(const ItemPointer& root, const ItemPointer& item,
+                const std::function<void(const ItemPointer&)>& visit) {
+    visit(ItemPointer(root, item.get()));
+    if (item->embeddedItems() != nullptr) {
+        for (const ItemPointer& child : *item->embeddedItems()) {
+            visitBelow(root, child, visit);
+        }
+    }
+}
+
+}  // namespace
+
+ItemPointer rootOf(const ItemPointer& item) {
+    ItemPointer root = item;
+    for (std::size_t step = 0; step < limits::kContainerChainMax; ++step) {
+        ItemPointer container = root->container();
+        if (container == nullptr) {
+            break;
+        }
+        root = std::move(container);
+    }
+    return root;
+}
+
+void adopt(const ItemPointer& parent, const std::vector<ItemPointer>& children) {
+    // Linking a child also adds it to the parent's set, which looks through the set each time; so each is linked
+    // to a parent whose set is empty, and the whole set is given at the end.
+    const ItemSet::Pointer none = std::make_shared<const ItemSet>();
+    for (const ItemPointer& child : children) {
+        parent->setEmbeddedItems(none);
+        child->setContainer(parent);
+    }
+    parent->setEmbeddedItems(ItemSet::of(children));
+}
+
+ItemPointer rebuilt(const KSWItem& root, const FamilyEdit& edit) {
+    bool done = false;
+    ItemPointer copy = copyTree(root, edit, done);
+    if (!done && edit.item != nullptr) {
+        edit.item->setContainer(copy);
+    }
+    return copy;
+}
+
+void forEachOf(const ItemPointer& root, const std::function<void(const ItemPointer&)>& visit) {
+    visitBelow(root, root, visit);
+}
+
+}  // namespace ksw::daemon

@@ -1,0 +1,30 @@
+// family.h: whole families of items, rebuilt rather than changed, so that whoever reads one never sees it change.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "servers/kestrelwoodd/record.h"
+
+namespace ksw::daemon {
+
+/// What a rebuilt family has that the former had not. At most one of the items is named `identifier`.
+struct FamilyEdit {
+    std::string identifier;  ///< The item concerned.
+    ItemPointer item;        ///< Stands in its place, or below the root when it is new; null: it is left out.
+};
+
+/// The outermost container of an item: the item itself when it has none.
+ItemPointer rootOf(const ItemPointer& item);
+
+/// Makes the items the parent's only children, in their order. Any number of them takes one pass.
+void adopt(const ItemPointer& parent, const std::vector<ItemPointer>& children);
+
+/// A copy of the whole family below `root`, with the edit carried out; the root itself cannot be left out.
+ItemPointer rebuilt(const KSWItem& root, const FamilyEdit& edit);
+
+/// Calls `visit` for the root and everything below it, with a pointer that owns the whole family.
+void forEachOf(const ItemPointer& root, const std::function<void(const ItemPointer&)>& visit);
+
+}  // namespace ksw::daemon

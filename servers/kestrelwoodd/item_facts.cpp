@@ -1,0 +1,25 @@
+#include "servers/kestrelwoodd/item_facts.h"
+
+namespace ksw::daemon {
+
+bool haveSameFacts(const KSWItem& item, const KSWItem& other) {
+    return item.type() == other.type() && item.url() == other.url() && item.name() == other.name() &&
+           item.executablePath() == other.executablePath() && item.programArguments() == other.programArguments() &&
+           item.sha256() == other.sha256() && item.modificationDate() == other.modificationDate() &&
+           item.executableModificationDate() == other.executableModificationDate();
+}
+
+void takeFacts(KSWItem& item, const KSWItem& source) {
+    // The flag of a legacy type is raised with the type and would stay when the type is legacy no longer.
+    item.setFlags(item.flags() & ~KSWItemFlagLegacy);
+    item.setType(source.type());
+    item.setUrl(source.url());
+    item.setName(source.name());
+    item.setExecutablePath(source.executablePath());
+    item.setProgramArguments(source.programArguments());
+    item.setSha256(source.sha256());
+    item.setModificationDate(source.modificationDate());
+    item.setExecutableModificationDate(source.executableModificationDate());
+}
+
+}  // namespace ksw::daemon

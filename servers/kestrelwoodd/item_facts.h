@@ -1,0 +1,15 @@
+// item_facts.h: what a registration says of an item and what its files say: the part of a record that is
+// taken anew each time, while its disposition and identity stay.
+#pragma once
+
+#include <kestrelwood/KSWItem.h>
+
+namespace ksw::daemon {
+
+/// Whether two records say the same of type, URL, name, executable, arguments, digest and file dates.
+bool haveSameFacts(const KSWItem& item, const KSWItem& other);
+
+/// Gives `item` these facts of `source`.
+void takeFacts(KSWItem& item, const KSWItem& source);
+
+}  // namespace ksw::daemon

@@ -1,0 +1,25 @@
+// record.h: an item as the store keeps it: one record, without relatives, and back again.
+#pragma once
+
+#include <memory>
+
+#include <kestrelwood/KSWItem.h>
+
+#include "servers/kestrelwoodd/store.h"
+
+namespace ksw::daemon {
+
+using ItemPointer = std::shared_ptr<KSWItem>;
+
+/// A new item with every stored field of `record`, its flags included, no container and no children.
+ItemPointer copyOfRecord(const KSWItem& record);
+
+/// The row that keeps the item, its container by UUID. Error: it has no identifier or UUID, or its archive is
+/// larger than a record may be.
+Result<ItemRow> rowOf(Uid uid, const KSWItem& item);
+
+/// The item that a row keeps, without relatives. Error: the archive cannot be read, or says something else than the
+/// row's columns, or the item is of no single kind.
+Result<ItemPointer> itemOf(const ItemRow& row);
+
+}  // namespace ksw::daemon
