@@ -1,0 +1,25 @@
+#include "servers/kestrelwoodd/authorisation.h"
+
+namespace ksw::daemon {
+
+bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid) {
+    if (caller.isRoot()) {
+        return true;
+    }
+    const bool isOwn = caller.uid == uid && uid != kEveryUser && uid != kNoUser;
+    switch (rule) {
+        case Rule::Ask:
+            return isOwn;
+        case Rule::Change:
+            return isOwn && (type & KSWItemTypeDaemon) == 0;
+        case Rule::List:
+            return true;
+    }
+    return false;
+}
+
+bool maySee(const Caller& caller, Uid uid) {
+    return caller.isRoot() || uid == caller.uid || uid == kEveryUser;
+}
+
+}  // namespace ksw::daemon

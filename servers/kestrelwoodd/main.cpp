@@ -1,0 +1,102 @@
+// kestrelwoodd: keeps the records of all background items of this host and answers what may launch.
+#include <sys/stat.h>
+
+#include <memory>
+
+#include "client/protocol/services.h"
+#include "platform/ipc/server.h"
+#include "servers/common/command_line.h"
+#include "servers/common/notifier.h"
+#include "servers/common/stop_signals.h"
+#include "servers/kestrelwoodd/log.h"
+#include "servers/kestrelwoodd/reading_as.h"
+#include "servers/kestrelwoodd/services.h"
+#include "servers/kestrelwoodd/state_folder.h"
+
+namespace {
+
+using namespace ksw;
+
+constexpr std::string_view kName = "kestrelwoodd";
+constexpr std::string_view kHelp = R"(Usage: kestrelwoodd [--help | --version]
+
+Keeps the records of all background items of this host and answers which of them may launch.
+It serves com.velmont.kestrelwood and com.velmont.kestrelwood.registrar on sockets in
+/run/kestrelwood, which it takes from the service manager or binds itself, and keeps its
+records in /var/lib/kestrelwood/kestrelwood.db. SIGTERM and SIGINT end it.
+
+  -h, --help     print this and exit
+  -V, --version  print the version and exit
+
+Environment:
+  KESTRELWOOD_ROOT         folder under which all of these places are looked up
+  KESTRELWOOD_LOG=debug    log everything, to standard error too
+)";
+
+Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder& folder) {
+    // The store is nobody else's to read; the sockets, made later, are for all.
+    const mode_t former = umask(077);
+    Result<daemon::Store> store = daemon::Store::open(folder.at(daemon::kStoreFile));
+    umask(former);
+    if (!store) {
+        return store.error();
+    }
+    return daemon::Registry::load(*std::move(store));
+}
+
+Status startServer(ipc::Server& server, daemon::Operations& operations) {
+    if (Status listening = server.listen(kManagerService, ipc::Domain::System, managerService(operations));
+        !listening) {
+        return listening;
+    }
+    if (Status listening = server.listen(kRegistrarService, ipc::Domain::System, registrarService(operations));
+        !listening) {
+        return listening;
+    }
+    return server.start();
+}
+
+Status serve(daemon::Registry& registry, servers::StopSignals& stop, const servers::Notifier& notifier) {
+    daemon::Operations operations(registry);
+    ipc::Server server;
+    if (Status started = startServer(server, operations); !started) {
+        return started;
+    }
+    notifier.ready();
+    Status waited = stop.wait(notifier);
+    notifier.stopping();
+    server.stop();
+    if (Status moved = registry.checkpoint(); !moved) {
+        // The next start reads the journal, so nothing is lost.
+        daemon::logError(moved.error().localizedDescription());
+    }
+    return waited;
+}
+
+Status run() {
+    const servers::Notifier notifier = servers::Notifier::fromEnvironment();
+    daemon::leaveSupplementaryGroups();
+    Result<servers::StopSignals> stop = servers::StopSignals::block();
+    if (!stop) {
+        return stop.error();
+    }
+    Result<daemon::StateFolder> folder = daemon::StateFolder::take();
+    if (!folder) {
+        return folder.error();
+    }
+    Result<std::unique_ptr<daemon::Registry>> registry = openRegistry(*folder);
+    if (!registry) {
+        return registry.error();
+    }
+    return serve(**registry, *stop, notifier);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    if (const std::optional<int> done = servers::readCommandLine(count, arguments, kName, kHelp)) {
+        return *done;
+    }
+    const Status done = run();
+    return done ? 0 : servers::failed(kName, done.error());
+}

@@ -1,0 +1,58 @@
+// operations.h: what the daemon does for each request about launch items, whoever carries the request to it.
+#pragma once
+
+#include <cstdint>
+
+#include "servers/kestrelwoodd/authorisation.h"
+#include "servers/kestrelwoodd/launch_item.h"
+#include "servers/kestrelwoodd/registry.h"
+
+namespace ksw::daemon {
+
+/// All that a reply can be made of; a method's reply has a part of it.
+struct Answer {
+    std::int64_t code = 0;              ///< A code of KSWErrors.h.
+    ItemPointer item;                   ///< Owns its whole family, which never changes.
+    KSWDisposition disposition = 0;     ///< 0 unless the code is 0.
+    std::optional<Data> requirement{};  ///< The item's launch constraint.
+};
+
+/// Serves requests about launch items. Any thread may call anything; what changes records waits for the disk.
+class Operations {
+public:
+    /// `registry` is borrowed and outlives this.
+    explicit Operations(Registry& registry) : registry_(registry) {}
+
+    using Operation = Answer (Operations::*)(const Subject& subject, const Caller& caller);
+
+    /// Carries out the operation if the rule lets the caller, else answers -97.
+    Answer perform(Operation operation, Rule rule, const Subject& subject, const Caller& caller);
+
+    /// Records the item, or brings its record up to date: 0, -96 or -93, with the item.
+    Answer enter(const Subject& subject, const Caller& caller);
+    /// The same for those who know success as 0 only.
+    Answer enterQuietly(const Subject& subject, const Caller& caller);
+    /// Removes the record.
+    Answer remove(const Subject& subject, const Caller& caller);
+    /// Takes the facts of a recorded item anew.
+    Answer refresh(const Subject& subject, const Caller& caller);
+    /// The record.
+    Answer fetch(const Subject& subject, const Caller& caller);
+    /// The disposition as it stands in the record, and as it would stand there when there is none.
+    Answer storedDisposition(const Subject& subject, const Caller& caller);
+    /// The disposition in force, and the launch constraint.
+    Answer effectiveDisposition(const Subject& subject, const Caller& caller);
+
+    /// The uid of each user identifier that has records, as far as the caller may see.
+    Dictionary users(const Caller& caller) const;
+
+private:
+    Result<LaunchItem> itemOf(const Subject& subject, const Caller& caller) const;
+    Found find(const LaunchItem& item, const std::string& identifier) const;
+    /// The record, or what it would be; with a code other than 0 there is neither.
+    Answer recordedOrExpected(const Subject& subject, const Caller& caller) const;
+
+    Registry& registry_;
+};
+
+}  // namespace ksw::daemon

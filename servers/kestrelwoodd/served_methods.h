@@ -1,0 +1,47 @@
+// served_methods.h: the methods that the daemon serves, each with its rule and its operation.
+// The one table from which the services are built; a method that is not in it is refused by name.
+#pragma once
+
+#include <tuple>
+
+#include "client/protocol/manager_service.h"
+#include "client/protocol/registrar_service.h"
+#include "servers/kestrelwoodd/operations.h"
+
+namespace ksw::daemon {
+
+/// A method about a launch item.
+template <class Method>
+struct ServedMethod {
+    const Method& method;
+    Rule rule;
+    Operations::Operation operation;
+};
+template <class Method>
+ServedMethod(const Method&, Rule, Operations::Operation) -> ServedMethod<Method>;
+
+namespace manager = protocol::manager;
+namespace registrar = protocol::registrar;
+
+inline constexpr std::tuple kManagerMethods{
+    ServedMethod{manager::kRegisterLaunchItem, Rule::Change, &Operations::enterQuietly},
+    ServedMethod{manager::kUnregisterLaunchItem, Rule::Change, &Operations::remove},
+    ServedMethod{manager::kInvalidateLaunchItem, Rule::Change, &Operations::refresh},
+    ServedMethod{manager::kCanLaunchItem, Rule::Ask, &Operations::effectiveDisposition},
+    ServedMethod{manager::kItemDisposition, Rule::Ask, &Operations::storedDisposition},
+    ServedMethod{manager::kEffectiveDispositionOfURL, Rule::Ask, &Operations::effectiveDisposition},
+    ServedMethod{manager::kEffectiveDispositionOfProcess, Rule::Ask, &Operations::effectiveDisposition},
+    ServedMethod{manager::kRegisterItemOfProcess, Rule::Change, &Operations::enter},
+    ServedMethod{manager::kRegisterItemOfURL, Rule::Change, &Operations::enter},
+    ServedMethod{manager::kUnregisterItemOfProcess, Rule::Change, &Operations::remove},
+    ServedMethod{manager::kUnregisterItemOfURL, Rule::Change, &Operations::remove},
+    ServedMethod{manager::kItemOfURL, Rule::Ask, &Operations::fetch},
+};
+
+inline constexpr std::tuple kRegistrarMethods{
+    ServedMethod{registrar::kRegisterItemOfURL, Rule::Change, &Operations::enter},
+    ServedMethod{registrar::kEffectiveDispositionOfURL, Rule::Ask, &Operations::effectiveDisposition},
+    ServedMethod{registrar::kItemOfURL, Rule::Ask, &Operations::fetch},
+};
+
+}  // namespace ksw::daemon

@@ -1,0 +1,175 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include <kestrelwood/KSWErrors.h>
+
+#include "client/protocol/manager_service.h"
+#include "client/protocol/registrar_service.h"
+#include "client/protocol/services.h"
+#include "platform/host/peer_identity.h"
+#include "platform/ipc/connection.h"
+#include "platform/ipc/server.h"
+#include "servers/kestrelwoodd/served_methods.h"
+#include "servers/kestrelwoodd/services.h"
+#include "tests/servers/kestrelwoodd/daemon_inside.h"
+#include "tests/support/environment.h"
+
+namespace ksw::daemon::test {
+namespace {
+
+constexpr std::int64_t kAgent = kLegacyAgent;
+constexpr std::int64_t kDaemon = kLegacyDaemon;
+
+/// The daemon's services on real sockets in this process, and a caller of each.
+class TheServices : public testing::Test {
+protected:
+    TheServices() : root_("KESTRELWOOD_ROOT", daemon_.folder().path()) {
+        EXPECT_TRUE(
+            server_.listen(kManagerService, ipc::Domain::System, managerService(daemon_.operations())).ok());
+        EXPECT_TRUE(
+            server_.listen(kRegistrarService, ipc::Domain::System, registrarService(daemon_.operations())).ok());
+        EXPECT_TRUE(server_.start().ok());
+    }
+
+    /// The code in a reply, wherever the method has it; the connection's code, positive, when there is none.
+    template <class... R>
+    static std::int64_t codeOf(const Result<std::tuple<R...>>& reply) {
+        if (!reply.ok()) {
+            return reply.error().code();
+        }
+        if constexpr ((std::is_same_v<R, std::shared_ptr<KSWFetchResult>> || ...)) {
+            return std::get<0>(*reply)->code();
+        } else {
+            return std::get<sizeof...(R) - 1>(*reply);
+        }
+    }
+
+    DaemonInside daemon_;
+    ksw::test::ScopedVariable root_;
+    ipc::Server server_;
+    ipc::Connection manager_{kManagerService, ipc::managementDaemonOptions(), GetManagerServiceInterface()};
+    ipc::Connection registrar_{kRegistrarService, ipc::managementDaemonOptions(),
+                               protocol::registrar::serviceInterface()};
+    const std::optional<URL> none_;
+    const std::optional<AuditToken> noToken_;
+    const std::optional<URL> url_ = jobURL("my.agent");
+    const std::optional<Dictionary> job_ = jobNamed("my.agent");
+    const Uid self_ = geteuid();
+};
+
+TEST_F(TheServices, RegisterAskAndUnregisterThroughTheManagersMethods) {
+    EXPECT_EQ(codeOf(manager_.call(manager::kRegisterItemOfURL, none_, kAgent, url_, job_, self_)), KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kRegisterItemOfURL, none_, kAgent, url_, job_, self_)),
+              KSWErrorRecordExists);
+    EXPECT_EQ(codeOf(manager_.call(manager::kRegisterLaunchItem, noToken_, none_, kAgent, url_, job_, self_)),
+              KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kInvalidateLaunchItem, none_, kAgent, url_, job_, self_)),
+              KSWErrorNone);
+
+    const auto canLaunch = manager_.call(manager::kCanLaunchItem, none_, kAgent, url_, job_, self_);
+    ASSERT_TRUE(canLaunch.ok());
+    EXPECT_EQ(*canLaunch, (std::tuple<bool, std::int64_t>(true, 0)));
+    const auto stored = manager_.call(manager::kItemDisposition, none_, kAgent, url_, job_, self_);
+    ASSERT_TRUE(stored.ok());
+    EXPECT_EQ(*stored, (std::tuple<std::int64_t, std::int64_t>(3, 0)));
+    const auto effective = manager_.call(manager::kEffectiveDispositionOfURL, none_, kAgent, url_, job_, self_);
+    ASSERT_TRUE(effective.ok());
+    EXPECT_EQ(std::get<0>(*effective), 3);
+    EXPECT_EQ(std::get<1>(*effective), std::nullopt);
+    EXPECT_EQ(std::get<2>(*effective), 0);
+
+    EXPECT_EQ(codeOf(manager_.call(manager::kUnregisterItemOfURL, none_, kAgent, url_, self_)), KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kUnregisterItemOfURL, none_, kAgent, url_, self_)),
+              KSWErrorRecordNotFound);
+    EXPECT_EQ(codeOf(manager_.call(manager::kUnregisterLaunchItem, noToken_, none_, kAgent, url_, self_)),
+              KSWErrorRecordNotFound);
+    EXPECT_EQ(codeOf(manager_.call(manager::kItemOfURL, none_, kAgent, url_, job_, self_)), KSWErrorRecordNotFound);
+}
+
+TEST_F(TheServices, HandOutAnItemWithItsContainer) {
+    const auto reply = manager_.call(manager::kRegisterItemOfURL, none_, kAgent, url_, job_, self_);
+    ASSERT_TRUE(reply.ok());
+    const std::shared_ptr<KSWItem> item = std::get<0>(*reply)->firstItem();
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(item->identifier(), "8.my.agent");
+    ASSERT_NE(item->container(), nullptr);
+    EXPECT_EQ(item->container()->identifier(), "Unknown Developer");
+}
+
+TEST_F(TheServices, AnswerThatADaemonMayNotLaunch) {
+    const auto reply = manager_.call(manager::kCanLaunchItem, none_, kDaemon, url_, job_, self_);
+    ASSERT_TRUE(reply.ok());
+    EXPECT_EQ(*reply, (std::tuple<bool, std::int64_t>(false, 0)));
+}
+
+TEST_F(TheServices, ServeTheRegistrarsMethodsFromTheSameRecords) {
+    EXPECT_EQ(codeOf(registrar_.call(registrar::kRegisterItemOfURL, none_, kAgent, url_, job_, self_)),
+              KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kItemOfURL, none_, kAgent, url_, job_, self_)), KSWErrorNone);
+    EXPECT_EQ(codeOf(registrar_.call(registrar::kItemOfURL, none_, kAgent, url_, job_, self_)), KSWErrorNone);
+    EXPECT_EQ(codeOf(registrar_.call(registrar::kEffectiveDispositionOfURL, none_, kAgent, url_, job_, self_)),
+              KSWErrorNone);
+}
+
+TEST_F(TheServices, AnswerWhichUsersHaveRecords) {
+    manager_.call(manager::kRegisterItemOfURL, none_, kAgent, url_, job_, self_).ok();
+    const auto reply = manager_.call(manager::kFetchUserIdentifiersAndUIDs);
+    ASSERT_TRUE(reply.ok());
+    const std::optional<Dictionary>& users = std::get<0>(*reply);
+    ASSERT_TRUE(users.has_value());
+    ASSERT_EQ(users->size(), 1U);
+    EXPECT_EQ(users->begin()->second, Value(self_));
+}
+
+TEST_F(TheServices, GoByWhoAsksAndNotByWhomTheRequestNames) {
+    const bool isRoot = self_ == 0;
+    const std::int64_t ofAnother = isRoot ? KSWErrorNone : KSWErrorPermissionDenied;
+    for (const Uid named : {self_ + 1, kEveryUser}) {
+        EXPECT_EQ(codeOf(manager_.call(manager::kRegisterItemOfURL, none_, kAgent, url_, job_, named)), ofAnother);
+        EXPECT_EQ(codeOf(manager_.call(manager::kItemDisposition, none_, kAgent, url_, job_, named)), ofAnother);
+        EXPECT_EQ(codeOf(manager_.call(manager::kUnregisterItemOfURL, none_, kAgent, url_, named)), ofAnother);
+    }
+    EXPECT_EQ(codeOf(manager_.call(manager::kRegisterItemOfURL, none_, kDaemon, url_, job_, self_)), ofAnother);
+}
+
+TEST_F(TheServices, TakeAProcessForItsOwner) {
+    const Result<AuditToken> token = host::auditTokenForPid(getpid());
+    ASSERT_TRUE(token.ok());
+    const std::optional<AuditToken> self = *token;
+    EXPECT_EQ(codeOf(manager_.call(manager::kRegisterItemOfProcess, self, kAgent, url_, job_, self_)),
+              KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kEffectiveDispositionOfProcess, self, kAgent, url_, job_, self_)),
+              KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kUnregisterItemOfProcess, self, kAgent, url_, self_)), KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kRegisterItemOfProcess, noToken_, kAgent, url_, job_, self_)),
+              KSWErrorInvalidParameter);
+}
+
+TEST_F(TheServices, RefuseByNameWhatTheDaemonDoesNotServe) {
+    const auto reply = manager_.call(manager::kNoteLogout, self_);
+    ASSERT_FALSE(reply.ok());
+    EXPECT_EQ(reply.error().code(), static_cast<std::int64_t>(ConnectionError::Refused));
+    EXPECT_THAT(std::string(reply.error().localizedDescription()), testing::HasSubstr("noteLogoutForUID:reply:"));
+}
+
+TEST(TheManagersService, KnowsEveryMethodOfItsContract) {
+    DaemonInside daemon;
+    const ipc::Dispatcher dispatcher = managerService(daemon.operations());
+    for (const ipc::InterfaceMethod& method : GetManagerServiceInterface().methods) {
+        EXPECT_NE(dispatcher.find(method.selector), nullptr) << method.selector;
+    }
+}
+
+TEST(TheRegistrarsService, ServesEveryMethodOfItsContract) {
+    DaemonInside daemon;
+    const ipc::Dispatcher dispatcher = registrarService(daemon.operations());
+    for (const ipc::InterfaceMethod& method : protocol::registrar::serviceInterface().methods) {
+        EXPECT_NE(dispatcher.find(method.selector), nullptr) << method.selector;
+    }
+}
+
+}  // namespace
+}  // namespace ksw::daemon::test
