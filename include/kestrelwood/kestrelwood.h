@@ -7,6 +7,9 @@
 #include <kestrelwood/KSWFunctions.h>
 #include <kestrelwood/KSWItem.h>
 #include <kestrelwood/KSWLoginItem.h>
+#include <kestrelwood/KSWManager.h>
+#include <kestrelwood/KSWRegistrar.h>
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/KSWUserSettings.h>
+#include <kestrelwood/service_connection.h>
 #include <kestrelwood/values.h>

@@ -1,0 +1,83 @@
+#include "tools/kswctl/asker.h"
+
+#include <string>
+#include <utility>
+
+#include <kestrelwood/KSWErrors.h>
+#include <kestrelwood/KSWManager.h>
+#include <kestrelwood/KSWRegistrar.h>
+
+#include "tools/kswctl/text.h"
+
+namespace kswctl {
+namespace {
+
+template <class Client>
+std::int64_t registerWith(Client& client, const Subject& subject, std::shared_ptr<KSWItem>* item) {
+    return client.registerItem(item, subject.bundleURL, subject.type, subject.itemURL, subject.configuration,
+                               subject.uid);
+}
+
+template <class Client>
+bool askWith(Client& client, const Subject& subject, std::int64_t* disposition, std::optional<ksw::Data>* LWCR) {
+    return client.getEffectiveDisposition(disposition, LWCR, subject.bundleURL, subject.type, subject.itemURL,
+                                          subject.configuration, subject.uid);
+}
+
+}  // namespace
+
+ksw::ServiceConnection* Asker::connection() const {
+    return road_ == Road::Manager ? KSWManager::shared().connection() : KSWRegistrar::shared().connection();
+}
+
+std::int64_t Asker::registerItem(const Subject& subject, std::shared_ptr<KSWItem>* item) const {
+    return road_ == Road::Manager ? registerWith(KSWManager::shared(), subject, item)
+                                  : registerWith(KSWRegistrar::shared(), subject, item);
+}
+
+std::int64_t Asker::unregisterItem(const Subject& subject) const {
+    return KSWManager::shared().unregisterItemWithBundleURL(subject.bundleURL, subject.type, subject.itemURL,
+                                                            subject.uid);
+}
+
+bool Asker::effectiveDisposition(const Subject& subject, std::int64_t* disposition,
+                                 std::optional<ksw::Data>* LWCR) const {
+    return road_ == Road::Manager ? askWith(KSWManager::shared(), subject, disposition, LWCR)
+                                  : askWith(KSWRegistrar::shared(), subject, disposition, LWCR);
+}
+
+std::variant<ksw::Dictionary, ExitStatus> countersOrComplaint(ksw::ServiceConnection* connection) {
+    if (connection == nullptr) {
+        complain("the feature ControlAutomaticAppLaunch is off: the daemon is not asked");
+        return ExitStatus::Failed;
+    }
+    std::optional<ksw::Error> error;
+    if (std::optional<ksw::Dictionary> counters = connection->serverStatus(&error)) {
+        return std::move(*counters);
+    }
+    complain("no daemon answers" + (error ? ": " + std::string(error->localizedDescription()) : std::string()));
+    return ExitStatus::Unreachable;
+}
+
+std::optional<ExitStatus> complainWhenSilent(ksw::ServiceConnection* connection) {
+    const auto answer = countersOrComplaint(connection);
+    const auto* status = std::get_if<ExitStatus>(&answer);
+    return status != nullptr ? std::optional(*status) : std::nullopt;
+}
+
+ExitStatus exitStatusOfCode(std::int64_t code) {
+    switch (code) {
+        case KSWErrorNone:
+        case KSWErrorRecordExists:
+        case KSWErrorRecordUpdated:
+            return ExitStatus::Done;
+        case KSWErrorRecordNotFound:
+            return ExitStatus::NoSuchItem;
+        case KSWErrorPermissionDenied:
+            return ExitStatus::NotPermitted;
+        default:
+            return ExitStatus::Failed;
+    }
+}
+
+}  // namespace kswctl

@@ -1,0 +1,46 @@
+// asker.h: the operations on one item, over either road to the daemon.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <variant>
+
+#include <kestrelwood/KSWItem.h>
+#include <kestrelwood/service_connection.h>
+#include <kestrelwood/values.h>
+
+#include "tools/kswctl/options.h"
+#include "tools/kswctl/subject.h"
+
+namespace kswctl {
+
+/// Asks the manager or the registrar, as chosen; each is made on first use. For one thread.
+class Asker {
+public:
+    explicit Asker(Road road) : road_(road) {}
+
+    /// Null when the feature that turns the manager on is off.
+    ksw::ServiceConnection* connection() const;
+
+    std::int64_t registerItem(const Subject& subject, std::shared_ptr<KSWItem>* item) const;
+    /// The manager's road only: the registrar withdraws nothing.
+    std::int64_t unregisterItem(const Subject& subject) const;
+    bool effectiveDisposition(const Subject& subject, std::int64_t* disposition,
+                              std::optional<ksw::Data>* LWCR) const;
+
+private:
+    Road road_;
+};
+
+/// The counters of the server behind the connection. When no server answers, or `connection` is null, standard
+/// error says why, and the status that follows from it is the answer.
+std::variant<ksw::Dictionary, ExitStatus> countersOrComplaint(ksw::ServiceConnection* connection);
+
+/// For a request that failed: as above, but absent when the server answers and the failure has another reason.
+std::optional<ExitStatus> complainWhenSilent(ksw::ServiceConnection* connection);
+
+/// The exit status that a result code stands for, -1 aside, which a lost connection shares.
+ExitStatus exitStatusOfCode(std::int64_t code);
+
+}  // namespace kswctl

@@ -1,0 +1,101 @@
+// How records are written.
+#include <algorithm>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/kswctl/record.h"
+#include "tools/kswctl/text.h"
+
+namespace kswctl {
+namespace {
+
+using Row = std::vector<std::string>;
+
+std::string cell(const Record& value) {
+    if (value.is_null()) {
+        return "-";
+    }
+    if (value.is_boolean()) {
+        return value.get<bool>() ? "yes" : "no";
+    }
+    if (value.is_string()) {
+        return printable(value.get_ref<const std::string&>());
+    }
+    if (value.is_array()) {
+        std::string text;
+        for (const Record& element : value) {
+            text += (text.empty() ? "" : " ") + cell(element);
+        }
+        return text;
+    }
+    return value.dump();
+}
+
+/// The fields of an object, those of objects inside it in their place.
+void appendRows(std::vector<Row>& rows, const Record& object) {
+    for (const auto& [name, value] : object.items()) {
+        if (value.is_object()) {
+            appendRows(rows, value);
+        } else {
+            rows.push_back({printable(name), cell(value)});
+        }
+    }
+}
+
+std::vector<std::size_t> widths(const std::vector<Row>& rows) {
+    std::vector<std::size_t> widest;
+    for (const Row& row : rows) {
+        widest.resize(std::max(widest.size(), row.size()));
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            widest[column] = std::max(widest[column], row[column].size());
+        }
+    }
+    return widest;
+}
+
+void printRows(const std::vector<Row>& rows) {
+    const std::vector<std::size_t> widest = widths(rows);
+    for (const Row& row : rows) {
+        std::string line;
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            line += row[column];
+            if (column + 1 < row.size()) {
+                line.append(widest[column] - row[column].size() + 2, ' ');
+            }
+        }
+        std::cout << line << '\n';
+    }
+}
+
+}  // namespace
+
+void print(const Record& record, Form form) {
+    if (form == Form::Json) {
+        std::cout << record.dump(2, ' ', /*ensure_ascii=*/true, Record::error_handler_t::replace) << '\n';
+        return;
+    }
+    std::vector<Row> rows;
+    appendRows(rows, record);
+    printRows(rows);
+}
+
+void printLines(const Record& records) {
+    std::vector<Row> rows;
+    for (const Record& record : records) {
+        Row names;
+        Row values;
+        for (const auto& [name, value] : record.items()) {
+            names.push_back(printable(name));
+            values.push_back(cell(value));
+        }
+        if (rows.empty()) {
+            rows.push_back(std::move(names));
+        }
+        rows.push_back(std::move(values));
+    }
+    printRows(rows);
+}
+
+}  // namespace kswctl

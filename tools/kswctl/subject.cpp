@@ -1,0 +1,85 @@
+#include "tools/kswctl/subject.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include <kestrelwood/KSWFunctions.h>
+#include <kestrelwood/KSWTypes.h>
+
+#include "tools/kswctl/job_file.h"
+
+namespace kswctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The absolute path without links in the folders above it. The last component stays as it is, so that an item
+/// keeps its place when its file is a link, and when the file is gone.
+fs::path settled(const std::string& path) {
+    std::error_code problem;
+    fs::path whole = fs::absolute(path, problem).lexically_normal();
+    if (!whole.has_filename()) {
+        whole = whole.parent_path();
+    }
+    const fs::path folder = fs::weakly_canonical(whole.parent_path(), problem);
+    return problem ? whole : folder / whole.filename();
+}
+
+bool isDirectory(const std::string& path) {
+    std::error_code problem;
+    return fs::is_directory(path, problem);
+}
+
+Complaint usage(std::string text) {
+    return {ExitStatus::Usage, std::move(text)};
+}
+
+/// Where the job is: its own absolute URL, or the application and the place inside it.
+Outcome<Subject> placeOf(const Options& options) {
+    const fs::path job = settled(options.job);
+    if (!options.app) {
+        return Subject{std::nullopt, ksw::URL::fileURL(job.native()),
+                       static_cast<std::int64_t>(options.kind | KSWItemTypeLegacyBit), std::nullopt, options.uid};
+    }
+    std::error_code problem;
+    const fs::path app = fs::canonical(*options.app, problem);
+    if (problem) {
+        return usage("--app: " + *options.app + ": " + problem.message());
+    }
+    const fs::path inside = job.lexically_relative(app);
+    if (inside.empty() || inside == "." || *inside.begin() == "..") {
+        return usage(options.job + " is not inside the application " + *options.app);
+    }
+    return Subject{ksw::URL::fileURL(app.native(), ksw::PathKind::Directory), ksw::URL::fileURL(inside.native()),
+                   static_cast<std::int64_t>(options.kind), std::nullopt, options.uid};
+}
+
+bool isItselfTheItem(const Options& options) {
+    return options.kind == KSWItemTypeLoginItem && isDirectory(options.job);
+}
+
+}  // namespace
+
+Outcome<Subject> subjectOf(const Options& options, JobFile jobFile) {
+    Outcome<Subject> place = placeOf(options);
+    auto* subject = std::get_if<Subject>(&place);
+    if (subject == nullptr) {
+        return place;
+    }
+    if (!KSWItemTypeValidateRegistrationParameters(static_cast<KSWItemType>(subject->type), subject->bundleURL,
+                                                   subject->itemURL)) {
+        return usage("a " + KSWItemTypeBaseDescription(options.kind) +
+                     " needs the application that carries it (--app)");
+    }
+    if (jobFile == JobFile::Read && !isItselfTheItem(options)) {
+        Outcome<ksw::Dictionary> configuration = configurationOfJob(settled(options.job).native());
+        if (auto* complaint = std::get_if<Complaint>(&configuration)) {
+            return std::move(*complaint);
+        }
+        subject->configuration = std::get<ksw::Dictionary>(std::move(configuration));
+    }
+    return place;
+}
+
+}  // namespace kswctl

@@ -1,0 +1,17 @@
+// text.h: text that is safe to put on a terminal.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kswctl {
+
+/// The text with everything that a terminal could obey or that could mislead a reader written as an escape:
+/// control characters, line and paragraph separators, marks of writing direction, bytes that are not UTF-8, and
+/// the backslash itself, so that an escape cannot be forged. The rest stays as it is.
+std::string printable(std::string_view text);
+
+/// Writes "kswctl: TEXT" and a line break to standard error, TEXT made printable.
+void complain(std::string_view text);
+
+}  // namespace kswctl
