@@ -16,6 +16,19 @@ std::uint64_t load(const char* bytes) {
     return word;
 }
 
+/// Whether the text, unless it is short, is ASCII as almost every one is. The last word may overlap the one before.
+bool isAscii(std::string_view text) {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
+    if (text.size() < kWord) {
+        return false;
+    }
+    std::uint64_t bits = load(text.data() + text.size() - kWord);
+    for (std::size_t i = 0; i + kWord < text.size(); i += kWord) {
+        bits |= load(text.data() + i);
+    }
+    return (bits & kHighBits) == 0;
+}
+
 /// The first byte that is not ASCII; `end` when there is none.
 const char* skipAscii(const char* cursor, const char* end) {
     while (end - cursor >= 8 && (load(cursor) & kHighBits) == 0) {
@@ -52,6 +65,9 @@ std::size_t longCharacter(const char* cursor, const char* end) {
 
 bool isUtf8(std::string_view text) {
     const char* const end = text.data() + text.size();
+    if (isAscii(text)) {
+        return true;
+    }
     const char* cursor = skipAscii(text.data(), end);
     while (cursor != end) {
         const std::size_t size = longCharacter(cursor, end);
