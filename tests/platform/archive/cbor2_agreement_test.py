@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 """Another language's CBOR library reads an archive that we wrote, and writes one that we read."""
 import os
+import re
 import subprocess
+import sys
 import unittest
 import uuid
 
@@ -111,6 +113,28 @@ class AnArchiveOfAnotherLibrary(unittest.TestCase):
                          "root[1].container.url: URL expected")
         self.assertEqual(read_by_tool(cbor2.dumps({"root": [CBORTag(27, ["Other", {}])]})),
                          "root[0]: object of a class that is not allowed here")
+
+
+class ThePageAboutArchives(unittest.TestCase):
+    """What docs/archive.md shows is so."""
+
+    def setUp(self):
+        with open(os.path.join(os.environ["KSW_SOURCE_DIR"], "docs", "archive.md"), encoding="utf-8") as page:
+            text = page.read()
+        listing = re.search(r"```\n(a1 .*?)```", text, re.DOTALL).group(1)
+        digits = [re.match(r" *((?:[0-9a-f]+ ?)+)(?:  |$)", line).group(1)
+                  for line in listing.splitlines()]
+        self.example = bytes.fromhex("".join(digits).replace(" ", ""))
+        self.program = re.search(r"```python\n(.*?)```", text, re.DOTALL).group(1)
+
+    def test_has_an_example_that_we_read(self):
+        item_, = read_by_tool(self.example)
+        self.assertEqual((item_["identifier"], item_["url"], item_["container"]), (["8.a"], ["file:/x"], ["2.a"]))
+
+    def test_has_a_program_that_reads_it(self):
+        done = subprocess.run([sys.executable, "-c", self.program], input=self.example, capture_output=True,
+                              check=False, timeout=60)
+        self.assertEqual(done.stdout.decode(), "KSWItem 8.a None\n  at file:/x\n  in 2.a\n", done.stderr)
 
 
 if __name__ == "__main__":

@@ -3,7 +3,6 @@
 //   archive_tool read         reads an archive of a list of items from standard input and prints a line for each
 //   field archive_tool read-service the same with the service coder
 #include <cstdio>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
