@@ -3,7 +3,7 @@
 namespace ksw::daemon {
 
 bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid) {
-    if (caller.isRoot()) {
+    if (caller.isAdministrator()) {
         return true;
     }
     const bool isOwn = caller.uid == uid && uid != kEveryUser && uid != kNoUser;
@@ -19,7 +19,7 @@ bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid) {
 }
 
 bool maySee(const Caller& caller, Uid uid) {
-    return caller.isRoot() || uid == caller.uid || uid == kEveryUser;
+    return caller.isAdministrator() || uid == caller.uid || uid == kEveryUser;
 }
 
 }  // namespace ksw::daemon

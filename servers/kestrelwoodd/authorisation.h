@@ -16,9 +16,10 @@ enum class Rule : std::uint8_t {
     List,    ///< Reads what may be shown to anybody; the answer has only what the caller may see.
 };
 
-/// Whether the caller may do this for user `uid` with an item of this type. Uid 0 may do everything. Another user
-/// may do it for itself only, and may change nothing that belongs to the system as a whole: no daemon, nothing
-/// under the uid that stands for every user. An unknown rule allows nothing.
+/// Whether the caller may do this for user `uid` with an item of this type. Uid 0 may do everything, and so may the
+/// owner of the host root when the daemon has one of its own. Another user may do it for itself only, and may
+/// change nothing that belongs to the system as a whole: no daemon, nothing under the uid that stands for every
+/// user. An unknown rule allows nothing.
 bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid);
 
 /// Whether a caller may know that the user has records.

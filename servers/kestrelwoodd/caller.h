@@ -11,8 +11,11 @@ namespace ksw::daemon {
 struct Caller {
     Uid uid = kNoUser;
     gid_t gid = static_cast<gid_t>(-1);
+    /// Whether the daemon's host root is this user's own folder: what is the system's there is this user's.
+    bool ownsHostRoot = false;
 
     bool isRoot() const { return uid == 0; }
+    bool isAdministrator() const { return isRoot() || ownsHostRoot; }
 };
 
 }  // namespace ksw::daemon

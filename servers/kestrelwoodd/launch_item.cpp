@@ -55,9 +55,10 @@ bool takeTexts(const Dictionary& configuration, std::string_view key,
     return true;
 }
 
-/// A claim of who has put an item there is believed of uid 0 only; whether it is a legacy one is no claim.
+/// A claim of who has put an item there is believed of the administrator only; whether it is a legacy one is no
+/// claim.
 KSWItemType typeOf(KSWItemType said, const Caller& caller) {
-    return said & (KSWItemTypeAll | (caller.isRoot() ? kProvenance : KSWItemTypeLegacyBit));
+    return said & (KSWItemTypeAll | (caller.isAdministrator() ? kProvenance : KSWItemTypeLegacyBit));
 }
 
 URL asDirectory(const URL& url) {

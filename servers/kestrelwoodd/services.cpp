@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "platform/host/host_root.h"
 #include "platform/host/peer_identity.h"
 #include "servers/kestrelwoodd/answers.h"
 #include "servers/kestrelwoodd/served_methods.h"
@@ -16,16 +17,24 @@ using ipc::Reply;
 using ipc::RequestContext;
 using ipc::Responder;
 
-Caller callerOf(const host::PeerIdentity& peer) {
-    return {peer.uid(), peer.auditToken().effectiveGid()};
-}
+/// Tells callers from their connections; asks beforehand who owns the host root.
+class Callers {
+public:
+    Caller callerOf(const host::PeerIdentity& peer) const {
+        return {peer.uid(), peer.auditToken().effectiveGid(), owner_ != kNoUser && peer.uid() == owner_};
+    }
+
+private:
+    Uid owner_ = host::hostRootOwner();
+};
 
 template <class... R, class... A>
 void serve(Dispatcher& dispatcher, Operations& operations, const Method<Reply<R...>(A...)>& method, Rule rule,
            Operations::Operation operation) {
-    dispatcher.on(method, [&operations, rule, operation](const RequestContext& context, Responder<R...> responder,
-                                                         const A&... arguments) {
-        const Answer answer = operations.perform(operation, rule, subjectOf(arguments...), callerOf(context.peer));
+    dispatcher.on(method, [&operations, callers = Callers(), rule, operation](
+                              const RequestContext& context, Responder<R...> responder, const A&... arguments) {
+        const Caller caller = callers.callerOf(context.peer);
+        const Answer answer = operations.perform(operation, rule, subjectOf(arguments...), caller);
         std::apply([&](const R&... reply) { responder.answer(reply...); }, replyOf<std::tuple<R...>>(answer));
     });
 }
@@ -54,8 +63,9 @@ void refuseTheRest(Dispatcher& dispatcher, const ipc::ServiceInterface& interfac
 Dispatcher managerService(Operations& operations) {
     Dispatcher dispatcher = serviceOf(kManagerMethods, operations);
     dispatcher.on(manager::kFetchUserIdentifiersAndUIDs,
-                  [&operations](const RequestContext& context, Responder<std::optional<Dictionary>> responder) {
-                      responder.answer(operations.users(callerOf(context.peer)));
+                  [&operations, callers = Callers()](const RequestContext& context,
+                                                     Responder<std::optional<Dictionary>> responder) {
+                      responder.answer(operations.users(callers.callerOf(context.peer)));
                   });
     refuseTheRest(dispatcher, GetManagerServiceInterface());
     return dispatcher;

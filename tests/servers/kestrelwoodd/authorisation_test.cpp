@@ -29,6 +29,8 @@ std::vector<Case> cases() {
         {"root for itself", kRoot, kLegacyAgent, 0, true, true},
         {"root for every user", kRoot, kLegacyAgent, kEveryUser, true, true},
         {"root, a daemon", kRoot, kLegacyDaemon, owner.uid, true, true},
+        {"the host root's owner for another", {other.uid, other.gid, true}, kLegacyAgent, owner.uid, true, true},
+        {"the host root's owner, a daemon", {other.uid, other.gid, true}, kLegacyDaemon, owner.uid, true, true},
         {"a user for itself", owner, kLegacyAgent, owner.uid, true, true},
         {"a user for itself, a user item", owner, KSWItemTypeUserItem, owner.uid, true, true},
         {"a user, a daemon", owner, kLegacyDaemon, owner.uid, true, false},
