@@ -61,6 +61,13 @@ public:
         }
     }
 
+    /// Makes room at once for so many bytes more, a guess that spares copying while the buffer grows.
+    void expect(std::size_t size) {
+        if (buffer_.size() - used_ < size) {
+            buffer_.resize(used_ + size);
+        }
+    }
+
     /// One array or map deeper, and back. `enter` fails when it is too deep for a reader.
     bool enter();
     void leave() { --depth_; }

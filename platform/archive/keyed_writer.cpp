@@ -1,5 +1,5 @@
 // Writing a keyed archive: objects from the root down, each in full where it is met first.
-#include <array>
+#include <algorithm>
 #include <bit>
 
 #include "platform/archive/identity_map.h"
@@ -8,6 +8,10 @@
 namespace ksw::archive::detail {
 
 namespace {
+
+/// What an object of a list takes in bytes, about, and how much is made room for before the first is written.
+constexpr std::size_t kUsualSize = 1'088;
+constexpr std::size_t kExpectedMax = 16 * limits::kMiB;
 
 class KeyedWriter {
 public:
@@ -34,10 +38,11 @@ Result<Data> KeyedWriter::write(const ClassInfo& info, RootForm form, const void
                                 ObjectAt at) {
     writer_.map(1);
     writer_.text("root");
-    bool isEntered = writer_.enter();
+    writer_.enter();
     if (form == RootForm::Array) {
         writer_.array(count);
-        isEntered = isEntered && writer_.enter();
+        writer_.expect(std::min(count * kUsualSize, kExpectedMax));
+        writer_.enter();
     }
     for (std::size_t i = 0; i < count && writer_.ok(); ++i) {
         writeObject(info, at(objects, i), nullptr);
