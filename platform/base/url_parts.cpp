@@ -1,5 +1,7 @@
 #include "platform/base/url_parts.h"
 
+#include <array>
+
 #include "platform/base/hex.h"
 
 namespace ksw {
@@ -21,9 +23,32 @@ constexpr bool isSubDelimiter(char c) {
 constexpr bool isPathCharacter(char c) {
     return isUnreserved(c) || isSubDelimiter(c) || c == ':' || c == '@' || c == '/';
 }
+/// A set of characters as a table, since every URL that comes over a socket is looked at byte by byte.
+using CharacterSet = std::array<bool, 256>;
+
 /// Every character that a URL may hold somewhere, the percent sign aside.
+constexpr CharacterSet kUrlCharacters = [] {
+    CharacterSet set{};
+    for (std::size_t byte = 0; byte < set.size(); ++byte) {
+        const auto c = static_cast<char>(byte);
+        set[byte] = isPathCharacter(c) || c == '?' || c == '#' || c == '[' || c == ']';
+    }
+    return set;
+}();
 constexpr bool isUrlCharacter(char c) {
-    return isPathCharacter(c) || c == '?' || c == '#' || c == '[' || c == ']';
+    return kUrlCharacters[static_cast<unsigned char>(c)];
+}
+
+/// Where the first of a few delimiters stands, or npos.
+std::size_t findDelimiter(std::string_view text, std::string_view delimiters) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        for (const char delimiter : delimiters) {
+            if (text[i] == delimiter) {
+                return i;
+            }
+        }
+    }
+    return std::string_view::npos;
 }
 
 bool isScheme(std::string_view text) {
@@ -40,7 +65,7 @@ bool isScheme(std::string_view text) {
 
 /// Cuts what stands before the first of `delimiters` off the front of `text`.
 std::string_view takeUntil(std::string_view& text, std::string_view delimiters) {
-    const std::string_view taken = text.substr(0, text.find_first_of(delimiters));
+    const std::string_view taken = text.substr(0, findDelimiter(text, delimiters));
     text.remove_prefix(taken.size());
     return taken;
 }
@@ -69,7 +94,7 @@ bool isUrlReference(std::string_view text) {
             return false;
         }
     }
-    const std::size_t firstDelimiter = text.find_first_of(":/?#");
+    const std::size_t firstDelimiter = findDelimiter(text, ":/?#");
     if (firstDelimiter != std::string_view::npos && text[firstDelimiter] == ':' &&
         !isScheme(text.substr(0, firstDelimiter))) {
         return false;
@@ -80,7 +105,7 @@ bool isUrlReference(std::string_view text) {
 
 UrlParts splitUrl(std::string_view text) {
     UrlParts parts;
-    const std::size_t colon = text.find_first_of(":/?#");
+    const std::size_t colon = findDelimiter(text, ":/?#");
     if (colon != std::string_view::npos && text[colon] == ':' && isScheme(text.substr(0, colon))) {
         parts.scheme = text.substr(0, colon);
         text.remove_prefix(colon + 1);

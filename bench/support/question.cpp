@@ -1,0 +1,206 @@
+#include "bench/support/question.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <tuple>
+
+#include "platform/archive/cbor_reader.h"
+#include "platform/host/sys.h"
+#include "platform/ipc/body.h"
+#include "platform/ipc/dialer.h"
+#include "platform/ipc/frame.h"
+#include "platform/ipc/listener.h"
+#include "platform/ipc/server.h"
+#include "platform/ipc/stream.h"
+
+namespace ksw::bench {
+
+namespace {
+
+constexpr std::int64_t kDisposition = 0x3;
+
+[[noreturn]] void fail(const Error& error) {
+    std::fprintf(stderr, "%s\n", error.description().c_str());
+    std::exit(2);
+}
+
+/// Something to wait for, until the peer listens.
+class Readiness {
+public:
+    Readiness() {
+        if (::pipe(ends_) != 0) {
+            std::exit(2);
+        }
+    }
+    void say() const { writeByte(); }
+    void await() {
+        ::close(ends_[1]);
+        char byte = 0;
+        if (::read(ends_[0], &byte, 1) != 1) {
+            std::exit(2);
+        }
+        ::close(ends_[0]);
+    }
+
+private:
+    void writeByte() const {
+        if (::write(ends_[1], "!", 1) != 1) {
+            std::exit(2);
+        }
+    }
+    int ends_[2]{};
+};
+
+std::size_t encodeAnswer(Data& frame) {
+    const std::int64_t disposition = kDisposition;
+    const std::optional<Data> constraint;
+    const std::int64_t code = 0;
+    const ipc::ArgumentSource sources[] = {ipc::sourceOf(disposition), ipc::sourceOf(constraint),
+                                           ipc::sourceOf(code)};
+    if (Status status = ipc::encodeReply(sources, frame); !status) {
+        fail(status.error());
+    }
+    return frame.size();
+}
+
+void answer(const ipc::Frame& frame, Data& buffer) {
+    archive::DecodeBudget budget(frame.body.size());
+    archive::Reader reader(frame.body, budget);
+    std::size_t count = 0;
+    std::string_view selector;
+    std::tuple<std::optional<URL>, std::int64_t, std::optional<URL>, std::optional<Dictionary>, Uid> arguments;
+    const Status status = std::apply(
+        [&](auto&... slots) -> Status {
+            const ipc::ArgumentPlace places[] = {ipc::placeOf(slots)...};
+            if (!reader.enterArray(count) || !reader.text(selector)) {
+                return reader.error("request");
+            }
+            return ipc::decodeArguments(reader, places, {});
+        },
+        arguments);
+    if (!status || selector != kQuestion.selector) {
+        std::exit(2);
+    }
+    encodeAnswer(buffer);
+    ipc::writeHeader(
+        {ipc::FrameKind::Reply, static_cast<std::uint32_t>(buffer.size() - ipc::kHeaderSize), frame.header.serial},
+        std::span(buffer).first<ipc::kHeaderSize>());
+}
+
+void serve(ipc::Stream stream) {
+    Data buffer;
+    while (true) {
+        const Result<ipc::Received> received = stream.receive(1);
+        if (!received || *received == ipc::Received::End) {
+            return;
+        }
+        while (true) {
+            const Result<ipc::FrameSearch> found = ipc::findFrame(stream.buffer().bytes(), limits::kFrameBodyMax);
+            if (!found || !found->frame) {
+                break;
+            }
+            answer(*found->frame, buffer);
+            stream.buffer().consume(found->frame->size());
+            if (!stream.sendAll(buffer)) {
+                return;
+            }
+        }
+    }
+}
+
+void runScriptedPeer(const Readiness& readiness) {
+    const Result<ipc::Listener> listener = ipc::Listener::open(kQuestionService, ipc::Domain::System, std::nullopt);
+    if (!listener) {
+        fail(listener.error());
+    }
+    readiness.say();
+    while (true) {
+        pollfd waiting{listener->fd(), POLLIN, 0};
+        (void)host::sys::poll({&waiting, 1}, std::nullopt);
+        Result<std::optional<UniqueFd>> accepted = host::sys::accept(listener->fd(), false);
+        if (accepted && *accepted) {
+            serve(ipc::Stream(std::move(**accepted)));
+        }
+    }
+}
+
+void runServer(const Readiness& readiness) {
+    ipc::Dispatcher dispatcher;
+    dispatcher.on(
+        kQuestion,
+        [](const ipc::RequestContext&, ipc::Responder<std::int64_t, std::optional<Data>, std::int64_t> responder,
+           const std::optional<URL>&, std::int64_t, const std::optional<URL>&, const std::optional<Dictionary>&,
+           Uid) { responder.answer(kDisposition, std::nullopt, 0); });
+    ipc::Server server;
+    if (Status status = server.listen(kQuestionService, ipc::Domain::System, std::move(dispatcher)); !status) {
+        fail(status.error());
+    }
+    if (Status status = server.start(); !status) {
+        fail(status.error());
+    }
+    readiness.say();
+    ::pause();
+}
+
+std::unique_ptr<ChildProcess> startPeer(void (*run)(const Readiness&)) {
+    Readiness readiness;
+    auto peer = std::make_unique<ChildProcess>([&] { run(readiness); });
+    readiness.await();
+    return peer;
+}
+
+}  // namespace
+
+Sizes Question::sizes() const {
+    Data request;
+    Data reply;
+    const ipc::ArgumentSource sources[] = {ipc::sourceOf(app), ipc::sourceOf(type), ipc::sourceOf(relative),
+                                           ipc::sourceOf(configuration), ipc::sourceOf(uid)};
+    if (Status status = ipc::encodeRequest(kQuestion.selector, sources, request); !status) {
+        fail(status.error());
+    }
+    return {request.size(), encodeAnswer(reply)};
+}
+
+void Question::ask(ipc::Connection& connection) const {
+    const auto reply = connection.call(kQuestion, app, type, relative, configuration, uid);
+    if (!reply) {
+        fail(reply.error());
+    }
+    if (std::get<0>(*reply) != kDisposition) {
+        std::exit(2);
+    }
+}
+
+std::unique_ptr<ipc::Connection> questionConnection() {
+    return std::make_unique<ipc::Connection>(kQuestionService, ipc::managementDaemonOptions(),
+                                             ipc::makeInterface("QuestionInterface", kQuestion));
+}
+
+std::unique_ptr<ChildProcess> scriptedPeer() {
+    return startPeer(runScriptedPeer);
+}
+
+std::unique_ptr<ChildProcess> questionServer() {
+    return startPeer(runServer);
+}
+
+BenchRoot::BenchRoot()
+    : path_(std::filesystem::canonical(std::filesystem::temp_directory_path()) / "ksw-bench-XXXXXX") {
+    if (::mkdtemp(path_.data()) == nullptr) {
+        std::perror("mkdtemp");
+        std::exit(2);
+    }
+    ::setenv("KESTRELWOOD_ROOT", path_.c_str(), 1);
+}
+
+BenchRoot::~BenchRoot() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+}  // namespace ksw::bench
