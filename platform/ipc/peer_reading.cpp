@@ -83,7 +83,8 @@ void Peer::handle(std::uint32_t events) {
             case Arrived::Served:
                 break;
         }
-        if (isDrained && (events & kEndEvents) == 0) {
+        // A receive may stop early, at descriptors that came along for instance; then it stops within a frame.
+        if (isDrained && stream_.buffer().bytes().empty() && (events & kEndEvents) == 0) {
             noteProgress();
             return;
         }

@@ -73,9 +73,10 @@ Data ScriptedConnection::frameOf(std::uint32_t serial, std::span<const ipc::Argu
     return frame;
 }
 
-ScriptedServer::ScriptedServer(std::string_view service, Script script, ipc::Domain domain)
+ScriptedServer::ScriptedServer(std::string_view service, Script script, ipc::Domain domain,
+                               std::optional<Uid> targetUid)
     : script_(std::move(script)) {
-    Result<ipc::Listener> listener = ipc::Listener::open(service, domain, std::nullopt);
+    Result<ipc::Listener> listener = ipc::Listener::open(service, domain, targetUid);
     Result<UniqueFd> stop = host::sys::eventDescriptor();
     if (!listener || !stop) {
         throw std::runtime_error("no listener: " + (listener ? stop.error() : listener.error()).description());

@@ -66,7 +66,8 @@ class ScriptedServer {
 public:
     using Script = std::function<void(ScriptedConnection&)>;
 
-    ScriptedServer(std::string_view service, Script script, ipc::Domain domain = ipc::Domain::System);
+    ScriptedServer(std::string_view service, Script script, ipc::Domain domain = ipc::Domain::System,
+                   std::optional<Uid> targetUid = std::nullopt);
     /// Closes everything and waits for the scripts.
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;

@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <thread>
+#include <vector>
+
+#include "tests/platform/ipc/test_service.h"
+#include "tests/support/scripted_server.h"
+#include "tests/support/sys_faults.h"
+
+namespace ksw::test {
+namespace {
+
+using Sum = Result<std::tuple<std::int64_t>>;
+
+TEST(AnAsynchronousRequest, GetsItsReplyOnTheConnectionsOwnThread) {
+    const HostRoot root;
+    const TestServer server;
+    const auto connection = testConnection();
+    std::latch done(1);
+    std::int64_t sum = 0;
+    std::thread::id thread;
+    connection->callAsync(
+        kAdd,
+        [&](const Sum& reply) {
+            sum = reply ? std::get<0>(*reply) : -1;
+            thread = std::this_thread::get_id();
+            done.count_down();
+        },
+        20, 22);
+    done.wait();
+    EXPECT_EQ(sum, 42);
+    EXPECT_NE(thread, std::this_thread::get_id());
+}
+
+TEST(AsynchronousRequests, RunTheirHandlersOneAtATimeBesideSynchronousOnes) {
+    constexpr int kRequests = 400;
+    const HostRoot root;
+    const TestServer server;
+    const auto connection = testConnection();
+    std::latch done(kRequests);
+    int running = 0;
+    std::int64_t sum = 0;
+    for (int request = 0; request < kRequests; ++request) {
+        connection->callAsync(
+            kAdd,
+            [&](const Sum& reply) {
+                EXPECT_EQ(++running, 1);
+                sum += reply ? std::get<0>(*reply) : 0;
+                --running;
+                done.count_down();
+            },
+            request, 1);
+        ASSERT_TRUE(connection->call(kAdd, 1, 2).ok());
+    }
+    done.wait();
+    EXPECT_EQ(sum, kRequests * (kRequests - 1) / 2 + kRequests);
+}
+
+TEST(AnAsynchronousRequest, MayAskAgainFromItsHandler) {
+    const HostRoot root;
+    const TestServer server;
+    const auto connection = testConnection();
+    std::latch done(1);
+    bool isAnswered = false;
+    connection->callAsync(
+        kAdd,
+        [&](const Sum&) {
+            isAnswered = connection->call(kAdd, 1, 2).ok();
+            done.count_down();
+        },
+        1, 1);
+    done.wait();
+    EXPECT_TRUE(isAnswered);
+}
+
+TEST(AnAsynchronousRequest, WithoutAServerGetsTheError) {
+    const HostRoot root;
+    const auto connection = testConnection();
+    std::latch done(1);
+    std::optional<ConnectionError> error;
+    connection->callAsync(
+        kAdd,
+        [&](const Sum& reply) {
+            error = connectionErrorOf(reply);
+            done.count_down();
+        },
+        1, 1);
+    done.wait();
+    EXPECT_EQ(error, ConnectionError::Unreachable);
+}
+
+TEST(AnAsynchronousRequest, GetsTheErrorWhenTheServerGoes) {
+    const HostRoot root;
+    const ScriptedServer server(kTestService, [](ScriptedConnection& connection) { connection.next(); });
+    const auto connection = testConnection(ipc::Redial::UntilReached);
+    std::latch done(1);
+    std::optional<ConnectionError> error;
+    connection->callAsync(
+        kAdd,
+        [&](const Sum& reply) {
+            error = connectionErrorOf(reply);
+            done.count_down();
+        },
+        1, 1);
+    done.wait();
+    EXPECT_EQ(error, ConnectionError::Interrupted);
+}
+
+TEST(AnAsynchronousRequest, IsInvalidatedWhenItsConnectionEnds) {
+    constexpr int kRequests = 5;
+    const HostRoot root;
+    std::latch arrived(kRequests);
+    const ScriptedServer server(kTestService, [&](ScriptedConnection& connection) {
+        while (connection.next()) {
+            arrived.count_down();
+        }
+    });
+    auto connection = testConnection();
+    std::vector<std::optional<ConnectionError>> errors;
+    for (int request = 0; request < kRequests; ++request) {
+        connection->callAsync(
+            kAdd, [&](const Sum& reply) { errors.push_back(connectionErrorOf(reply)); }, 1, 1);
+    }
+    arrived.wait();
+    connection.reset();
+    EXPECT_EQ(errors, std::vector<std::optional<ConnectionError>>(kRequests, ConnectionError::Invalidated));
+}
+
+TEST(AnAsynchronousRequest, MayEndItsConnectionFromItsHandler) {
+    const HostRoot root;
+    const TestServer server;
+    auto connection = testConnection();
+    std::latch done(1);
+    connection->callAsync(
+        kAdd,
+        [&](const Sum&) {
+            connection.reset();
+            done.count_down();
+        },
+        1, 1);
+    done.wait();
+    EXPECT_EQ(connection, nullptr);
+}
+
+}  // namespace
+}  // namespace ksw::test
