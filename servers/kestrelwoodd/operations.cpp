@@ -17,6 +17,12 @@ Answer answerOf(Outcome outcome) {
     return {outcome.code, std::move(outcome.item), 0, std::nullopt};
 }
 
+/// Whose rights a record's files are looked at with: its user's, without any group's; uid 0's for the system's.
+Caller ownerOf(Uid uid) {
+    constexpr gid_t kNoGroup = 65534;
+    return uid == kEveryUser ? Caller{0, 0} : Caller{uid, kNoGroup};
+}
+
 bool isOfKind(const KSWItem& item, KSWItemType type) {
     return ((item.type() ^ type) & KSWItemTypeAll) == 0;
 }
@@ -130,45 +136,65 @@ Answer Operations::fetch(const Subject& subject, const Caller& caller) {
     return {KSWErrorNone, std::move(found.item), 0, std::nullopt};
 }
 
-Answer Operations::recordedOrExpected(const Subject& subject, const Caller& caller) const {
+Result<Found> Operations::recordedOrExpected(const Subject& subject, const Caller& caller) const {
     const Result<LaunchItem> item = itemOf(subject, caller);
     if (!item) {
-        return failure(item.error().code());
+        return item.error();
     }
     const std::optional<std::string> identifier = identifierOf(*item, caller);
     if (!identifier) {
-        return failure(KSWErrorInvalidParameter);
+        return KSWErrorWithCode(KSWErrorInvalidParameter);
     }
     Found found = find(*item, *identifier);
     if (found.isDamaged) {
-        return failure(KSWErrorGeneric);
+        return KSWErrorWithCode(KSWErrorGeneric);
     }
     if (found.item == nullptr) {
+        found.judgement = nullptr;
         found.item = asIfEntered(recordOf(*item, *identifier, FileDates::LeftOut, caller));
     }
-    return {KSWErrorNone, std::move(found.item), 0, std::nullopt};
+    return found;
+}
+
+std::optional<KSWDisposition> Operations::judged(const Found& found, const Caller& caller) const {
+    if (found.judgement == nullptr) {
+        const ReadingAs rights(caller);
+        return rights.ok() ? std::optional(found.item->effectiveDisposition()) : std::nullopt;
+    }
+    const std::chrono::nanoseconds now = clock_.monotonic();
+    std::optional<KSWDisposition> disposition = found.judgement->at(now);
+    if (!disposition) {
+        // The answer is for everybody who asks, so the rights are those of whom the record belongs to.
+        const ReadingAs rights(ownerOf(found.uid));
+        if (!rights.ok()) {
+            return std::nullopt;
+        }
+        disposition = found.item->effectiveDisposition();
+        found.judgement->remember(*disposition, now);
+    }
+    return disposition;
 }
 
 Answer Operations::storedDisposition(const Subject& subject, const Caller& caller) {
-    Answer answer = recordedOrExpected(subject, caller);
-    if (answer.item != nullptr) {
-        answer.disposition = answer.item->disposition();
+    Result<Found> found = recordedOrExpected(subject, caller);
+    if (!found) {
+        return failure(found.error().code());
     }
-    return answer;
+    const KSWDisposition disposition = found->item->disposition();
+    return {KSWErrorNone, std::move(found->item), disposition, std::nullopt};
 }
 
 Answer Operations::effectiveDisposition(const Subject& subject, const Caller& caller) {
-    Answer answer = recordedOrExpected(subject, caller);
-    if (answer.item != nullptr) {
-        // It looks whether a file that the caller may have named lies in a trash.
-        const ReadingAs rights(caller);
-        if (!rights.ok()) {
-            return failure(KSWErrorGeneric);
-        }
-        answer.disposition = answer.item->effectiveDisposition();
-        answer.requirement = answer.item->lightweightRequirement();
+    Result<Found> found = recordedOrExpected(subject, caller);
+    if (!found) {
+        return failure(found.error().code());
     }
-    return answer;
+    const std::optional<KSWDisposition> disposition = judged(*found, caller);
+    if (!disposition) {
+        return failure(KSWErrorGeneric);
+    }
+    std::optional<Data> requirement = found->item->lightweightRequirement();
+    return {KSWErrorNone, std::move(found->item), *disposition, std::move(requirement)};
 }
 
 Dictionary Operations::users(const Caller& caller) const {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "platform/host/clock.h"
 #include "servers/kestrelwoodd/authorisation.h"
 #include "servers/kestrelwoodd/launch_item.h"
 #include "servers/kestrelwoodd/registry.h"
@@ -20,8 +21,9 @@ struct Answer {
 /// Serves requests about launch items. Any thread may call anything; what changes records waits for the disk.
 class Operations {
 public:
-    /// `registry` is borrowed and outlives this.
-    explicit Operations(Registry& registry) : registry_(registry) {}
+    /// `registry` and `clock` are borrowed and outlive this.
+    explicit Operations(Registry& registry, const host::Clock& clock = host::systemClock())
+        : registry_(registry), clock_(clock) {}
 
     using Operation = Answer (Operations::*)(const Subject& subject, const Caller& caller);
 
@@ -40,7 +42,8 @@ public:
     Answer fetch(const Subject& subject, const Caller& caller);
     /// The disposition as it stands in the record, and as it would stand there when there is none.
     Answer storedDisposition(const Subject& subject, const Caller& caller);
-    /// The disposition in force, and the launch constraint.
+    /// The disposition in force, and the launch constraint. That a record's file has come into the trash, or out
+    /// of it, shows a second later at most.
     Answer effectiveDisposition(const Subject& subject, const Caller& caller);
 
     /// The uid of each user identifier that has records, as far as the caller may see.
@@ -49,10 +52,13 @@ public:
 private:
     Result<LaunchItem> itemOf(const Subject& subject, const Caller& caller) const;
     Found find(const LaunchItem& item, const std::string& identifier) const;
-    /// The record, or what it would be; with a code other than 0 there is neither.
-    Answer recordedOrExpected(const Subject& subject, const Caller& caller) const;
+    /// The record, or what it would be. Error: a code of KSWErrors.h.
+    Result<Found> recordedOrExpected(const Subject& subject, const Caller& caller) const;
+    /// The disposition in force; absent when the rights to look for the item's file are not to be had.
+    std::optional<KSWDisposition> judged(const Found& found, const Caller& caller) const;
 
     Registry& registry_;
+    const host::Clock& clock_;
 };
 
 }  // namespace ksw::daemon

@@ -14,9 +14,9 @@ Found RecordIndex::find(Uid uid, std::string_view identifier) const {
     }
     const Records& records = user->second;
     if (const auto found = records.byIdentifier.find(identifier); found != records.byIdentifier.end()) {
-        return {found->second, false};
+        return {found->second.item, false, uid, found->second.judgement};
     }
-    return {nullptr, !records.damaged.empty() && records.damaged.contains(identifier)};
+    return {nullptr, !records.damaged.empty() && records.damaged.contains(identifier), uid};
 }
 
 Found RecordIndex::find(Uid uid, const UUID& uuid) const {
@@ -26,7 +26,7 @@ Found RecordIndex::find(Uid uid, const UUID& uuid) const {
         return {};
     }
     const auto found = user->second.byUuid.find(uuid);
-    return {found == user->second.byUuid.end() ? nullptr : found->second, false};
+    return {found == user->second.byUuid.end() ? nullptr : found->second, false, uid};
 }
 
 Found RecordIndex::findByURL(Uid uid, KSWItemType baseKind, const URL& url) const {
@@ -35,9 +35,9 @@ Found RecordIndex::findByURL(Uid uid, KSWItemType baseKind, const URL& url) cons
     if (user == users_.end()) {
         return {};
     }
-    for (const auto& [identifier, item] : user->second.byIdentifier) {
-        if ((item->type() & KSWItemTypeAll) == baseKind && item->url() == url) {
-            return {item, false};
+    for (const auto& [identifier, published] : user->second.byIdentifier) {
+        if ((published.item->type() & KSWItemTypeAll) == baseKind && published.item->url() == url) {
+            return {published.item, false, uid, published.judgement};
         }
     }
     return {};
@@ -83,7 +83,8 @@ void RecordIndex::publish(const Publication& publication) {
     }
     if (publication.root != nullptr) {
         forEachOf(publication.root, [&](const ItemPointer& item) {
-            records.byIdentifier.insert_or_assign(*item->identifier(), item);
+            records.byIdentifier.insert_or_assign(*item->identifier(),
+                                                  Published{item, std::make_shared<Judgement>()});
             records.byUuid.insert_or_assign(*item->uuid(), item);
         });
     }

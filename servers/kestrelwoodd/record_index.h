@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "servers/kestrelwoodd/family.h"
+#include "servers/kestrelwoodd/judgement.h"
 #include "servers/kestrelwoodd/shared_mutex.h"
 
 namespace ksw::daemon {
@@ -19,6 +20,8 @@ namespace ksw::daemon {
 struct Found {
     ItemPointer item;        ///< Owns its whole family, which never changes; null: there is no record.
     bool isDamaged = false;  ///< There is a record, and nobody can say what it holds.
+    Uid uid = kNoUser;       ///< Whose record it is.
+    std::shared_ptr<Judgement> judgement{};  ///< Of the record; null without one.
 };
 
 /// Finds records. Any thread may call anything; readers share one lock for the time of a search and hold none while
@@ -52,9 +55,13 @@ private:
     struct TextHash : std::hash<std::string_view> {
         using is_transparent = void;
     };
+    struct Published {
+        ItemPointer item;
+        std::shared_ptr<Judgement> judgement;
+    };
     struct Records {
         std::string userIdentifier;
-        std::unordered_map<std::string, ItemPointer, TextHash, std::equal_to<>> byIdentifier;
+        std::unordered_map<std::string, Published, TextHash, std::equal_to<>> byIdentifier;
         std::unordered_map<UUID, ItemPointer> byUuid;
         std::unordered_set<std::string, TextHash, std::equal_to<>> damaged;
     };

@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/servers/kestrelwoodd/daemon_inside.h"
+#include "tests/support/environment.h"
+#include "tests/support/manual_clock.h"
 
 namespace ksw::daemon::test {
 namespace {
@@ -93,19 +96,6 @@ TEST_F(Asking, DoesNotTakeAUserItemForADaemonWhoseIdentifierItHas) {
     EXPECT_EQ(effective(owner_, kLegacyDaemon, "my.daemon", owner_.uid).disposition, KSWDispositionEnabled);
 }
 
-TEST_F(Asking, AboutAnItemInTheTrashAnswersThatItIsDisabled) {
-    const std::string tool = daemon_.folder().writeFile(".local/share/Trash/files/tool", "x");
-    Dictionary job = jobNamed("my.agent");
-    job[std::string(KSWConfigExecutablePath)] = tool;
-    const char* former = getenv("HOME");
-    const std::string home = former == nullptr ? "" : former;
-    setenv("HOME", daemon_.folder().path().c_str(), 1);
-    const Answer answer = daemon_.ask(&Operations::effectiveDisposition, kRoot, kLegacyAgent, kNoURL,
-                                      jobURL("my.agent"), job, owner_.uid);
-    setenv("HOME", home.c_str(), 1);
-    EXPECT_EQ(answer.disposition, KSWDispositionAllowed);
-}
-
 TEST_F(Asking, ForTheUsersNamesTheSystemAndNumbersTheNameless) {
     constexpr Uid kNameless = 3'999'999'999U;
     daemon_.enterDaemon(kRoot, "my.daemon");
@@ -118,6 +108,65 @@ TEST_F(Asking, ForTheUsersNamesTheSystemAndNumbersTheNameless) {
 
 TEST_F(Asking, ForTheUsersIsEmptyWithoutRecords) {
     EXPECT_TRUE(daemon_.operations().users(kRoot).empty());
+}
+
+/// An agent whose executable lies behind a link, which leads to a usual folder or into the trash.
+class AnItemWhoseFileMoves : public testing::Test {
+protected:
+    AnItemWhoseFileMoves() : home_("HOME", daemon_.folder().path()), dataHome_("XDG_DATA_HOME", std::nullopt) {
+        daemon_.folder().writeFile("usual/tool", "x");
+        daemon_.folder().writeFile(".local/share/Trash/files/tool", "x");
+        lead("usual");
+        job_[std::string(KSWConfigExecutablePath)] = daemon_.folder().at("link/tool");
+    }
+    void lead(const std::string& folder) {
+        unlink(daemon_.folder().at("link").c_str());
+        EXPECT_EQ(symlink(daemon_.folder().at(folder).c_str(), daemon_.folder().at("link").c_str()), 0);
+    }
+    Answer ask(Operations::Operation operation) {
+        return daemon_.ask(operation, owner_, kLegacyAgent, kNoURL, jobURL("my.agent"), job_, owner_.uid);
+    }
+    KSWDisposition effective() { return ask(&Operations::effectiveDisposition).disposition; }
+
+    static constexpr const char* kTrash = ".local/share/Trash/files";
+    const Caller owner_ = anOwner();
+    ksw::test::ManualClock clock_;
+    DaemonInside daemon_{clock_};
+    ksw::test::ScopedVariable home_;
+    ksw::test::ScopedVariable dataHome_;
+    Dictionary job_ = jobNamed("my.agent");
+};
+
+TEST_F(AnItemWhoseFileMoves, IntoTheTrashIsDisabled) {
+    lead(kTrash);
+    EXPECT_EQ(effective(), KSWDispositionAllowed);
+    ASSERT_EQ(ask(&Operations::enter).code, KSWErrorNone);
+    EXPECT_EQ(effective(), KSWDispositionAllowed);
+    EXPECT_EQ(ask(&Operations::storedDisposition).disposition, kLaunchable);
+}
+
+TEST_F(AnItemWhoseFileMoves, WithoutARecordIsLookedAtEachTime) {
+    EXPECT_EQ(effective(), kLaunchable);
+    lead(kTrash);
+    EXPECT_EQ(effective(), KSWDispositionAllowed);
+}
+
+TEST_F(AnItemWhoseFileMoves, WithARecordIsLookedAtOnceASecond) {
+    ask(&Operations::enter);
+    EXPECT_EQ(effective(), kLaunchable);
+    lead(kTrash);
+    clock_.advance(Judgement::kHoldsFor - std::chrono::milliseconds(1));
+    EXPECT_EQ(effective(), kLaunchable);
+    clock_.advance(std::chrono::milliseconds(1));
+    EXPECT_EQ(effective(), KSWDispositionAllowed);
+}
+
+TEST_F(AnItemWhoseFileMoves, IsLookedAtAgainWhenItsFamilyHasChanged) {
+    ask(&Operations::enter);
+    EXPECT_EQ(effective(), kLaunchable);
+    lead(kTrash);
+    daemon_.enterAgent(owner_, "another", owner_.uid);
+    EXPECT_EQ(effective(), KSWDispositionAllowed);
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ URL jobURL(std::string_view label) {
     return URL::fileURL("/nowhere/" + std::string(label) + ".plist");
 }
 
-DaemonInside::DaemonInside() {
+DaemonInside::DaemonInside(const host::Clock& clock) : clock_(clock) {
     // What the daemon reads for an ordinary user it reads with his rights, also when root runs the test.
     EXPECT_EQ(chmod(folder_.path().c_str(), 0755), 0);
     restart();
@@ -41,7 +41,7 @@ void DaemonInside::restartWithPages(std::int64_t pagesMax) {
     Result<std::unique_ptr<Registry>> registry = Registry::load(*std::move(store));
     ASSERT_TRUE(registry.ok()) << registry.error().description();
     registry_ = *std::move(registry);
-    operations_ = std::make_unique<Operations>(*registry_);
+    operations_ = std::make_unique<Operations>(*registry_, clock_);
 }
 
 void DaemonInside::damage(const std::string& statements) {

@@ -26,7 +26,7 @@ Dictionary jobNamed(std::string_view label);
 
 class DaemonInside {
 public:
-    DaemonInside();
+    explicit DaemonInside(const host::Clock& clock = host::systemClock());
 
     /// Closes the store and reads it again, as a daemon that starts anew.
     void restart();
@@ -65,6 +65,7 @@ public:
 private:
     std::string path() const { return folder_.at("kestrelwood.db"); }
 
+    const host::Clock& clock_;
     ksw::test::TempFolder folder_;
     std::unique_ptr<Registry> registry_;
     std::unique_ptr<Operations> operations_;
