@@ -43,7 +43,7 @@ std::optional<std::string> identifierOf(const LaunchItem& item, const Caller& ca
 /// Whether the dates of the item's files are wanted, which means to look at them, with the caller's rights.
 enum class FileDates : std::uint8_t { Read, LeftOut };
 
-/// A new item with the facts of a record; no relatives, no disposition, generation 0.
+/// A new item with the facts of a record; no UUID, no relatives, no disposition, generation 0.
 ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, FileDates dates, const Caller& caller);
 
 /// Gives a record, a copy of a stored one, the dates that its files have now.

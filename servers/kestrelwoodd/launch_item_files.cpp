@@ -75,7 +75,7 @@ std::optional<std::string> identifierOf(const LaunchItem& item, const Caller& ca
 }
 
 ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, FileDates dates, const Caller& caller) {
-    ItemPointer record = KSWItem::initWithType(item.type, identifier);
+    ItemPointer record = bareItem(item.type, identifier);
     record->setUrl(item.url);
     record->setName(nameOf(item.configuration));
     record->setExecutablePath(item.configuration.executablePath);

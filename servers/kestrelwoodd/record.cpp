@@ -26,8 +26,16 @@ bool agrees(const ItemRow& row, const KSWItem& item) {
 
 }  // namespace
 
+ItemPointer bareItem(KSWItemType type, std::string identifier) {
+    ItemPointer item = std::make_shared<KSWItem>();
+    item->setType(type);
+    item->setIdentifier(std::move(identifier));
+    item->setEmbeddedItems(std::make_shared<const ItemSet>());
+    return item;
+}
+
 ItemPointer copyOfRecord(const KSWItem& record) {
-    ItemPointer copy = KSWItem::initWithType(record.type(), record.identifier());
+    ItemPointer copy = bareItem(record.type(), record.identifier().value_or(std::string()));
     copy->setFlags(record.flags());
     copy->setUrl(record.url());
     copy->setModificationDate(record.modificationDate());

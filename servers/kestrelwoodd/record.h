@@ -11,6 +11,10 @@ namespace ksw::daemon {
 
 using ItemPointer = std::shared_ptr<KSWItem>;
 
+/// An item without UUID, relatives and facts; `type` has exactly one base kind. Cheaper than one that draws a
+/// UUID, of which a rebuilt family has no need.
+ItemPointer bareItem(KSWItemType type, std::string identifier);
+
 /// A new item with every stored field of `record`, its flags included, no container and no children.
 ItemPointer copyOfRecord(const KSWItem& record);
 

@@ -18,7 +18,7 @@ bool isOfKind(const KSWItem& item, const KSWItem& other) {
 }  // namespace
 
 ItemPointer newUnknownDeveloper(const UUID& uuid) {
-    ItemPointer developer = KSWItem::initWithType(KSWItemTypeDeveloper, std::string(kUnknownDeveloper));
+    ItemPointer developer = bareItem(KSWItemTypeDeveloper, std::string(kUnknownDeveloper));
     developer->setUuid(uuid);
     developer->setDisposition(KSWDispositionAllowed);
     developer->setGeneration(1);
@@ -81,6 +81,7 @@ Outcome Registry::refresh(Uid uid, const ItemPointer& item) {
 std::int64_t Registry::add(Uid uid, const ItemPointer& item) {
     const ItemPointer former = index_.find(uid, kUnknownDeveloper).item;
     const ItemPointer developer = former == nullptr ? newUnknownDeveloper(UUID::random()) : former;
+    item->setUuid(UUID::random());
     item->setDisposition(initialDisposition(item->type(), developer.get()));
     item->setGeneration(1);
     const ItemPointer root = rebuilt(*developer, {*item->identifier(), item});

@@ -42,7 +42,7 @@ public:
 
     /// Registers an item of these facts for a user: 0 and the new record, -96 and the one that was there with the
     /// same facts, -93 and the one that has them now. Its disposition stays as it was. `item` has no relatives and
-    /// is the registry's from now on.
+    /// is the registry's from now on; it gets its UUID here.
     Outcome enter(Uid uid, const ItemPointer& item);
     /// Brings the facts of a record up to date, as `enter` does, for one that is there: 0 and the record. -95
     /// when there is none.
