@@ -4,7 +4,7 @@
 #include <bit>
 #include <cmath>
 
-#include "platform/archive/utf8.h"
+#include "platform/base/utf8.h"
 #include "platform/base/never_destroyed.h"
 
 namespace ksw::archive {

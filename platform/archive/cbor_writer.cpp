@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "platform/archive/utf8.h"
+#include "platform/base/utf8.h"
 #include "platform/base/limits.h"
 
 namespace ksw::archive {

@@ -1,8 +1,7 @@
 #include "platform/host/printable.h"
 
-#include <algorithm>
-
 #include "platform/base/hex.h"
+#include "platform/base/utf8.h"
 
 namespace ksw::host {
 
@@ -18,28 +17,10 @@ constexpr bool isContinuation(unsigned byte) {
 
 /// The bytes of the printable character that `text` begins with; 0 when it begins with none.
 std::size_t printableLength(std::string_view text) {
-    const unsigned first = byteAt(text, 0);
-    const unsigned second = byteAt(text, 1);
-    if (first < 0x80) {
-        return first >= 0x20 && first != 0x7F ? 1 : 0;
-    }
-    if (!isContinuation(second)) {
-        return 0;
-    }
-    if (first >= 0xC2 && first <= 0xDF) {
-        return first == 0xC2 && second < 0xA0 ? 0 : 2;  // U+0080 to U+009F are C1 controls
-    }
-    if (!isContinuation(byteAt(text, 2))) {
-        return 0;
-    }
-    if (first >= 0xE0 && first <= 0xEF) {
-        const bool isOverlong = first == 0xE0 && second < 0xA0;
-        const bool isSurrogate = first == 0xED && second >= 0xA0;
-        return isOverlong || isSurrogate ? 0 : 3;
-    }
-    const bool isInRange =
-        (first == 0xF0 && second >= 0x90) || (first >= 0xF1 && first <= 0xF3) || (first == 0xF4 && second < 0x90);
-    return isInRange && isContinuation(byteAt(text, 3)) ? 4 : 0;
+    std::size_t length = 0;
+    const std::optional<char32_t> character = decodeUtf8(text, length);
+    const bool isControl = character < U' ' || (character >= U'\x7F' && character < U'\xA0');
+    return character && !isControl ? length : 0;
 }
 
 }  // namespace

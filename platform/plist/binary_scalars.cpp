@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "platform/plist/binary_reader.h"
-#include "platform/plist/utf8.h"
+#include "platform/base/utf8.h"
 
 namespace ksw::plist {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "platform/base/limits.h"
 #include "platform/plist/binary_layout.h"
-#include "platform/plist/utf8.h"
+#include "platform/base/utf8.h"
 
 namespace ksw::plist {
 namespace {

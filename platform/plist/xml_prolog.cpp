@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/plist/utf8.h"
+#include "platform/plist/xml_character.h"
 #include "platform/plist/xml_scanner.h"
 
 namespace ksw::plist {

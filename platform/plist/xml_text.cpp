@@ -4,7 +4,7 @@
 #include <charconv>
 #include <utility>
 
-#include "platform/plist/utf8.h"
+#include "platform/plist/xml_character.h"
 #include "platform/plist/xml_scanner.h"
 
 namespace ksw::plist {

@@ -4,7 +4,7 @@
 #include <variant>
 
 #include "platform/base/limits.h"
-#include "platform/plist/utf8.h"
+#include "platform/plist/xml_character.h"
 #include "platform/plist/xml_scalars.h"
 
 namespace ksw::plist {

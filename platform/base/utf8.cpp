@@ -1,12 +1,41 @@
-#include "platform/plist/utf8.h"
+#include "platform/base/utf8.h"
 
-namespace ksw::plist {
+#include <cstdint>
+#include <cstring>
+
+namespace ksw {
 namespace {
 
-constexpr char32_t kCharacterMax = 0x10FFFF;
+constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+constexpr std::size_t kWord = sizeof kHighBits;
 
-bool isSurrogate(char32_t character) {
-    return character >= 0xD800 && character <= 0xDFFF;
+std::uint64_t wordAt(std::string_view text, std::size_t position) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data() + position, kWord);
+    return word;
+}
+
+/// Whether the text, unless it is short, is ASCII as almost every one is. The last word may overlap the one before.
+bool isAscii(std::string_view text) {
+    if (text.size() < kWord) {
+        return false;
+    }
+    std::uint64_t bits = wordAt(text, text.size() - kWord);
+    for (std::size_t position = 0; position + kWord < text.size(); position += kWord) {
+        bits |= wordAt(text, position);
+    }
+    return (bits & kHighBits) == 0;
+}
+
+/// Where the first byte from `position` on stands that is not ASCII; the text's size when there is none.
+std::size_t skipAscii(std::string_view text, std::size_t position) {
+    while (text.size() - position >= kWord && (wordAt(text, position) & kHighBits) == 0) {
+        position += kWord;
+    }
+    while (position < text.size() && static_cast<unsigned char>(text[position]) < 0x80) {
+        ++position;
+    }
+    return position;
 }
 
 /// How a first byte begins: how many bytes follow, its own bits, and the least character of that length.
@@ -79,22 +108,17 @@ void appendUtf8(std::string& text, char32_t character) {
 }
 
 bool isUtf8(std::string_view text) {
-    std::size_t position = 0;
+    if (isAscii(text)) {
+        return true;
+    }
+    std::size_t position = skipAscii(text, 0);
     while (position < text.size()) {
-        if (static_cast<unsigned char>(text[position]) < 0x80) {
-            ++position;
-        } else if (!decodeUtf8(text, position)) {
+        if (!decodeUtf8(text, position)) {
             return false;
         }
+        position = skipAscii(text, position);
     }
     return true;
 }
 
-bool isXmlCharacter(char32_t character) {
-    if (character < 0x20) {
-        return character == '\t' || character == '\n' || character == '\r';
-    }
-    return !isSurrogate(character) && character != 0xFFFE && character != 0xFFFF && character <= kCharacterMax;
-}
-
-}  // namespace ksw::plist
+}  // namespace ksw
