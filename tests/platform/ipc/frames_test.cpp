@@ -40,7 +40,7 @@ TEST(AHeader, ReadsBackAsItWasWritten) {
 }
 
 TEST(AHeader, IsRefusedWithAWrongByteInEachFixedPlace) {
-    for (const std::size_t place : {0, 1, 2, 3, 4, 5, 6, 7}) {
+    for (std::size_t place = 0; place < 8; ++place) {
         const Result<FrameHeader> read = readChanged(place, 0x7F);
         ASSERT_FALSE(read.ok()) << place;
         EXPECT_EQ(read.error(), Error(FormatError::Malformed, read.error().localizedDescription())) << place;
