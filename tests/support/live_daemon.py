@@ -35,10 +35,12 @@ class LiveDaemon:
         return self
 
     def __exit__(self, *_):
-        if self.process is not None:
-            self.process.kill()
-            self.process.wait()
-        shutil.rmtree(self.root)
+        try:
+            if self.process is not None:
+                status = self.stop()
+                assert status == 0, f"kestrelwoodd ended with status {status}"
+        finally:
+            shutil.rmtree(self.root)
 
     def environment(self):
         kept = {key: value for key, value in os.environ.items() if not key.startswith(("KESTRELWOOD", "LISTEN_"))}
@@ -70,11 +72,14 @@ class LiveDaemon:
             os.close(end)
 
     def stop(self):
-        """Asks the daemon to end; its exit status."""
-        self.process.send_signal(signal.SIGTERM)
-        status = self.process.wait(timeout=READY_SECONDS)
-        self.process = None
-        return status
+        """Asks the daemon to end; its exit status. One that does not end in time is killed."""
+        process, self.process = self.process, None
+        process.send_signal(signal.SIGTERM)
+        try:
+            return process.wait(timeout=READY_SECONDS)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            return process.wait()
 
     def run(self, name, *arguments, **options):
         """Runs one of our programs against this daemon and waits for its end."""
