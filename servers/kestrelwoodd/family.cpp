@@ -10,7 +10,7 @@ namespace {
 ItemPointer copyTree(const KSWItem& source, const FamilyEdit& edit, bool& done) {
     const bool isConcerned = source.identifier() == edit.identifier;
     done = done || isConcerned;
-    const ItemPointer copy = isConcerned && edit.item != nullptr ? edit.item : copyOfRecord(source);
+    ItemPointer copy = isConcerned && edit.item != nullptr ? edit.item : copyOfRecord(source);
     std::vector<ItemPointer> children;
     if (source.embeddedItems() != nullptr) {
         children.reserve(source.embeddedItems()->size() + 1);

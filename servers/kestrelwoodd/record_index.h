@@ -53,7 +53,7 @@ public:
 
 private:
     struct TextHash : std::hash<std::string_view> {
-        using is_transparent = void;
+        using is_transparent = void;  // NOLINT(readability-identifier-naming): the standard's name
     };
     struct Published {
         ItemPointer item;

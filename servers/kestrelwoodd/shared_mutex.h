@@ -20,10 +20,11 @@ public:
     FairSharedMutex& operator=(const FairSharedMutex&) = delete;
     ~FairSharedMutex() { pthread_rwlock_destroy(&lock_); }
 
+    // The names that std::shared_lock calls.
     void lock() { pthread_rwlock_wrlock(&lock_); }
     void unlock() { pthread_rwlock_unlock(&lock_); }
-    void lock_shared() { pthread_rwlock_rdlock(&lock_); }
-    void unlock_shared() { pthread_rwlock_unlock(&lock_); }
+    void lock_shared() { pthread_rwlock_rdlock(&lock_); }    // NOLINT(readability-identifier-naming)
+    void unlock_shared() { pthread_rwlock_unlock(&lock_); }  // NOLINT(readability-identifier-naming)
 
 private:
     pthread_rwlock_t lock_;
