@@ -142,7 +142,7 @@ bool KSWManager::canLaunchItemWithAppURL(const OptionalURL& appURL, std::int64_t
     return canLaunch;
 }
 
-bool KSWManager::getItemDisposition(std::int64_t* disposition, const OptionalURL& appURL, std::int64_t type,
+bool KSWManager::getItemDisposition(ksw::DispositionPlace disposition, const OptionalURL& appURL, std::int64_t type,
                                     const OptionalURL& relativeURL, const Configuration& configuration, Uid uid) {
     const RequestActivity activity("KSWManager.getItemDisposition");
     bool success = false;
@@ -156,7 +156,7 @@ bool KSWManager::getItemDisposition(std::int64_t* disposition, const OptionalURL
         },
         [&](std::int64_t answer, std::int64_t code) {
             if (code == KSWErrorNone) {
-                *disposition = answer;
+                disposition.store(answer);
                 success = true;
             } else {
                 error = KSWErrorWithCode(code);
@@ -169,7 +169,7 @@ bool KSWManager::getItemDisposition(std::int64_t* disposition, const OptionalURL
     return success;
 }
 
-bool KSWManager::getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
+bool KSWManager::getEffectiveDisposition(ksw::DispositionPlace disposition, std::optional<ksw::Data>* LWCR,
                                          const OptionalURL& appURL, std::int64_t type,
                                          const OptionalURL& relativeURL, const Configuration& configuration,
                                          Uid uid) {
@@ -179,7 +179,7 @@ bool KSWManager::getEffectiveDisposition(std::int64_t* disposition, std::optiona
                                    LWCR);
 }
 
-bool KSWManager::getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
+bool KSWManager::getEffectiveDisposition(ksw::DispositionPlace disposition, std::optional<ksw::Data>* LWCR,
                                          const AuditToken& token, std::int64_t type, const OptionalURL& relativeURL,
                                          const Configuration& configuration, Uid uid) {
     const RequestActivity activity("KSWManager.getEffectiveDisposition");

@@ -57,7 +57,7 @@ std::int64_t KSWRegistrar::registerItem(std::shared_ptr<KSWItem>* item, const Op
                                      Subject<ksw::URL>{bundleURL, type, relativeURL, configuration, uid}, item);
 }
 
-bool KSWRegistrar::getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
+bool KSWRegistrar::getEffectiveDisposition(ksw::DispositionPlace disposition, std::optional<ksw::Data>* LWCR,
                                            const OptionalURL& appURL, std::int64_t type,
                                            const OptionalURL& relativeURL, const Configuration& configuration,
                                            Uid uid) {

@@ -53,7 +53,7 @@ inline std::shared_ptr<KSWItem> firstItemOf(const Result& result) {
 /// Asks for the disposition in force. Fills the out-parameters on success only; either may be null.
 template <class Method, class Owner>
 bool askEffectiveDisposition(const Requester& requester, const Method& method, const Subject<Owner>& subject,
-                             std::int64_t* dispositionOut, std::optional<Data>* constraintOut) {
+                             DispositionPlace dispositionOut, std::optional<Data>* constraintOut) {
     bool success = false;
     std::optional<Error> error;
     std::int64_t disposition = 0;
@@ -82,9 +82,7 @@ bool askEffectiveDisposition(const Requester& requester, const Method& method, c
     }
     host::mainLog.notice("%s: disposition=%{public}@, have LWCR=%{bool}d", kName,
                          DispositionText{static_cast<KSWDisposition>(disposition)}, constraint.has_value());
-    if (dispositionOut != nullptr) {
-        *dispositionOut = disposition;
-    }
+    dispositionOut.store(disposition);
     if (constraintOut != nullptr) {
         *constraintOut = std::move(constraint);
     }

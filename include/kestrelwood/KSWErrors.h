@@ -3,13 +3,13 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include <kestrelwood/export.h>
 #include <kestrelwood/values/error.h>
+#include <kestrelwood/values/string_constant.h>
 
 /// The domain of errors whose code is one of the daemon's result codes.
-inline constexpr std::string_view KSWErrorDomain = "KSWErrorDomain";
+inline constexpr ksw::StringConstant KSWErrorDomain = "KSWErrorDomain";
 
 // Result codes. Part of the wire contract.
 inline constexpr std::int64_t KSWErrorNone = 0;

@@ -81,17 +81,16 @@ public:
     bool canLaunchItemWithAppURL(const OptionalURL& appURL, std::int64_t type, const OptionalURL& relativeURL,
                                  const Configuration& configuration);
 
-    /// The stored disposition. False after a failure, and then `disposition` is left as it was; it must not be
-    /// null.
-    bool getItemDisposition(std::int64_t* disposition, const OptionalURL& appURL, std::int64_t type,
+    /// The stored disposition. False after a failure, and then `*disposition` is left as it was; it may be null.
+    bool getItemDisposition(ksw::DispositionPlace disposition, const OptionalURL& appURL, std::int64_t type,
                             const OptionalURL& relativeURL, const Configuration& configuration, ksw::Uid uid);
 
     /// The disposition in force and the item's launch-constraint bytes, which are absent when it has none.
     /// False after a failure, and then both are left as they were. Either pointer may be null.
-    bool getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
+    bool getEffectiveDisposition(ksw::DispositionPlace disposition, std::optional<ksw::Data>* LWCR,
                                  const OptionalURL& appURL, std::int64_t type, const OptionalURL& relativeURL,
                                  const Configuration& configuration, ksw::Uid uid);
-    bool getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
+    bool getEffectiveDisposition(ksw::DispositionPlace disposition, std::optional<ksw::Data>* LWCR,
                                  const ksw::AuditToken& token, std::int64_t type, const OptionalURL& relativeURL,
                                  const Configuration& configuration, ksw::Uid uid);
 

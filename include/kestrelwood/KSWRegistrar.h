@@ -40,7 +40,7 @@ public:
     std::int64_t registerItem(std::shared_ptr<KSWItem>* item, const OptionalURL& bundleURL, std::int64_t type,
                               const OptionalURL& relativeURL, const Configuration& configuration, ksw::Uid uid);
     /// As the manager's operation of the same name.
-    bool getEffectiveDisposition(std::int64_t* disposition, std::optional<ksw::Data>* LWCR,
+    bool getEffectiveDisposition(ksw::DispositionPlace disposition, std::optional<ksw::Data>* LWCR,
                                  const OptionalURL& appURL, std::int64_t type, const OptionalURL& relativeURL,
                                  const Configuration& configuration, ksw::Uid uid);
     /// As the manager's operation of the same name, without its diagnostics.

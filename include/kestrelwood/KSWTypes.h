@@ -2,12 +2,13 @@
 // The numbers and texts are exchanged with the management daemon and never change. All functions: any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include <kestrelwood/export.h>
+#include <kestrelwood/values/string_constant.h>
 #include <kestrelwood/values/url.h>
 
 /// What an item is: one base kind in the low 12 bits (KSWItemTypeAll), and provenance bits above them.
@@ -63,12 +64,12 @@ inline constexpr KSWFamilyTreeOptions KSWFamilyTreeFromRoot = 0x1;
 inline constexpr KSWFamilyTreeOptions KSWFamilyTreeChildrenFirst = 0x2;
 
 // Keys of a launch configuration; each key's text is its own name.
-inline constexpr std::string_view KSWConfigLabel = "KSWConfigLabel";
-inline constexpr std::string_view KSWConfigArguments = "KSWConfigArguments";
-inline constexpr std::string_view KSWConfigExecutablePath = "KSWConfigExecutablePath";
-inline constexpr std::string_view KSWConfigBundleIdentifiers = "KSWConfigBundleIdentifiers";
-inline constexpr std::string_view KSWConfigBundleProgram = "KSWConfigBundleProgram";
-inline constexpr std::string_view KSWConfigSHA256Checksum = "KSWConfigSHA256Checksum";
+inline constexpr ksw::StringConstant KSWConfigLabel = "KSWConfigLabel";
+inline constexpr ksw::StringConstant KSWConfigArguments = "KSWConfigArguments";
+inline constexpr ksw::StringConstant KSWConfigExecutablePath = "KSWConfigExecutablePath";
+inline constexpr ksw::StringConstant KSWConfigBundleIdentifiers = "KSWConfigBundleIdentifiers";
+inline constexpr ksw::StringConstant KSWConfigBundleProgram = "KSWConfigBundleProgram";
+inline constexpr ksw::StringConstant KSWConfigSHA256Checksum = "KSWConfigSHA256Checksum";
 
 /// The text of a base kind or of a composite that queries use: "agent", "login item or agent", "all"; "unknown"
 /// for any other. Bits above the base kind are ignored.
@@ -86,8 +87,35 @@ KSW_EXPORT std::string KSWDispositionDescription(KSWDisposition disposition);
 /// Whether an item with this disposition may launch: it is enabled and allowed.
 KSW_EXPORT bool KSWDispositionIsLaunchable(KSWDisposition disposition);
 
+/// Whether an item may be of this type: exactly one base kind; provenance bits do not matter.
+KSW_EXPORT bool ValidateItemType(KSWItemType type);
+
 /// Whether a registration may name these two URLs for an item of this type. `bundleURL` is the application that
 /// carries the item, `url` the item's file. Only texts are looked at, no file.
 KSW_EXPORT bool KSWItemTypeValidateRegistrationParameters(KSWItemType type,
                                                           const std::optional<ksw::URL>& bundleURL,
                                                           const std::optional<ksw::URL>& url);
+
+namespace ksw {
+
+using ::ValidateItemType;
+
+/// Where an operation stores a disposition: a number of the caller's, signed as dispositions travel or unsigned as
+/// items hold them, or nowhere (null). Borrows the number for the call.
+class DispositionPlace {
+public:
+    DispositionPlace(std::nullptr_t /*nowhere*/) {}
+    DispositionPlace(std::int64_t* place) : place_(place) {}
+    DispositionPlace(KSWDisposition* place) : place_(reinterpret_cast<std::int64_t*>(place)) {}
+
+    void store(std::int64_t disposition) const {
+        if (place_ != nullptr) {
+            *place_ = disposition;
+        }
+    }
+
+private:
+    std::int64_t* place_ = nullptr;
+};
+
+}  // namespace ksw

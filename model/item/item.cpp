@@ -76,7 +76,7 @@ std::size_t KSWItem::hash() const {
 }
 
 void KSWItem::setType(KSWItemType type) {
-    if (!ksw::ValidateItemType(type)) {
+    if (!ValidateItemType(type)) {
         throw std::invalid_argument("KSWItemType must be one of .app, .document, .loginItem, .agent, .daemon");
     }
     fields_->type = type;

@@ -70,7 +70,7 @@ Status checkContainers(const KSWItem& item) {
 
 Status finishDecoding(KSWItem& item, const ksw::archive::FinishContext& context) {
     ItemFields& fields = ItemAccess::fields(item);
-    if (!ksw::ValidateItemType(fields.type)) {
+    if (!ValidateItemType(fields.type)) {
         fields.type = 0;
     }
     if (fields.embeddedItems != nullptr) {

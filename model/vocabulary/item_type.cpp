@@ -58,10 +58,6 @@ std::string KSWItemTypeDescription(KSWItemType type) {
     return text + KSWItemTypeBaseDescription(type);
 }
 
-namespace ksw {
-
 bool ValidateItemType(KSWItemType type) {
-    return std::has_single_bit(baseKind(type));
+    return std::has_single_bit(ksw::baseKind(type));
 }
-
-}  // namespace ksw

@@ -10,7 +10,4 @@ constexpr KSWItemType baseKind(KSWItemType type) {
     return type & KSWItemTypeAll;
 }
 
-/// Whether an item may be of this type: exactly one base kind; provenance bits do not matter.
-bool ValidateItemType(KSWItemType type);
-
 }  // namespace ksw

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include <kestrelwood/export.h>
+#include <kestrelwood/values/string_constant.h>
 
 namespace ksw {
 
@@ -16,16 +17,16 @@ class Value;
 using Dictionary = std::map<std::string, Value, std::less<>>;
 
 /// The user-information key of an error's text for people.
-inline constexpr std::string_view kLocalizedDescriptionKey = "KSWLocalizedDescription";
+inline constexpr StringConstant kLocalizedDescriptionKey = "KSWLocalizedDescription";
 
 /// The domain of errors whose code is an errno value.
-inline constexpr std::string_view kPosixErrorDomain = "KSWPosixErrorDomain";
+inline constexpr StringConstant kPosixErrorDomain = "KSWPosixErrorDomain";
 /// The domain of the platform's own status codes: -50 a parameter is wrong, -4 not implemented.
-inline constexpr std::string_view kStatusErrorDomain = "KSWStatusErrorDomain";
+inline constexpr StringConstant kStatusErrorDomain = "KSWStatusErrorDomain";
 /// The domain of service connections; its codes are `ConnectionError`.
-inline constexpr std::string_view kConnectionErrorDomain = "KSWConnectionErrorDomain";
+inline constexpr StringConstant kConnectionErrorDomain = "KSWConnectionErrorDomain";
 /// The domain of archives and property lists that cannot be read or written; its codes are `FormatError`.
-inline constexpr std::string_view kFormatErrorDomain = "KSWFormatErrorDomain";
+inline constexpr StringConstant kFormatErrorDomain = "KSWFormatErrorDomain";
 
 /// Why a request over a service connection has no reply.
 enum class ConnectionError : std::int64_t {
@@ -71,7 +72,7 @@ public:
     /// `Error Domain=D Code=N "text"`; the quoted text is left out when there is none.
     std::string description() const;
 
-    friend bool operator==(const Error& left, const Error& right);
+    KSW_EXPORT friend bool operator==(const Error& left, const Error& right);
 
 private:
     struct Content;

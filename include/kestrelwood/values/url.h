@@ -63,7 +63,7 @@ public:
     /// path of ".." or an empty one the parent is named with "../".
     URL deletingLastPathComponent() const;
 
-    friend bool operator==(const URL& left, const URL& right);
+    KSW_EXPORT friend bool operator==(const URL& left, const URL& right);
 
 private:
     URL(std::string relative, std::shared_ptr<const URL> base)

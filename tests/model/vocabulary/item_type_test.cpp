@@ -86,21 +86,21 @@ TEST(TheLongDescription, HasNoWordForOtherBits) {
 
 TEST(AType, IsValidWithExactlyOneKind) {
     for (KSWItemType kind : kSingleKinds) {
-        EXPECT_TRUE(ksw::ValidateItemType(kind)) << kind;
-        EXPECT_TRUE(ksw::ValidateItemType(kind | 0x7F0000)) << kind;
+        EXPECT_TRUE(ValidateItemType(kind)) << kind;
+        EXPECT_TRUE(ValidateItemType(kind | 0x7F0000)) << kind;
     }
 }
 
 TEST(AType, IsInvalidWithoutAKindOrWithSeveral) {
     for (KSWItemType type : {0x0U, 0x3U, 0xCU, 0x18U, 0x1CU, 0xFFFU, 0x1000U, 0x10000U, 0x10018U}) {
-        EXPECT_FALSE(ksw::ValidateItemType(type)) << type;
+        EXPECT_FALSE(ValidateItemType(type)) << type;
     }
 }
 
 TEST(AType, IsValidForTwelveOfTheBaseValuesOnly) {
     int valid = 0;
     for (KSWItemType type = 0; type <= KSWItemTypeAll; ++type) {
-        valid += ksw::ValidateItemType(type) ? 1 : 0;
+        valid += ValidateItemType(type) ? 1 : 0;
     }
     EXPECT_EQ(valid, 12);
 }
