@@ -62,7 +62,9 @@ std::shared_ptr<KSWFetchResult> KSWFetchResult::initWithCode(std::int64_t code, 
     auto result = std::make_shared<KSWFetchResult>();
     result->fields_->code = code;
     for (const auto& item : items) {
-        addItem(*result->fields_, item);
+        if (item != nullptr) {
+            addItem(*result->fields_, item);
+        }
     }
     return result;
 }
@@ -73,7 +75,7 @@ std::shared_ptr<KSWFetchResult> KSWFetchResult::resultWithCode(std::int64_t code
 
 std::shared_ptr<KSWFetchResult> KSWFetchResult::resultWithCode(std::int64_t code,
                                                                const std::shared_ptr<KSWItem>& item) {
-    return initWithCode(code, item == nullptr ? Items{} : Items{item});
+    return initWithCode(code, Items{item});
 }
 
 std::int64_t KSWFetchResult::code() const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <vector>
 
@@ -30,12 +31,16 @@ public:
     KSWFetchResult(const KSWFetchResult&) = delete;
     KSWFetchResult& operator=(const KSWFetchResult&) = delete;
 
-    /// A result with these items, which must not be null, or with this one; a null item makes an empty result.
+    /// A result with these items, or with this one; a null item is left out.
     /// Never null. An item that cannot be archived is logged and does not travel. At most 16 containers of an item
     /// come along.
     static std::shared_ptr<KSWFetchResult> initWithCode(std::int64_t code, const Items& items);
     static std::shared_ptr<KSWFetchResult> resultWithCode(std::int64_t code, const Items& items);
     static std::shared_ptr<KSWFetchResult> resultWithCode(std::int64_t code, const std::shared_ptr<KSWItem>& item);
+    static std::shared_ptr<KSWFetchResult> resultWithCode(std::int64_t code,
+                                                          std::initializer_list<std::shared_ptr<KSWItem>> items) {
+        return resultWithCode(code, Items(items));
+    }
 
     /// The result code (KSWErrors.h).
     std::int64_t code() const;

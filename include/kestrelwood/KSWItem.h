@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -92,6 +93,8 @@ public:
     /// The children; null for an item that came without them, which differs from having none.
     const ksw::ItemSet::Pointer& embeddedItems() const;
     void setEmbeddedItems(ksw::ItemSet::Pointer embeddedItems);
+    void setEmbeddedItems(const std::vector<Pointer>& items) { setEmbeddedItems(ksw::ItemSet::of(items)); }
+    void setEmbeddedItems(std::initializer_list<Pointer> items) { setEmbeddedItems(ksw::ItemSet::of(items)); }
     bool isEditable() const;
     void setEditable(bool editable);
     bool canHide() const;
@@ -194,8 +197,14 @@ public:
     void addEmbeddedItemsObject(const Pointer& item);
     void removeEmbeddedItemsObject(const std::shared_ptr<const KSWItem>& item);
     void intersectEmbeddedItems(const ksw::ItemSet::Pointer& items);
+    void intersectEmbeddedItems(const std::vector<Pointer>& items) {
+        intersectEmbeddedItems(ksw::ItemSet::of(items));
+    }
+    void intersectEmbeddedItems(std::initializer_list<Pointer> items) {
+        intersectEmbeddedItems(ksw::ItemSet::of(items));
+    }
 
-    /// Calls `visit` once for each place in the item's tree: from the item down, or from the outermost parent that
+    /// Calls `visit` once for each item of the item's tree: from the item down, or from the outermost parent that
     /// is not the record of the unknown developer; parents first unless the options say otherwise.
     void enumerateFamilyTreeWithOptions(KSWFamilyTreeOptions options, const Visitor& visit);
     /// From the root, parents first.

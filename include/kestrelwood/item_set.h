@@ -52,10 +52,18 @@ private:
 /// Hands out the members of a set one after the other. Keeps the set as it was when the walk began. One thread.
 class KSW_EXPORT ItemEnumerator {
 public:
-    explicit ItemEnumerator(ItemSet::Pointer items) : items_(std::move(items)) {}
+    /// No set counts as an empty one.
+    explicit ItemEnumerator(ItemSet::Pointer items)
+        : items_(items == nullptr ? ItemSet::of({}) : std::move(items)) {}
 
     /// The next member; null when there are no more.
     ItemSet::Member nextObject();
+
+    /// The members that are still to come.
+    std::vector<ItemSet::Member>::const_iterator begin() const {
+        return items_->begin() + static_cast<std::ptrdiff_t>(next_);
+    }
+    std::vector<ItemSet::Member>::const_iterator end() const { return items_->end(); }
 
 private:
     ItemSet::Pointer items_;

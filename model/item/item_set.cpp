@@ -75,7 +75,7 @@ ItemSet::Pointer ItemSet::intersecting(const ItemSet& others) const {
 }
 
 ItemSet::Member ItemEnumerator::nextObject() {
-    if (items_ == nullptr || next_ == items_->size()) {
+    if (next_ == items_->size()) {
         return nullptr;
     }
     return items_->begin()[static_cast<std::ptrdiff_t>(next_++)];

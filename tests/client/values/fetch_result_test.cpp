@@ -75,6 +75,12 @@ TEST_F(AFetchResult, WithoutItemIsEmpty) {
     EXPECT_EQ(result->firstItem(), nullptr);
 }
 
+TEST_F(AFetchResult, LeavesOutItemsThatAreNone) {
+    EXPECT_EQ(names(KSWFetchResult::initWithCode(0, {nullptr, agent})->items()), (Names{"8.a"}));
+    EXPECT_EQ(names(KSWFetchResult::resultWithCode(0, {agent, other})->items()), (Names{"8.a", "8.b"}));
+    EXPECT_TRUE(KSWFetchResult::resultWithCode(0, {})->items().empty());
+}
+
 TEST_F(AFetchResult, OfAnItemHasItsContainersOutermostLast) {
     const auto result = KSWFetchResult::resultWithCode(0, agent);
     EXPECT_EQ(names(result->items()), (Names{"8.a"}));

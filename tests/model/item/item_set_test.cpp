@@ -103,4 +103,31 @@ TEST(AnEnumerator, WalksTheSetAsItWas) {
     EXPECT_EQ(enumerator.nextObject(), nullptr);
 }
 
+TEST(AnEnumerator, IsARangeOfWhatIsStillToCome) {
+    const auto parent = item(0x20, "Dev");
+    parent->setEmbeddedItems({item(0x8, "a"), item(0x8, "b")});
+    auto enumerator = parent->enumeratorOfEmbeddedItems();
+    enumerator.nextObject();
+    Names names;
+    for (const auto& child : enumerator) {
+        names.push_back(child->identifier().value());
+    }
+    EXPECT_EQ(names, (Names{"b"}));
+    const auto none = KSWItem().enumeratorOfEmbeddedItems();
+    EXPECT_EQ(none.begin(), none.end());
+}
+
+TEST(TheChildren, AreTakenFromAListAndFromBraces) {
+    const auto parent = item(0x20, "Dev");
+    parent->setEmbeddedItems(std::vector<KSWItem::Pointer>{item(0x8, "a"), item(0x8, "b"), item(0x8, "c")});
+    EXPECT_EQ(parent->countOfEmbeddedItems(), 3U);
+    parent->intersectEmbeddedItems(std::vector<KSWItem::Pointer>{item(0x8, "a"), item(0x8, "b")});
+    EXPECT_EQ(parent->countOfEmbeddedItems(), 2U);
+    parent->intersectEmbeddedItems({item(0x8, "b")});
+    EXPECT_EQ(identifiersIn(*parent->embeddedItems()), (Names{"b"}));
+    parent->setEmbeddedItems({});
+    ASSERT_NE(parent->embeddedItems(), nullptr);
+    EXPECT_TRUE(parent->embeddedItems()->empty());
+}
+
 }  // namespace
