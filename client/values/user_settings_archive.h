@@ -5,5 +5,5 @@
 
 #include "platform/archive/class_info.h"
 
-/// The table of the settings' keys.
+/// The table of the settings' keys. An enablement status of another kind reads as none.
 const ksw::archive::ClassInfo& archiveClass(const KSWUserSettings* settings);

@@ -42,7 +42,8 @@ public:
     void setUid(ksw::Uid uid);
     std::int64_t generation() const;
     void setGeneration(std::int64_t generation);
-    /// The enablement status (a number) by subsystem identifier; absent when the daemon sent none.
+    /// The enablement status (a number) by subsystem identifier; absent when the daemon sent none, or one that
+    /// holds anything but numbers, texts and dictionaries.
     const std::optional<ksw::Dictionary>& enablementStatusByIdentifier() const;
     std::optional<ksw::Dictionary>& enablementStatusByIdentifier();
     void setEnablementStatusByIdentifier(std::optional<ksw::Dictionary> status);

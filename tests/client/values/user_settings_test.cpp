@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/archive/keyed_archive.h"
 
 namespace {
@@ -65,6 +67,38 @@ TEST(DecodedSettings, HaveNoDictionaryWhenNoneWasSent) {
     EXPECT_EQ(roundTrip(*settings)->enablementStatusByIdentifier(), std::nullopt);
     settings->setEnablementStatusByIdentifier(Dictionary());
     EXPECT_EQ(roundTrip(*settings)->enablementStatusByIdentifier(), Dictionary());
+}
+
+TEST(DecodedSettings, KeepSwitchesOfEveryKindOfNumberAndText) {
+    const auto settings = filled();
+    const Dictionary status{{"a", 1}, {"b", true}, {"c", 0.5}, {"d", "on"}, {"e", Dictionary{{"f", 2}}}};
+    settings->setEnablementStatusByIdentifier(status);
+    EXPECT_EQ(roundTrip(*settings)->enablementStatusByIdentifier(), status);
+}
+
+TEST(DecodedSettings, HaveNoDictionaryInPlaceOfOneThatHoldsOtherKinds) {
+    const auto settings = filled();
+    for (const ksw::Value& other :
+         {ksw::Value(ksw::Data{1}), ksw::Value(ksw::Array{1}), ksw::Value(ksw::Date{1})}) {
+        settings->setEnablementStatusByIdentifier(Dictionary{{"a", 1}, {"b", Dictionary{{"c", other}}}});
+        const auto decoded = roundTrip(*settings);
+        EXPECT_EQ(decoded->enablementStatusByIdentifier(), std::nullopt);
+        EXPECT_EQ(decoded->generation(), 12);
+        EXPECT_TRUE(decoded->almanacItemsImported());
+    }
+}
+
+TEST(DecodedSettings, HaveNoDictionaryInPlaceOfAText) {
+    const auto settings = KSWUserSettings::init();
+    ksw::Data archive = *ksw::archive::archive(*settings, Coder::ServiceConnection);
+    // The empty dictionary is the last value; an empty text takes its place.
+    const auto dictionary = std::find(archive.rbegin(), archive.rend(), 0xA0);
+    ASSERT_NE(dictionary, archive.rend());
+    *dictionary = 0x60;
+    ksw::archive::DecodeBudget budget(archive.size());
+    const auto decoded = ksw::archive::unarchive<KSWUserSettings>(archive, {}, budget);
+    ASSERT_TRUE(decoded.ok()) << decoded.error().description();
+    EXPECT_EQ(decoded->root->enablementStatusByIdentifier(), std::nullopt);
 }
 
 TEST(CopiedSettings, HaveEverything) {
