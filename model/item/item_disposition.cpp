@@ -37,9 +37,18 @@ std::optional<URL> decidingFile(const KSWItem& item) {
     return fileURLOf(path);
 }
 
+/// The relationship of the trash to what the URL names, which lies nowhere on this host when it is no file.
+ksw::Result<ksw::host::Relationship> relationshipOfTrash(const URL& url) {
+    if (!url.scheme().empty() && !url.isFileURL()) {
+        constexpr std::int64_t wrongParameter = -50;
+        return ksw::Error(ksw::kStatusErrorDomain, wrongParameter, url.absoluteString() + ": not a file URL");
+    }
+    return ksw::host::relationshipOfTrash(url.path());
+}
+
 /// Whether the file is known to lie in the trash.
 bool isInTheTrash(const URL& file, const KSWItem& item) {
-    const auto relationship = ksw::host::relationshipOfTrash(file.path());
+    const auto relationship = relationshipOfTrash(file);
     if (!relationship) {
         mainLog.debug("effectiveDisposition: getRelationship failed, url=%{public}@, error: %{public}@", file,
                       relationship.error());

@@ -4,6 +4,7 @@
 
 #include <kestrelwood/KSWItem.h>
 
+#include "model/item/item_fields.h"
 #include "tests/model/item/items.h"
 
 namespace {
@@ -151,6 +152,17 @@ TEST(TheUnknownDevelopersRecord, IsADeveloperWithoutDeveloperName) {
     developer->setDeveloperName("Dev");
     EXPECT_FALSE(developer->isUnknownDeveloperRecord());
     EXPECT_FALSE(item(0x8, "8.a")->isUnknownDeveloperRecord());
+}
+
+TEST(TheUnknownDevelopersRecord, IsNoneOnceAnEmptyDeveloperNameStandsInIt) {
+    // No setter stores an empty name, but an archive may hold one.
+    const auto developer = item(0x20, "Dev");
+    const auto agent = item(0x8, "8.a");
+    for (const auto& one : {developer, agent}) {
+        ksw::ItemAccess::fields(*one).developerName = "";
+    }
+    EXPECT_FALSE(developer->isUnknownDeveloperRecord());
+    EXPECT_TRUE(agent->isUnknownDeveloper());
 }
 
 TEST(TheName, OfThePlaceholderIsNone) {

@@ -215,6 +215,19 @@ TEST_F(TheEffectiveDisposition, KeepsTheStoredBitWhenTheFileCannotBeExamined) {
     EXPECT_EQ(log.lines()[1].publicForm, log.lines()[1].fullForm);
 }
 
+TEST_F(TheEffectiveDisposition, OfAUserItemThatIsNoFileLooksForNoneOfThatPath) {
+    const LogCapture log;
+    const auto user = item(0x1, "x");
+    const std::string url = "https://example.com" + trashed("x");
+    user->setUrl(URL::fromString(url));
+    user->setDisposition(0x3);
+    EXPECT_EQ(user->effectiveDisposition(), 0x3U);
+    ASSERT_EQ(log.lines().size(), 2U);
+    EXPECT_EQ(log.lines()[0].publicForm, "effectiveDisposition: getRelationship failed, url=" + url +
+                                             ", error: Error Domain=KSWStatusErrorDomain Code=-50 \"" + url +
+                                             ": not a file URL\"");
+}
+
 TEST_F(TheEffectiveDisposition, OfAnItemThatIsItsOwnContainerIsFound) {
     made->setDisposition(0x3);
     made->setContainer(made);
