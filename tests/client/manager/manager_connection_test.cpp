@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/host/activity.h"
 #include "tests/client/manager/scripted_daemon.h"
 
 namespace ksw::test {
@@ -58,7 +59,9 @@ TEST_F(AManagerWithItsFeatureOff, HasNoConnectionAndAnswersEveryRequestWithNothi
     EXPECT_THAT(inert->userIdentifiersAndUIDs(), IsEmpty());
     EXPECT_THAT(inert->UIDs(), IsEmpty());
     EXPECT_FALSE(inert->registerLaunchItemWithBundleURL(app_, 8, job_, configuration_, 501));
+    EXPECT_FALSE(inert->registerLaunchItemWithAuditToken(AuditToken{}, 8, job_, configuration_));
     EXPECT_FALSE(inert->unregisterLaunchItemWithBundleURL(app_, 8, job_, 501));
+    EXPECT_FALSE(inert->unregisterLaunchItemWithAuditToken(AuditToken{}, 8, job_));
     EXPECT_EQ(inert->invalidateLaunchItemWithBundleURL(app_, 8, job_, configuration_, 501), nullptr);
     EXPECT_FALSE(inert->canLaunchItemWithAppURL(app_, 8, job_, configuration_));
     std::int64_t disposition = 77;
@@ -68,6 +71,10 @@ TEST_F(AManagerWithItsFeatureOff, HasNoConnectionAndAnswersEveryRequestWithNothi
     EXPECT_EQ(inert->fetchItemWithAppURL(app_, 8, job_, configuration_, 501), nullptr);
     EXPECT_EQ(inert->registerItem(nullptr, app_, 8, job_, configuration_, 501), 0);
     EXPECT_EQ(inert->unregisterItemWithBundleURL(app_, 8, job_, 501), 0);
+}
+
+TEST_F(AManagerWithItsFeatureOff, OfTheRosterHasNoConnectionEither) {
+    EXPECT_EQ(KSWManager::initWithMode(1)->connection(), nullptr);
 }
 
 TEST_F(AManagerWithItsFeatureOff, LogsNoConnectionFailure) {
@@ -112,10 +119,11 @@ TEST_F(UIDs, PassOverWhatIsNoNumber) {
 
 class AManagerWithoutADaemon : public ClientTest {
 protected:
-    /// Expects one line since the last call, which says that the connection failed.
-    void expectOneFailureLine() {
+    /// Expects one line since the last call, which says that the connection failed, in this activity.
+    void expectOneFailureLine(const std::string& activity) {
         const auto lines = log_.lines();
         ASSERT_EQ(lines.size(), 1U);
+        EXPECT_EQ(lines[0].activity, "KSWManager." + activity);
         EXPECT_EQ(lines[0].level, host::LogLevel::Error);
         EXPECT_EQ(lines[0].category, "main");
         EXPECT_THAT(lines[0].publicForm, StartsWith(std::string(kConnectionFailed)));
@@ -127,34 +135,32 @@ protected:
 TEST_F(AManagerWithoutADaemon, AnswersEmptyListsAndLogsOneLineEach) {
     const auto alone = manager();
     EXPECT_THAT(alone->userIdentifiersAndUIDs(), IsEmpty());
-    expectOneFailureLine();
+    expectOneFailureLine("getuserIdentifiersAndUIDs");
     EXPECT_THAT(alone->UIDs(), IsEmpty());
-    expectOneFailureLine();
+    expectOneFailureLine("getUIDs");
 }
 
 TEST_F(AManagerWithoutADaemon, AnswersFalseToRegistrationsAndLogsOneLineEach) {
     const auto alone = manager();
     EXPECT_FALSE(alone->registerLaunchItemWithBundleURL(app_, 8, job_, configuration_, 501));
-    expectOneFailureLine();
+    expectOneFailureLine("registerLaunchItemWithBundleURL");
     EXPECT_FALSE(alone->registerLaunchItemWithAuditToken(AuditToken{}, 8, job_, configuration_));
-    expectOneFailureLine();
+    expectOneFailureLine("registerLaunchItemWithAuditToken");
     EXPECT_FALSE(alone->unregisterLaunchItemWithBundleURL(app_, 8, job_, 501));
-    expectOneFailureLine();
+    expectOneFailureLine("unregisterLaunchItemWithBundleURL");
     EXPECT_FALSE(alone->unregisterLaunchItemWithAuditToken(AuditToken{}, 8, job_));
-    expectOneFailureLine();
+    expectOneFailureLine("unregisterLaunchItemWithAuditToken");
 }
 
 TEST_F(AManagerWithoutADaemon, HasNoItemAfterAnInvalidation) {
     EXPECT_EQ(manager()->invalidateLaunchItemWithBundleURL(app_, 8, job_, configuration_, 501), nullptr);
-    expectOneFailureLine();
+    expectOneFailureLine("invalidateLaunchItem");
 }
 
-TEST_F(AManagerWithoutADaemon, IsReachedByTheActivityOfItsOperation) {
-    manager()->userIdentifiersAndUIDs();
-    EXPECT_EQ(log_.lines().at(0).activity, "KSWManager.getuserIdentifiersAndUIDs");
-    log_.clear();
+TEST_F(AManagerWithoutADaemon, StaysInTheActivityThatItsCallerIsIn) {
+    const host::ActivityScope scope("caller");
     manager()->UIDs();
-    EXPECT_EQ(log_.lines().at(0).activity, "KSWManager.getUIDs");
+    EXPECT_EQ(log_.lines().at(0).activity, "caller");
 }
 
 TEST_F(AManagerWithoutADaemon, FindsTheDaemonThatIsStartedLater) {

@@ -84,6 +84,13 @@ TEST_F(EffectiveDisposition, MayBeAskedForWithoutEitherOutParameter) {
     EXPECT_TRUE(manager()->getEffectiveDisposition(nullptr, nullptr, app_, 8, job_, configuration_, 501));
 }
 
+TEST_F(EffectiveDisposition, IsStoredInAnUnsignedNumberToo) {
+    answerOfURL(3, std::nullopt, 0);
+    KSWDisposition disposition = 77;
+    EXPECT_TRUE(manager()->getEffectiveDisposition(&disposition, nullptr, app_, 8, job_, configuration_, 501));
+    EXPECT_EQ(disposition, KSWDispositionEnabled | KSWDispositionAllowed);
+}
+
 TEST_F(EffectiveDisposition, OfAProcessSendsTheTokenAndNoURL) {
     daemon_.answer(methods::kEffectiveDispositionOfProcess, 2, std::nullopt, 0);
     daemon_.start();
@@ -125,9 +132,19 @@ TEST_F(CanLaunch, AnsweredFalseWithACodeIsFalseAndLogsTheError) {
                             std::string(kPermissionDenied)));
 }
 
-TEST_F(CanLaunch, IsFalseWithoutADaemon) {
+TEST_F(CanLaunch, AnsweredTrueWithACodeIsTrueAndLogsTheError) {
+    EXPECT_TRUE(ask(true, -97));
+    EXPECT_EQ(errors().size(), 1U);
+}
+
+TEST_F(CanLaunch, IsFalseWithoutADaemonAndLogsTheFailureTwice) {
     EXPECT_FALSE(manager()->canLaunchItemWithAppURL(app_, 8, job_, configuration_));
-    EXPECT_EQ(errors().size(), 2U);
+    const auto lines = errors();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_TRUE(lines[0].starts_with("KSWManager: connection failed, "));
+    EXPECT_TRUE(lines[1].starts_with(
+        "-[KSWManager canLaunchItemWithAppURL:type:relativeURL:configuration:]: error: Error Domain="));
+    EXPECT_EQ(log_.lines().at(0).activity, "KSWManager.canLaunchItemWithAppURL");
 }
 
 class StoredDisposition : public ClientTest {};
@@ -159,7 +176,12 @@ TEST_F(StoredDisposition, WithoutADaemonLogsTheConnectionsErrorAndItsOwn) {
     std::int64_t disposition = 77;
     EXPECT_FALSE(manager()->getItemDisposition(&disposition, app_, 8, job_, configuration_, 501));
     EXPECT_EQ(disposition, 77);
-    EXPECT_EQ(errors().size(), 2U);
+    const auto lines = errors();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_TRUE(lines[0].starts_with("KSWManager: connection failed, "));
+    EXPECT_TRUE(lines[1].starts_with(
+        "-[KSWManager getItemDisposition:withAppURL:type:relativeURL:configuration:uid:]: error: Error Domain="));
+    EXPECT_EQ(log_.lines().at(0).activity, "KSWManager.getItemDisposition");
 }
 
 /// Registers and unregisters a launch item at a daemon that answers `code`.

@@ -50,6 +50,7 @@ TEST_F(ARegistration, WithoutADaemonIsMinusOneAndLogsItsOwnLine) {
     EXPECT_EQ(item_, before_);
     const auto lines = log_.lines();
     ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(errors().size(), 1U);
     EXPECT_EQ(lines[0].text, "registerItem: connection error: %{public}@");
     EXPECT_EQ(lines[0].activity, "KSWManager.registerItem");
 }
@@ -116,7 +117,10 @@ TEST_F(AnUnregistration, WithoutADaemonIsMinusOneAndLogsInTheWordsOfARegistratio
     EXPECT_EQ(manager()->unregisterItemWithAuditToken(AuditToken{}, 8, job_, 501), -1);
     const auto lines = errors();
     ASSERT_EQ(lines.size(), 2U);
-    EXPECT_TRUE(lines[0].starts_with("registerItem: connection error: Error Domain=KSWConnectionErrorDomain"));
+    for (const std::string& line : lines) {
+        EXPECT_TRUE(line.starts_with("registerItem: connection error: Error Domain=KSWConnectionErrorDomain"));
+    }
+    EXPECT_EQ(log_.lines().at(0).activity, "");
 }
 
 class AFetchedItem : public ClientTest {
@@ -144,8 +148,10 @@ TEST_F(AFetchedItem, IsNoneWithoutADaemonAndLogsTheError) {
     EXPECT_EQ(manager()->fetchItemWithAppURL(app_, 8, job_, configuration_, 501), nullptr);
     const auto lines = errors();
     ASSERT_EQ(lines.size(), 2U);
+    EXPECT_TRUE(lines[0].starts_with("KSWManager: connection failed, "));
     EXPECT_TRUE(lines[1].starts_with(
         "-[KSWManager fetchItemWithAppURL:type:relativeURL:configuration:uid:]: error: Error Domain="));
+    EXPECT_EQ(log_.lines().at(0).activity, "KSWManager.fetchItemWithAppURL");
 }
 
 TEST_F(AFetchedItem, NamedAfterTheGateMenuIsWrittenToTheLogWithItsFamily) {
@@ -160,6 +166,8 @@ TEST_F(AFetchedItem, NamedAfterTheGateMenuIsWrittenToTheLogWithItsFamily) {
                             operation + "container=" + item->container()->description(),
                             operation + "item.fullPath=(null)"));
     EXPECT_EQ(log_.lines().at(0).publicForm, operation + "item=<private>");
+    EXPECT_EQ(log_.lines().at(1).publicForm, operation + "container=<private>");
+    EXPECT_EQ(log_.lines().at(2).publicForm, operation + "item.fullPath=<private>");
 }
 
 }  // namespace

@@ -98,8 +98,17 @@ class ClientTest : public ::testing::Test {
 protected:
     std::shared_ptr<KSWManager> manager() { return KSWManager::initWithMode(0); }
 
-    /// The error lines of the log, in full.
-    std::vector<std::string> errors() const { return log_.at(host::LogLevel::Error); }
+    /// The error lines of the log. None of them holds anything back.
+    std::vector<std::string> errors() const {
+        std::vector<std::string> errors;
+        for (const host::LogLine& line : log_.lines()) {
+            if (line.level == host::LogLevel::Error) {
+                EXPECT_EQ(line.publicForm, line.fullForm);
+                errors.push_back(line.publicForm);
+            }
+        }
+        return errors;
+    }
 
     HostRoot root_;
     host::LogCapture log_;

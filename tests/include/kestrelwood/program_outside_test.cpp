@@ -1,0 +1,160 @@
+// What a program can do that has only the exported headers and the shared library. Each operation is called once,
+// so that one that is declared but not exported does not link.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <map>
+
+#include <kestrelwood/kestrelwood.h>
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+struct Special : KSWItem {};
+
+/// A host without servers.
+class AProgramOutside : public ::testing::Test {
+protected:
+    AProgramOutside() {
+        std::string folder = testing::TempDir() + "kestrelwood-XXXXXX";
+        EXPECT_NE(::mkdtemp(folder.data()), nullptr);
+        root_ = folder;
+        ::setenv("KESTRELWOOD_ROOT", folder.c_str(), 1);
+    }
+    ~AProgramOutside() override {
+        ::unsetenv("KESTRELWOOD_ROOT");
+        std::error_code ignored;
+        std::filesystem::remove_all(root_, ignored);
+    }
+
+    std::filesystem::path root_;
+};
+
+TEST_F(AProgramOutside, HasTheWordsForKindsFlagsAndDispositions) {
+    EXPECT_EQ(KSWItemTypeBaseDescription(KSWItemTypeAll), "all");
+    EXPECT_EQ(KSWItemTypeDescription(KSWItemTypeAgent | KSWItemTypeLegacyBit), "legacy agent");
+    EXPECT_EQ(KSWItemFlagsDescription(KSWItemFlagLegacy | KSWItemFlagManaged), "[ legacy, managed ]");
+    EXPECT_EQ(KSWDispositionDescription(0), "[disabled, disallowed, visible, not notified]");
+    EXPECT_TRUE(KSWDispositionIsLaunchable(KSWDispositionEnabled | KSWDispositionAllowed));
+    EXPECT_TRUE(ValidateItemType(KSWItemTypeDaemon));
+    EXPECT_FALSE(KSWItemTypeValidateRegistrationParameters(KSWItemTypeAgent, std::nullopt, std::nullopt));
+    EXPECT_EQ(ComposedItemIdentifier(0x10008, "x"), "8.x");
+    EXPECT_EQ(ItemIdentifierCopyBaseFromIdentifierAndType("8.a.b", 0x8), "a.b");
+    EXPECT_EQ(LabelForStewardPlist(ksw::URL::fileURL("/nowhere")), std::nullopt);
+}
+
+TEST_F(AProgramOutside, UsesConstantsAsStringsKeysAndViews) {
+    const std::string text = KSWConfigLabel;
+    const std::string_view view = KSWConfigLabel;
+    EXPECT_EQ(text, view);
+    EXPECT_TRUE(KSWErrorDomain == "KSWErrorDomain");
+    ksw::Dictionary configuration;
+    configuration[KSWConfigLabel] = "my.agent";
+    EXPECT_EQ(configuration, (ksw::Dictionary{{KSWConfigLabel, "my.agent"}}));
+    EXPECT_EQ((std::map<std::string, int>{{KSWConfigLabel, 1}}.at(KSWConfigLabel)), 1);
+}
+
+TEST_F(AProgramOutside, ComparesValues) {
+    EXPECT_EQ(KSWErrorWithCode(-95), KSWErrorWithCode(KSWErrorRecordNotFound));
+    EXPECT_EQ(KSWErrorWithCode(-95).userInfo().at(ksw::kLocalizedDescriptionKey), ksw::Value("record not found"));
+    EXPECT_EQ(ksw::URL::fileURL("/a"), ksw::URL::fromString("file:///a"));
+    EXPECT_EQ(ksw::Value(KSWErrorWithCode(-1)), ksw::Value(KSWErrorWithCode(-1)));
+    EXPECT_NE(ksw::UUID::random(), ksw::UUID::random());
+    EXPECT_EQ(ksw::describe(ksw::Bytes(ksw::Data{1})), "{length = 1, bytes = 0x01}");
+    EXPECT_EQ(ksw::describe(ksw::Value(7)), "7");
+    EXPECT_EQ(ksw::Date{}.string(), "2001-01-01 00:00:00 +0000");
+}
+
+TEST_F(AProgramOutside, BuildsFamiliesOfItems) {
+    const auto parent = KSWItem::initWithType(KSWItemTypeDeveloper, "Example Works");
+    const auto item = KSWItem::itemWithType<Special>(0x8, "8.a");
+    item->setContainer(parent);
+    for (const auto& child : *parent->embeddedItems()) {
+        EXPECT_TRUE(child->isEqual(item));
+    }
+    for (const auto& child : parent->enumeratorOfEmbeddedItems()) {
+        EXPECT_EQ(child->container(), parent);
+    }
+    parent->enumerateFamilyTreeUsingBlock([](const std::shared_ptr<KSWItem>& one) { one->setAllowed(true); });
+    EXPECT_EQ(parent->memberOfEmbeddedItems(item), item);
+    EXPECT_EQ(item->fullPath(), std::nullopt);
+    EXPECT_EQ(item->effectiveDisposition(), KSWDispositionAllowed);
+    EXPECT_EQ(item->copy()->uuid(), item->uuid());
+    EXPECT_THAT(item->dumpVerboseDescription(), testing::HasSubstr("Parent Identifier: Example Works\n"));
+    item->setContainer(nullptr);
+    EXPECT_EQ(parent->countOfEmbeddedItems(), 0U);
+    parent->setEmbeddedItems({item});
+    EXPECT_EQ(parent->countOfEmbeddedItems(), 1U);
+}
+
+TEST_F(AProgramOutside, BuildsResultsAndRecords) {
+    EXPECT_EQ(KSWFetchResult::resultWithCode(-95, nullptr)->firstItem(), nullptr);
+    const auto item = KSWItem::itemWithType(0x8, "8.a");
+    const auto result = KSWFetchResult::resultWithCode(0, {item, item});
+    EXPECT_EQ(result->items().size(), 2U);
+    EXPECT_THAT(result->containers(), IsEmpty());
+    EXPECT_EQ(result->encodedItems().size(), 2U);
+    const auto settings = KSWUserSettings::init();
+    (*settings->enablementStatusByIdentifier())["cron"] = 1;
+    EXPECT_EQ(settings->copy()->enablementStatusByIdentifier()->size(), 1U);
+    EXPECT_TRUE(KSWLoginItem::initWithType(0x4, std::nullopt, ksw::Data{1}, true)->hidden());
+    EXPECT_EQ(KSWBackgroundItem::initWithType(0x3, ksw::Data{1})->userElection(), 0);
+}
+
+TEST_F(AProgramOutside, AsksAManager) {
+    KSWManager& manager = KSWManager::shared();
+    KSWDisposition disposition = 77;
+    std::int64_t stored = 77;
+    std::optional<ksw::Data> constraint;
+    const auto app = ksw::URL::fileURL("/Apps/A.app");
+    const auto job = ksw::URL::fromString("Contents/a.plist");
+    const ksw::Dictionary configuration{{KSWConfigLabel, "my.agent"}};
+    std::shared_ptr<KSWItem> item;
+    EXPECT_FALSE(manager.getEffectiveDisposition(&disposition, &constraint, app, 8, job, configuration, 501));
+    EXPECT_FALSE(manager.getEffectiveDisposition(&disposition, nullptr, ksw::AuditToken{}, 8, std::nullopt,
+                                                 std::nullopt, 501));
+    EXPECT_FALSE(manager.getItemDisposition(&stored, app, 8, job, configuration, 501));
+    EXPECT_EQ(disposition, 77U);
+    EXPECT_FALSE(manager.canLaunchItemWithAppURL(app, 8, job, configuration));
+    EXPECT_EQ(manager.fetchItemWithAppURL(app, 8, job, configuration, 501), nullptr);
+    EXPECT_EQ(manager.registerItem(&item, app, 8, job, configuration, 501), -1);
+    EXPECT_EQ(manager.registerItem(nullptr, ksw::AuditToken{}, 8, job, configuration, 501), -1);
+    EXPECT_EQ(manager.unregisterItemWithBundleURL(app, 8, job, 501), -1);
+    EXPECT_EQ(manager.unregisterItemWithAuditToken(ksw::AuditToken{}, 8, job, 501), -1);
+    EXPECT_THAT(manager.UIDs(), IsEmpty());
+    EXPECT_EQ(KSWManager::sharedRosterManager().connection()->serviceName(), "com.velmont.kestrelwood.roster");
+}
+
+TEST_F(AProgramOutside, RegistersLaunchItems) {
+    const auto manager = KSWManager::initWithMode(0);
+    const ksw::AuditToken token;
+    EXPECT_FALSE(manager->registerLaunchItemWithBundleURL(std::nullopt, 8, std::nullopt, std::nullopt, 501));
+    EXPECT_FALSE(manager->registerLaunchItemWithAuditToken(token, 8, std::nullopt, std::nullopt));
+    EXPECT_FALSE(manager->unregisterLaunchItemWithBundleURL(std::nullopt, 8, std::nullopt, 501));
+    EXPECT_FALSE(manager->unregisterLaunchItemWithAuditToken(token, 8, std::nullopt));
+    EXPECT_EQ(manager->invalidateLaunchItemWithBundleURL(std::nullopt, 8, std::nullopt, std::nullopt, 501),
+              nullptr);
+}
+
+TEST_F(AProgramOutside, AsksARegistrar) {
+    KSWRegistrar& registrar = KSWRegistrar::shared();
+    std::int64_t disposition = 77;
+    std::shared_ptr<KSWItem> item;
+    EXPECT_EQ(registrar.registerItem(&item, std::nullopt, 8, std::nullopt, std::nullopt, 501), -1);
+    EXPECT_FALSE(
+        registrar.getEffectiveDisposition(&disposition, nullptr, std::nullopt, 8, std::nullopt, std::nullopt, 501));
+    EXPECT_EQ(registrar.fetchItemWithAppURL(std::nullopt, 8, std::nullopt, std::nullopt, 501), nullptr);
+    registrar.setUIDs({501});
+    EXPECT_THAT(registrar.UIDs(), ElementsAre(501U));
+    std::optional<ksw::Error> error;
+    EXPECT_EQ(registrar.connection()->serverStatus(&error), std::nullopt);
+    EXPECT_EQ(error.value().domain(), ksw::kConnectionErrorDomain);
+}
+
+}  // namespace
