@@ -1,4 +1,5 @@
 // An allocation that fails somewhere in a request ends that request with an error, and nothing else.
+// A program of its own: it replaces the allocator, which ThreadSanitizer wants for itself.
 #include <gtest/gtest.h>
 
 #include <tuple>
