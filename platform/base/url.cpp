@@ -62,7 +62,7 @@ std::optional<URL> URL::fromString(std::string_view text, const URL& base) {
     if (!isUrlReference(text)) {
         return std::nullopt;
     }
-    return URL(std::string(text), splitUrl(text).scheme ? nullptr : ownBase(base));
+    return URL(std::string(text), schemeOf(text) ? nullptr : ownBase(base));
 }
 
 URL URL::fileURL(std::string_view path, PathKind kind) {

@@ -103,12 +103,19 @@ bool isUrlReference(std::string_view text) {
     return hash == std::string_view::npos || text.find('#', hash + 1) == std::string_view::npos;
 }
 
+std::optional<std::string_view> schemeOf(std::string_view text) {
+    const std::size_t end = findDelimiter(text, ":/?#");
+    if (end == std::string_view::npos || text[end] != ':' || !isScheme(text.substr(0, end))) {
+        return std::nullopt;
+    }
+    return text.substr(0, end);
+}
+
 UrlParts splitUrl(std::string_view text) {
     UrlParts parts;
-    const std::size_t colon = findDelimiter(text, ":/?#");
-    if (colon != std::string_view::npos && text[colon] == ':' && isScheme(text.substr(0, colon))) {
-        parts.scheme = text.substr(0, colon);
-        text.remove_prefix(colon + 1);
+    parts.scheme = schemeOf(text);
+    if (parts.scheme) {
+        text.remove_prefix(parts.scheme->size() + 1);
     }
     if (text.starts_with("//")) {
         text.remove_prefix(2);

@@ -21,6 +21,9 @@ struct UrlParts {
 /// two hex digits, and no colon in the first segment but behind a scheme.
 bool isUrlReference(std::string_view text);
 
+/// The text's scheme, which ends before the first colon; absent when it has none.
+std::optional<std::string_view> schemeOf(std::string_view text);
+
 /// Takes a text apart. Any text has parts; whether they are well-formed is `isUrlReference`'s to say.
 UrlParts splitUrl(std::string_view text);
 
