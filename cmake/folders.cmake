@@ -134,6 +134,7 @@ function(ksw_benchmarks)
         get_filename_component(name ${source} NAME_WE)
         add_executable(${name} ${source} ${support})
         target_link_libraries(${name} PRIVATE kestrelwood_inside Threads::Threads)
+        add_dependencies(${name} kestrelwoodd)
     endforeach()
 endfunction()
 

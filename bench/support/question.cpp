@@ -1,25 +1,32 @@
 #include "bench/support/question.h"
 
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <tuple>
 
+#include <kestrelwood/KSWErrors.h>
+
+#include "client/protocol/manager_service.h"
+#include "client/protocol/services.h"
 #include "platform/archive/cbor_reader.h"
 #include "platform/host/sys.h"
 #include "platform/ipc/body.h"
 #include "platform/ipc/dialer.h"
 #include "platform/ipc/frame.h"
 #include "platform/ipc/listener.h"
-#include "platform/ipc/server.h"
 #include "platform/ipc/stream.h"
 
 namespace ksw::bench {
 
 namespace {
+
+using protocol::manager::kEffectiveDispositionOfURL;
 
 constexpr std::int64_t kDisposition = 0x3;
 
@@ -82,7 +89,7 @@ void answer(const ipc::Frame& frame, Data& buffer) {
             return ipc::decodeArguments(reader, places, {});
         },
         arguments);
-    if (!status || selector != kQuestion.selector) {
+    if (!status || selector != kEffectiveDispositionOfURL.selector) {
         std::exit(2);
     }
     encodeAnswer(buffer);
@@ -113,7 +120,7 @@ void serve(ipc::Stream stream) {
 }
 
 void runScriptedPeer(const Readiness& readiness) {
-    const Result<ipc::Listener> listener = ipc::Listener::open(kQuestionService, ipc::Domain::System, std::nullopt);
+    const Result<ipc::Listener> listener = ipc::Listener::open(kManagerService, ipc::Domain::System, std::nullopt);
     if (!listener) {
         fail(listener.error());
     }
@@ -128,22 +135,32 @@ void runScriptedPeer(const Readiness& readiness) {
     }
 }
 
-void runServer(const Readiness& readiness) {
-    ipc::Dispatcher dispatcher;
-    dispatcher.on(
-        kQuestion,
-        [](const ipc::RequestContext&, ipc::Responder<std::int64_t, std::optional<Data>, std::int64_t> responder,
-           const std::optional<URL>&, std::int64_t, const std::optional<URL>&, const std::optional<Dictionary>&,
-           Uid) { responder.answer(kDisposition, std::nullopt, 0); });
-    ipc::Server server;
-    if (Status status = server.listen(kQuestionService, ipc::Domain::System, std::move(dispatcher)); !status) {
-        fail(status.error());
+/// Where a service manager would hear that its service is ready.
+UniqueFd newsSocket(const std::string& path) {
+    UniqueFd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        std::exit(2);
     }
-    if (Status status = server.start(); !status) {
-        fail(status.error());
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        std::perror("bind");
+        std::exit(2);
     }
-    readiness.say();
-    ::pause();
+    return fd;
+}
+
+void awaitReady(int news) {
+    std::string text;
+    while (text.find("READY=1") == std::string::npos) {
+        text.resize(4096);
+        const ssize_t size = ::recv(news, text.data(), text.size(), 0);
+        if (size < 0) {
+            std::exit(2);
+        }
+        text.resize(static_cast<std::size_t>(size));
+    }
 }
 
 std::unique_ptr<ChildProcess> startPeer(void (*run)(const Readiness&)) {
@@ -158,35 +175,47 @@ std::unique_ptr<ChildProcess> startPeer(void (*run)(const Readiness&)) {
 Sizes Question::sizes() const {
     Data request;
     Data reply;
-    const ipc::ArgumentSource sources[] = {ipc::sourceOf(app), ipc::sourceOf(type), ipc::sourceOf(relative),
+    const ipc::ArgumentSource sources[] = {ipc::sourceOf(app), ipc::sourceOf(type), ipc::sourceOf(job),
                                            ipc::sourceOf(configuration), ipc::sourceOf(uid)};
-    if (Status status = ipc::encodeRequest(kQuestion.selector, sources, request); !status) {
+    if (Status status = ipc::encodeRequest(kEffectiveDispositionOfURL.selector, sources, request); !status) {
         fail(status.error());
     }
     return {request.size(), encodeAnswer(reply)};
 }
 
-void Question::ask(ipc::Connection& connection) const {
-    const auto reply = connection.call(kQuestion, app, type, relative, configuration, uid);
-    if (!reply) {
-        fail(reply.error());
-    }
-    if (std::get<0>(*reply) != kDisposition) {
+void Question::ask(KSWManager& manager) const {
+    std::int64_t disposition = 0;
+    std::optional<Data> constraint;
+    if (!manager.getEffectiveDisposition(&disposition, &constraint, app, type, job, configuration, uid) ||
+        disposition != kDisposition) {
+        std::fputs("the question was not answered as it should be\n", stderr);
         std::exit(2);
     }
 }
 
-std::unique_ptr<ipc::Connection> questionConnection() {
-    return std::make_unique<ipc::Connection>(kQuestionService, ipc::managementDaemonOptions(),
-                                             ipc::makeInterface("QuestionInterface", kQuestion));
+void Question::enter(KSWManager& manager) const {
+    if (manager.registerItem(nullptr, app, type, job, configuration, uid) != KSWErrorNone) {
+        std::fputs("the agent was not recorded\n", stderr);
+        std::exit(2);
+    }
 }
 
 std::unique_ptr<ChildProcess> scriptedPeer() {
     return startPeer(runScriptedPeer);
 }
 
-std::unique_ptr<ChildProcess> questionServer() {
-    return startPeer(runServer);
+std::unique_ptr<ChildProcess> managementDaemon() {
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe").replace_filename("kestrelwoodd");
+    const std::string path = std::string(::secure_getenv("KESTRELWOOD_ROOT")) + "/news";
+    const UniqueFd news = newsSocket(path);
+    auto daemon = std::make_unique<ChildProcess>([&] {
+        ::setenv("NOTIFY_SOCKET", path.c_str(), 1);
+        ::execl(program.c_str(), program.c_str(), nullptr);
+        std::perror(program.c_str());
+        ::_exit(2);
+    });
+    awaitReady(news.get());
+    return daemon;
 }
 
 BenchRoot::BenchRoot()

@@ -1,49 +1,46 @@
 // question.h: the request that the benchmarks send: may this job load? And a peer that answers it.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include <kestrelwood/KSWManager.h>
+#include <kestrelwood/KSWTypes.h>
+
 #include "bench/support/child_process.h"
 #include "bench/support/raw_sockets.h"
-#include "platform/ipc/connection.h"
-#include "platform/ipc/dispatcher.h"
 
 namespace ksw::bench {
 
-inline constexpr std::string_view kQuestionService = "com.velmont.bench";
-
-/// The same arguments and reply as the management daemon's question of that name.
-inline constexpr ipc::Method<ipc::Reply<std::int64_t, std::optional<Data>, std::int64_t>(
-    std::optional<URL>, std::int64_t, std::optional<URL>, std::optional<Dictionary>, Uid)>
-    kQuestion{10, "effectiveItemDispositionWithAppURL:type:relativeURL:configuration:uid:reply:"};
-
-/// Arguments like those of a real agent.
+/// The question about an agent that may load.
 struct Question {
-    std::optional<URL> app = URL::fileURL("/Applications/Example.app", PathKind::Directory);
-    std::int64_t type = 0x8;
-    std::optional<URL> relative =
-        URL::fileURL("Contents/Library/LaunchAgents/com.example.agent.plist", *app, PathKind::File);
-    std::optional<Dictionary> configuration = Dictionary{{"KSWConfigLabel", "com.example.agent"}};
-    Uid uid = 501;
+    std::optional<URL> app;
+    std::int64_t type = static_cast<std::int64_t>(KSWItemTypeAgent | KSWItemTypeLegacyBit);
+    std::optional<URL> job = URL::fileURL("/usr/share/jobs/com.example.agent.plist");
+    std::optional<Dictionary> configuration =
+        Dictionary{{std::string(KSWConfigLabel), "com.example.agent"},
+                   {std::string(KSWConfigExecutablePath), "/bin/true"},
+                   {std::string(KSWConfigArguments), Array{"/bin/true", "--quiet"}}};
+    Uid uid = ::getuid();
 
     /// Bytes of the frames of the question and of its answer.
     Sizes sizes() const;
-    /// Asks once; ends the program when the answer is not the right one.
-    void ask(ipc::Connection& connection) const;
+    /// Asks once; ends the program when the answer is not that the agent may load.
+    void ask(KSWManager& manager) const;
+    /// Has the daemon record the agent; ends the program when it does not.
+    void enter(KSWManager& manager) const;
 };
-
-/// A connection to a peer in the host root.
-std::unique_ptr<ipc::Connection> questionConnection();
 
 /// A bare loop that reads a request, decodes it, encodes the reply and writes it, for one connection at a time; in
 /// a child process that listens in the host root.
 std::unique_ptr<ChildProcess> scriptedPeer();
 
-/// A real server for the question, in a child process.
-std::unique_ptr<ChildProcess> questionServer();
+/// The management daemon, from the folder of the running program, in a child process.
+std::unique_ptr<ChildProcess> managementDaemon();
 
 /// Sets KESTRELWOOD_ROOT to a folder of its own. For the whole program.
 class BenchRoot {
