@@ -23,8 +23,8 @@ struct Question {
     std::optional<URL> job = URL::fileURL("/usr/share/jobs/com.example.agent.plist");
     std::optional<Dictionary> configuration =
         Dictionary{{std::string(KSWConfigLabel), "com.example.agent"},
-                   {std::string(KSWConfigExecutablePath), "/bin/true"},
-                   {std::string(KSWConfigArguments), Array{"/bin/true", "--quiet"}}};
+                   {std::string(KSWConfigExecutablePath), "/usr/bin/true"},
+                   {std::string(KSWConfigArguments), Array{"/usr/bin/true", "--quiet"}}};
     Uid uid = ::getuid();
 
     /// Bytes of the frames of the question and of its answer.

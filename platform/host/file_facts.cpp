@@ -20,6 +20,22 @@ bool hasApplicationName(std::string_view path) {
     return name.size() > kApplicationSuffix.size() && name.ends_with(kApplicationSuffix);
 }
 
+/// An absolute path that leads through no link, without ".", ".." and needless slashes.
+std::string withoutDots(std::string_view path) {
+    std::string result;
+    while (!path.empty()) {
+        const std::size_t end = std::min(path.find('/'), path.size());
+        const std::string_view name = path.substr(0, end);
+        path.remove_prefix(std::min(end + 1, path.size()));
+        if (name == "..") {
+            result.erase(std::min(result.rfind('/'), result.size()));
+        } else if (!name.empty() && name != ".") {
+            result.append("/").append(name);
+        }
+    }
+    return result.empty() ? "/" : result;
+}
+
 }  // namespace
 
 Result<FileFacts> fileFacts(const std::string& path) {
@@ -46,11 +62,17 @@ bool fileExists(const std::string& path) {
 }
 
 Result<std::string> canonicalPath(const std::string& path) {
-    const Result<UniqueFd> file = sys::open(path, O_PATH);
-    if (!file) {
-        return file.error();
+    if (path.starts_with('/')) {
+        // Two cheap calls where, as for most paths, there is no link to follow.
+        const Result<bool> isWithoutLinks = sys::isWithoutLinks(path);
+        if (!isWithoutLinks) {
+            return isWithoutLinks.error();
+        }
+        if (*isWithoutLinks) {
+            return withoutDots(path);
+        }
     }
-    return sys::pathOfDescriptor(file->get());
+    return sys::realPath(path);
 }
 
 Result<Data> readFile(const std::string& path, std::size_t sizeMax) {

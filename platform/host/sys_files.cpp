@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstdlib>
+#include <utility>
 
 #include <linux/openat2.h>
 #include <sys/mman.h>
@@ -39,11 +41,21 @@ Status descriptorCall(Call call, std::string_view name, int fd, Function functio
     return {};
 }
 
-long openBeneathNoLink(const char* path, int flags) {
+/// ENOSYS before Linux 5.6.
+Result<UniqueFd> openThroughNoLink(const std::string& path, int flags) {
+    if (Status status = checkPath(path, "open"); !status) {
+        return status.error();
+    }
     open_how how{};
     how.flags = static_cast<std::uint64_t>(flags) | O_CLOEXEC;
     how.resolve = RESOLVE_NO_SYMLINKS;
-    return ::syscall(SYS_openat2, AT_FDCWD, path, &how, sizeof how);
+    UniqueFd fd(static_cast<int>(retried(Call::Open, [&](std::size_t) {
+        return ::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how);
+    })));
+    if (!fd) {
+        return callError(errno, "open", path);
+    }
+    return fd;
 }
 
 }  // namespace
@@ -65,18 +77,8 @@ Result<UniqueFd> openAt(int folder, const std::string& name, int flags, mode_t m
 }
 
 Result<UniqueFd> openWithoutLinks(const std::string& path, int flags) {
-    if (Status status = checkPath(path, "open"); !status) {
-        return status.error();
-    }
-    UniqueFd fd(
-        static_cast<int>(retried(Call::Open, [&](std::size_t) { return openBeneathNoLink(path.c_str(), flags); })));
-    if (fd) {
-        return fd;
-    }
-    if (errno == ENOSYS) {
-        return open(path, flags | O_NOFOLLOW);
-    }
-    return callError(errno, "open", path);
+    Result<UniqueFd> file = openThroughNoLink(path, flags);
+    return file || file.error().code() != ENOSYS ? std::move(file) : open(path, flags | O_NOFOLLOW);
 }
 
 Result<Transfer> read(int fd, void* buffer, std::size_t size) {
@@ -135,8 +137,25 @@ Result<std::string> readLink(const std::string& path) {
     return std::string(buffer.data(), static_cast<std::size_t>(length));
 }
 
-Result<std::string> pathOfDescriptor(int fd) {
-    return readLink("/proc/self/fd/" + std::to_string(fd));
+Result<bool> isWithoutLinks(const std::string& path) {
+    const Result<UniqueFd> file = openThroughNoLink(path, O_PATH);
+    if (file) {
+        return true;
+    }
+    if (file.error().code() == ELOOP || file.error().code() == ENOSYS) {
+        return false;
+    }
+    return file.error();
+}
+
+Result<std::string> realPath(const std::string& path) {
+    std::array<char, PATH_MAX> buffer{};
+    Status status = pathCall(Call::ReadLink, "realpath", path,
+                             [&](const char* text) { return ::realpath(text, buffer.data()) == nullptr ? -1 : 0; });
+    if (!status) {
+        return status.error();
+    }
+    return std::string(buffer.data());
 }
 
 Status syncFile(int fd) {

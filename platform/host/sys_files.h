@@ -31,8 +31,10 @@ Result<struct ::statx> statx(const std::string& path, int flags, unsigned mask);
 Result<struct ::statx> statx(int fd, unsigned mask);
 /// Where a symbolic link points. ENAMETOOLONG from 4,096 bytes on (PATH_MAX).
 Result<std::string> readLink(const std::string& path);
-/// The canonical path of an open file, as the kernel knows it now; " (deleted)" follows that of a removed one.
-Result<std::string> pathOfDescriptor(int fd);
+/// Whether the path leads to its file through no symbolic link. False also before Linux 5.6, which cannot tell.
+Result<bool> isWithoutLinks(const std::string& path);
+/// The canonical path of a file: absolute, without links, "." and ".." (realpath(3)).
+Result<std::string> realPath(const std::string& path);
 
 Status syncFile(int fd);
 Status syncData(int fd);

@@ -71,7 +71,18 @@ TEST_F(AFile, HasACanonicalPath) {
     folder_.writeFile("real/a b%", "x");
     std::filesystem::create_directory_symlink("real", folder_.at("link"));
     EXPECT_EQ(*canonicalPath(folder_.at("link/../link/./a b%")), folder_.at("real/a b%"));
+    EXPECT_EQ(*canonicalPath(folder_.at("real/../real//./a b%")), folder_.at("real/a b%"));
+    EXPECT_EQ(*canonicalPath("/../.."), "/");
     EXPECT_EQ(canonicalPath(folder_.at("none")).error().code(), ENOENT);
+    EXPECT_EQ(canonicalPath(folder_.at("none/../real")).error().code(), ENOENT);
+}
+
+TEST_F(AFile, BehindAnOutermostLinkHasACanonicalPath) {
+    folder_.writeFile("real/inner/a", "x");
+    std::filesystem::create_symlink(folder_.at("real/inner/a"), folder_.at("link"));
+    EXPECT_EQ(*canonicalPath(folder_.at("link")), folder_.at("real/inner/a"));
+    std::filesystem::create_symlink("loop", folder_.at("loop"));
+    EXPECT_EQ(canonicalPath(folder_.at("loop")).error().code(), ELOOP);
 }
 
 TEST_F(AFile, IsReadWholeUpToItsLimitAndRefusedBeyond) {
