@@ -11,8 +11,9 @@
 namespace ksw::daemon {
 
 /// Remembers the disposition in force of one record of a family. As long as the family is published, the
-/// disposition can change only with the place of the item's file, and to look for that costs more than all the
-/// rest of a question; so it is looked for once a second. Any thread.
+/// disposition can change only when the item's file comes into a trash or leaves it, and to look for that costs
+/// more than all the rest of a question. A file whose path leads through no link and names no trash can do so only
+/// when a link is laid on its way, so those are looked for once a second; the others at every question. Any thread.
 class Judgement {
 public:
     static constexpr std::chrono::milliseconds kHoldsFor{1000};

@@ -2,6 +2,7 @@
 
 #include <kestrelwood/KSWErrors.h>
 
+#include "platform/host/sys.h"
 #include "servers/kestrelwoodd/bundle_of_process.h"
 #include "servers/kestrelwoodd/reading_as.h"
 
@@ -21,6 +22,18 @@ Answer answerOf(Outcome outcome) {
 Caller ownerOf(Uid uid) {
     constexpr gid_t kNoGroup = 65534;
     return uid == kEveryUser ? Caller{0, 0} : Caller{uid, kNoGroup};
+}
+
+/// Whether the item's file can come into a trash, or leave it, only when a link is laid on its way: its path leads
+/// through none now and names no trash.
+bool staysWhereItIs(const KSWItem& item) {
+    const bool isLegacyJob = item.intersectsType(KSWItemTypeAgent | KSWItemTypeDaemon, KSWItemTypeLegacyBit);
+    const std::optional<std::string> path = isLegacyJob ? item.executablePath() : item.fullPath();
+    if (!path) {
+        return true;
+    }
+    const Result<bool> isWithoutLinks = host::sys::isWithoutLinks(*path);
+    return isWithoutLinks && *isWithoutLinks && path->find("Trash") == std::string::npos;
 }
 
 bool isOfKind(const KSWItem& item, KSWItemType type) {
@@ -170,7 +183,9 @@ std::optional<KSWDisposition> Operations::judged(const Found& found, const Calle
             return std::nullopt;
         }
         disposition = found.item->effectiveDisposition();
-        found.judgement->remember(*disposition, now);
+        if (staysWhereItIs(*found.item)) {
+            found.judgement->remember(*disposition, now);
+        }
     }
     return disposition;
 }

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
 #include <unistd.h>
+#include <filesystem>
 
 #include "tests/servers/kestrelwoodd/daemon_inside.h"
 #include "tests/support/environment.h"
@@ -123,6 +125,12 @@ protected:
         unlink(daemon_.folder().at("link").c_str());
         EXPECT_EQ(symlink(daemon_.folder().at(folder).c_str(), daemon_.folder().at("link").c_str()), 0);
     }
+    void useUsualPlace() { job_[std::string(KSWConfigExecutablePath)] = daemon_.folder().at("usual/tool"); }
+    /// Lays a link into the trash where the usual folder was.
+    void replaceUsualPlaceByTheTrash() {
+        std::filesystem::rename(daemon_.folder().at("usual"), daemon_.folder().at("away"));
+        std::filesystem::create_symlink(daemon_.folder().at(kTrash), daemon_.folder().at("usual"));
+    }
     Answer ask(Operations::Operation operation) {
         return daemon_.ask(operation, owner_, kLegacyAgent, kNoURL, jobURL("my.agent"), job_, owner_.uid);
     }
@@ -151,10 +159,28 @@ TEST_F(AnItemWhoseFileMoves, WithoutARecordIsLookedAtEachTime) {
     EXPECT_EQ(effective(), KSWDispositionAllowed);
 }
 
-TEST_F(AnItemWhoseFileMoves, WithARecordIsLookedAtOnceASecond) {
+TEST_F(AnItemWhoseFileMoves, BehindALinkIsLookedAtEachTime) {
     ask(&Operations::enter);
     EXPECT_EQ(effective(), kLaunchable);
     lead(kTrash);
+    EXPECT_EQ(effective(), KSWDispositionAllowed);
+    lead("usual");
+    EXPECT_EQ(effective(), kLaunchable);
+}
+
+TEST_F(AnItemWhoseFileMoves, InATrashIsLookedAtEachTime) {
+    job_[std::string(KSWConfigExecutablePath)] = daemon_.folder().at(std::string(kTrash) + "/other");
+    ask(&Operations::enter);
+    EXPECT_EQ(effective(), kLaunchable);
+    daemon_.folder().writeFile(std::string(kTrash) + "/other", "x");
+    EXPECT_EQ(effective(), KSWDispositionAllowed);
+}
+
+TEST_F(AnItemWhoseFileMoves, InAUsualPlaceIsLookedAtOnceASecond) {
+    useUsualPlace();
+    ask(&Operations::enter);
+    EXPECT_EQ(effective(), kLaunchable);
+    replaceUsualPlaceByTheTrash();
     clock_.advance(Judgement::kHoldsFor - std::chrono::milliseconds(1));
     EXPECT_EQ(effective(), kLaunchable);
     clock_.advance(std::chrono::milliseconds(1));
@@ -162,9 +188,10 @@ TEST_F(AnItemWhoseFileMoves, WithARecordIsLookedAtOnceASecond) {
 }
 
 TEST_F(AnItemWhoseFileMoves, IsLookedAtAgainWhenItsFamilyHasChanged) {
+    useUsualPlace();
     ask(&Operations::enter);
     EXPECT_EQ(effective(), kLaunchable);
-    lead(kTrash);
+    replaceUsualPlaceByTheTrash();
     daemon_.enterAgent(owner_, "another", owner_.uid);
     EXPECT_EQ(effective(), KSWDispositionAllowed);
 }
