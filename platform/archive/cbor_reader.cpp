@@ -4,8 +4,8 @@
 #include <bit>
 #include <cmath>
 
-#include "platform/base/utf8.h"
 #include "platform/base/never_destroyed.h"
+#include "platform/base/utf8.h"
 
 namespace ksw::archive {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "platform/base/utf8.h"
 #include "platform/base/limits.h"
+#include "platform/base/utf8.h"
 
 namespace ksw::archive {
 

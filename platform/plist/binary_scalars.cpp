@@ -3,8 +3,8 @@
 #include <bit>
 #include <cmath>
 
-#include "platform/plist/binary_reader.h"
 #include "platform/base/utf8.h"
+#include "platform/plist/binary_reader.h"
 
 namespace ksw::plist {
 namespace {

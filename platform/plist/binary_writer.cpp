@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "platform/base/limits.h"
-#include "platform/plist/binary_layout.h"
 #include "platform/base/utf8.h"
+#include "platform/plist/binary_layout.h"
 
 namespace ksw::plist {
 namespace {
