@@ -41,7 +41,7 @@ std::shared_ptr<KSWItem> makeItem(int number, KSWItemType type) {
     item->setDeveloperName("Example Software Incorporated");
     item->setEditable(true);
     item->setCanHide(true);
-    item->setUrl(ksw::URL::fileURL("/Applications/Example" + text + ".app/Contents/LaunchAgents/agent.plist"));
+    item->setUrl(ksw::URL::fileURL("/Applications/Example" + text + ".app/Contents/Library/Agents/agent.plist"));
     item->setModificationDate(700'000'000.5 + number);
     item->setSha256(bytes(32, number));
     item->setExecutablePath("/Applications/Example" + text + ".app/Contents/Linux/agent");

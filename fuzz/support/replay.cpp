@@ -16,7 +16,7 @@ namespace {
 
 /// The file's bytes; none when it cannot be read.
 std::vector<char> contents(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

@@ -31,8 +31,8 @@ std::string TempFolder::makeFolder(std::string_view name) const {
 
 std::string TempFolder::writeFile(std::string_view name, std::string_view content) const {
     std::filesystem::create_directories(std::filesystem::path(at(name)).parent_path());
-    std::ofstream file(at(name), std::ios::binary);
-    file.exceptions(std::ios::failbit | std::ios::badbit);
+    std::ofstream file(at(name));
+    file.exceptions(std::ofstream::failbit | std::ofstream::badbit);
     file.write(content.data(), static_cast<std::streamsize>(content.size()));
     return at(name);
 }

@@ -1,8 +1,8 @@
 // Without memory reading and writing end in an error: nothing throws, nothing leaks.
 #include <gtest/gtest.h>
 
-#include "tests/platform/archive/allocation_faults.h"
 #include "tests/platform/archive/node.h"
+#include "tests/support/failing_allocation.h"
 
 namespace ksw::archive {
 namespace {
@@ -28,7 +28,7 @@ TEST(AReaderWithoutMemory, AnswersAnErrorAtEveryAllocation) {
     for (std::size_t number = 0; !isDone; ++number) {
         {
             DecodeBudget budget(bytes.size());
-            const FailingAllocation failing(number);
+            const test::FailingAllocation failing(number);
             const auto read = unarchive<Node>(bytes, {.cycles = Cycles::Allowed}, budget);
             isDone = !failing.hasHappened();
             ASSERT_EQ(read.ok(), isDone) << number;
@@ -46,7 +46,7 @@ TEST(AReaderOfAListWithoutMemory, AnswersAnErrorAtEveryAllocation) {
     bool isDone = false;
     for (std::size_t number = 0; !isDone; ++number) {
         DecodeBudget budget(bytes->size());
-        const FailingAllocation failing(number);
+        const test::FailingAllocation failing(number);
         const auto read = unarchiveArray<Node>(*bytes, {}, budget);
         isDone = !failing.hasHappened();
         ASSERT_EQ(read.ok(), isDone) << number;
@@ -58,7 +58,7 @@ TEST(AWriterWithoutMemory, AnswersAnErrorAtEveryAllocation) {
     const Data whole = archived(*top);
     bool isDone = false;
     for (std::size_t number = 0; !isDone; ++number) {
-        const FailingAllocation failing(number);
+        const test::FailingAllocation failing(number);
         const auto bytes = archive(*top, Coder::Ordinary);
         isDone = !failing.hasHappened();
         ASSERT_EQ(bytes.ok(), isDone) << number;

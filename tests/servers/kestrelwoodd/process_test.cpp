@@ -19,7 +19,7 @@ namespace ksw::daemon::test {
 namespace {
 
 std::string bytesOf(const char* path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 

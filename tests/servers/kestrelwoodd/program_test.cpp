@@ -31,7 +31,7 @@ bool exists(const std::string& path) {
 }
 
 std::string bytesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -34,7 +34,7 @@ std::vector<StoredItem> itemsOf(Store& store) {
 }
 
 std::string bytesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
