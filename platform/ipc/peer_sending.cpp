@@ -136,6 +136,8 @@ void Peer::flush() {
         out_.clear();
     }
     wantWriting(false);
+    // A batch may have stopped at what has just left; then no event would tell that there is room again.
+    resumeIfPaused();
 }
 
 /// Ends the connection from any thread: the working one sees the end of the socket and closes it.
