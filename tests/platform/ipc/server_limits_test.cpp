@@ -333,5 +333,31 @@ TEST(AServer, StopsWhileAnswersAreStillOwed) {
     kept->answer();
 }
 
+TEST(AServersPeer, GetsEveryAnswerOfABatchThatIsLargerThanWhatMayWait) {
+    const HostRoot root;
+    ipc::Dispatcher dispatcher;
+    // Short questions with long answers: the questions arrive together, and their answers outgrow what may wait.
+    dispatcher.on(kEchoBytes, [](const ipc::RequestContext&, ipc::Responder<std::optional<Data>> responder,
+                                 const std::optional<Data>&) { responder.answer(Data(40 * limits::kKiB)); });
+    const TestServer server({}, std::move(dispatcher));
+    RawClient client;
+    const std::optional<Data> nothing;
+    const ipc::ArgumentSource argument[] = {ipc::sourceOf(nothing)};
+    constexpr std::uint32_t kQuestions = 40;
+    Data together;
+    for (std::uint32_t serial = 0; serial < kQuestions; ++serial) {
+        Data frame;
+        ASSERT_TRUE(ipc::encodeRequest(kEchoBytes.selector, argument, frame).ok());
+        ipc::writeHeader(
+            {ipc::FrameKind::Request, static_cast<std::uint32_t>(frame.size() - ipc::kHeaderSize), serial},
+            std::span(frame).first<ipc::kHeaderSize>());
+        together.insert(together.end(), frame.begin(), frame.end());
+    }
+    client.send(together);
+    for (std::uint32_t answers = 0; answers < kQuestions; ++answers) {
+        ASSERT_TRUE(client.next().has_value());
+    }
+}
+
 }  // namespace
 }  // namespace ksw::test
