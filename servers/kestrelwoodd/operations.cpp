@@ -66,6 +66,19 @@ Result<LaunchItem> Operations::itemOf(const Subject& subject, const Caller& call
     return checked(subject, *bundle, caller);
 }
 
+Result<Operations::Named> Operations::namedItemOf(const Subject& subject, const Caller& caller,
+                                                  std::int64_t codeWithout) const {
+    Result<LaunchItem> item = itemOf(subject, caller);
+    if (!item) {
+        return item.error();
+    }
+    std::optional<std::string> identifier = identifierOf(*item, caller);
+    if (!identifier) {
+        return KSWErrorWithCode(codeWithout);
+    }
+    return Named{std::move(*item), std::move(*identifier)};
+}
+
 Found Operations::find(const LaunchItem& item, const std::string& identifier) const {
     Found found = registry_.records().find(item.scope, identifier);
     if (found.item == nullptr && !found.isDamaged && item.scope != kEveryUser) {
@@ -78,15 +91,12 @@ Found Operations::find(const LaunchItem& item, const std::string& identifier) co
 }
 
 Answer Operations::enter(const Subject& subject, const Caller& caller) {
-    const Result<LaunchItem> item = itemOf(subject, caller);
-    if (!item) {
-        return failure(item.error().code());
+    const Result<Named> named = namedItemOf(subject, caller, KSWErrorInvalidParameter);
+    if (!named) {
+        return failure(named.error().code());
     }
-    const std::optional<std::string> identifier = identifierOf(*item, caller);
-    if (!identifier) {
-        return failure(KSWErrorInvalidParameter);
-    }
-    return answerOf(registry_.enter(item->scope, recordOf(*item, *identifier, FileDates::Read, caller)));
+    const auto& [item, identifier] = *named;
+    return answerOf(registry_.enter(item.scope, recordOf(item, identifier, FileDates::Read, caller)));
 }
 
 Answer Operations::enterQuietly(const Subject& subject, const Caller& caller) {
@@ -113,36 +123,30 @@ Answer Operations::remove(const Subject& subject, const Caller& caller) {
 }
 
 Answer Operations::refresh(const Subject& subject, const Caller& caller) {
-    const Result<LaunchItem> item = itemOf(subject, caller);
-    if (!item) {
-        return failure(item.error().code());
+    const Result<Named> named = namedItemOf(subject, caller, KSWErrorRecordNotFound);
+    if (!named) {
+        return failure(named.error().code());
     }
-    const std::optional<std::string> identifier = identifierOf(*item, caller);
-    if (!identifier) {
-        return failure(KSWErrorRecordNotFound);
-    }
-    const Found current = registry_.records().find(item->scope, *identifier);
+    const auto& [item, identifier] = *named;
+    const Found current = registry_.records().find(item.scope, identifier);
     if (current.item == nullptr) {
         return failure(current.isDamaged ? KSWErrorGeneric : KSWErrorRecordNotFound);
     }
-    if (item->hasConfiguration) {
-        return answerOf(registry_.refresh(item->scope, recordOf(*item, *identifier, FileDates::Read, caller)));
+    if (item.hasConfiguration) {
+        return answerOf(registry_.refresh(item.scope, recordOf(item, identifier, FileDates::Read, caller)));
     }
     const ItemPointer facts = copyOfRecord(*current.item);
     readFileDates(*facts, caller);
-    return answerOf(registry_.refresh(item->scope, facts));
+    return answerOf(registry_.refresh(item.scope, facts));
 }
 
 Answer Operations::fetch(const Subject& subject, const Caller& caller) {
-    const Result<LaunchItem> item = itemOf(subject, caller);
-    if (!item) {
-        return failure(item.error().code());
+    const Result<Named> named = namedItemOf(subject, caller, KSWErrorInvalidParameter);
+    if (!named) {
+        return failure(named.error().code());
     }
-    const std::optional<std::string> identifier = identifierOf(*item, caller);
-    if (!identifier) {
-        return failure(KSWErrorInvalidParameter);
-    }
-    Found found = find(*item, *identifier);
+    const auto& [item, identifier] = *named;
+    Found found = find(item, identifier);
     if (found.item == nullptr) {
         return failure(found.isDamaged ? KSWErrorGeneric : KSWErrorRecordNotFound);
     }
@@ -150,21 +154,18 @@ Answer Operations::fetch(const Subject& subject, const Caller& caller) {
 }
 
 Result<Found> Operations::recordedOrExpected(const Subject& subject, const Caller& caller) const {
-    const Result<LaunchItem> item = itemOf(subject, caller);
-    if (!item) {
-        return item.error();
+    const Result<Named> named = namedItemOf(subject, caller, KSWErrorInvalidParameter);
+    if (!named) {
+        return named.error();
     }
-    const std::optional<std::string> identifier = identifierOf(*item, caller);
-    if (!identifier) {
-        return KSWErrorWithCode(KSWErrorInvalidParameter);
-    }
-    Found found = find(*item, *identifier);
+    const auto& [item, identifier] = *named;
+    Found found = find(item, identifier);
     if (found.isDamaged) {
         return KSWErrorWithCode(KSWErrorGeneric);
     }
     if (found.item == nullptr) {
         found.judgement = nullptr;
-        found.item = asIfEntered(recordOf(*item, *identifier, FileDates::LeftOut, caller));
+        found.item = asIfEntered(recordOf(item, identifier, FileDates::LeftOut, caller));
     }
     return found;
 }

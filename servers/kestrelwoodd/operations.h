@@ -50,7 +50,15 @@ public:
     Dictionary users(const Caller& caller) const;
 
 private:
+    /// An item that a request means, and the name of its record.
+    struct Named {
+        LaunchItem item;
+        std::string identifier;
+    };
+
     Result<LaunchItem> itemOf(const Subject& subject, const Caller& caller) const;
+    /// The item with its identifier; `codeWithout` as the error's code when it has none.
+    Result<Named> namedItemOf(const Subject& subject, const Caller& caller, std::int64_t codeWithout) const;
     Found find(const LaunchItem& item, const std::string& identifier) const;
     /// The record, or what it would be. Error: a code of KSWErrors.h.
     Result<Found> recordedOrExpected(const Subject& subject, const Caller& caller) const;
