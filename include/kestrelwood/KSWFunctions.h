@@ -22,6 +22,12 @@ KSW_EXPORT std::optional<std::string> ComposedItemIdentifier(KSWItemType type,
 /// a developer, and when nothing stands there.
 KSW_EXPORT std::string ItemIdentifierCopyBaseFromIdentifierAndType(std::string_view identifier, KSWItemType type);
 
+/// The identifier of the item of this kind that the file at the URL is: of a user item its canonical file URL (any
+/// other URL as it is), of an agent and a daemon by the label in its job file, of every other kind by the
+/// identifier that its code is signed with. Absent when that cannot be read. Throws `std::invalid_argument` for a
+/// developer's type and for one that is no single base kind. Blocks for the reading.
+KSW_EXPORT std::optional<std::string> ItemIdentifierForURLAndType(KSWItemType type, const ksw::URL& url);
+
 /// The text under "Label" in a job's property list. Absent when the file cannot be read as a dictionary, is larger
 /// than 1 MiB, or has no text there. Blocks for the reading of the file.
 KSW_EXPORT std::optional<std::string> LabelForStewardPlist(const ksw::URL& url);
@@ -35,5 +41,6 @@ KSW_EXPORT std::optional<Dictionary> readPropertyListFile(const URL& url, std::o
 
 using ::ComposedItemIdentifier;
 using ::ItemIdentifierCopyBaseFromIdentifierAndType;
+using ::ItemIdentifierForURLAndType;
 using ::LabelForStewardPlist;
 }  // namespace ksw

@@ -52,6 +52,14 @@ public:
         return initWithType<Item>(type, std::move(identifier));
     }
 
+    /// A new item for the file at the URL, with what can be read of the file: name and date. Null when no
+    /// identifier can be computed for it. Throws `std::invalid_argument` for a developer's type and for one that is
+    /// no single base kind. Blocks for the reading.
+    static Pointer initWithType(KSWItemType type, const ksw::URL& url);
+    static Pointer itemWithType(KSWItemType type, const ksw::URL& url);
+    /// The same under a given identifier; never null.
+    static Pointer itemWithType(KSWItemType type, const ksw::URL& url, OptionalString identifier);
+
     /// A plain item with the same UUID, values, parent and children (which still name the source as their parent).
     /// Flags do not come along: a copy starts with none.
     Pointer copyWithZone() const;

@@ -2,15 +2,25 @@
 // One object holds one service connection; every operation is one synchronous request over it.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <kestrelwood/KSWItem.h>
+#include <kestrelwood/KSWList.h>
 #include <kestrelwood/export.h>
 #include <kestrelwood/service_connection.h>
 #include <kestrelwood/values.h>
+
+/// The name of the distributed notification by which the management daemon announces that a user's items changed.
+/// Its user information may hold "uid" (whose; every user's without it) and "type" (the mask of the types
+/// concerned; every type without it, and with bit 30).
+inline constexpr ksw::StringConstant KSWUserDataDidChangeNotification =
+    "com.velmont.private.kestrelwood.user-data-changed";
 
 /// Asks the management daemon, and waits for its answer.
 ///
@@ -24,12 +34,16 @@
 /// The feature "ControlAutomaticAppLaunch" of the domain "Kestrelwood" turns the manager on. With it off a manager
 /// has no connection, and every operation answers false, null, 0 or an empty collection, and no error.
 ///
+/// A manager observes the daemon's announcements from its construction on, and keeps the lists current that it has
+/// handed out and that are still held.
+///
 /// Common parameters: `appURL` or `bundleURL` is the application that owns the item, or the audit token of a
 /// process from whose bundle the daemon finds it; `type` is an item type of KSWTypes.h; `relativeURL` is the
 /// item's place relative to the bundle; `configuration` is a launch configuration (keys in KSWTypes.h); `uid` is
 /// the user concerned, and forms without it mean the calling process's real user.
-class KSW_EXPORT KSWManager {
+class KSW_EXPORT KSWManager : public std::enable_shared_from_this<KSWManager> {
 public:
+    using ErrorPlace = std::optional<ksw::Error>*;
     using OptionalURL = std::optional<ksw::URL>;
     using Configuration = std::optional<ksw::Dictionary>;
 
@@ -112,10 +126,63 @@ public:
     std::int64_t unregisterItemWithBundleURL(const OptionalURL& bundleURL, std::int64_t type,
                                              const OptionalURL& relativeURL, ksw::Uid uid);
 
+    // Records. `error` is where an error goes, or null; connection errors keep their own domain.
+
+    /// Adds a record: true when it is there now, also when it was there before. `*error` receives the error, or
+    /// nothing. The daemon takes neither generation nor the managed flag from the item.
+    bool addItem(const std::shared_ptr<KSWItem>& item, ksw::Uid uid, ErrorPlace error = nullptr);
+    /// Removes the record with the item's UUID. Always true: only `*error` tells a failure.
+    bool removeItem(const std::shared_ptr<KSWItem>& item, ksw::Uid uid, ErrorPlace error = nullptr);
+    /// Store changed items, all or none. True when they are stored; then the generation of each is one higher, as
+    /// the daemon's is. False, and `*error` says why, when one is unknown, not the caller's or out of date (-94).
+    bool updateItem(const std::shared_ptr<KSWItem>& item, ksw::Uid uid, ErrorPlace error = nullptr);
+    bool updateItems(const ksw::ItemSet::Pointer& items, ksw::Uid uid, ErrorPlace error = nullptr);
+    bool updateItems(const std::vector<std::shared_ptr<KSWItem>>& items, ksw::Uid uid, ErrorPlace error = nullptr) {
+        return updateItems(ksw::ItemSet::of(items), uid, error);
+    }
+
+    /// The record, or null; `*error` receives an error only when the daemon could not be asked. The record keeps
+    /// its containers alive.
+    std::shared_ptr<KSWItem> getItemWithIdentifier(const std::optional<std::string>& identifier, ksw::Uid uid,
+                                                   ErrorPlace error = nullptr);
+    std::shared_ptr<KSWItem> fetchItemWithUUID(const std::optional<ksw::UUID>& uuid, ksw::Uid uid,
+                                               ErrorPlace error = nullptr);
+
+    /// The user's items whose type has a bit of the mask, in a list that stays current as long as it is held. Null
+    /// after a failure, and then `*error` says why.
+    std::shared_ptr<KSWList> getItemsMatching(std::int64_t type, ksw::Uid uid, ErrorPlace error = nullptr);
+    std::shared_ptr<KSWList> getItemsMatching(std::int64_t type);
+    // A template, so that a uid of 0 is not taken for a null pointer.
+    template <std::same_as<ErrorPlace> Place>
+    std::shared_ptr<KSWList> getItemsMatching(std::int64_t type, Place error) {
+        return getItemsMatchingForCaller(type, error);
+    }
+
+    /// Has a file opened at login: adds an enabled and allowed record for it, or enables the one that is there, and
+    /// answers the record. A daemon that refuses is logged, and the item comes back unsaved. Null, and `*error`
+    /// says why, only when no item can be made of the URL (-98) or the record that is there cannot be fetched.
+    std::shared_ptr<KSWItem> addUserItemForURL(const ksw::URL& url, ksw::Uid uid, ErrorPlace error = nullptr);
+    std::shared_ptr<KSWItem> addUserItemForURL(const ksw::URL& url);
+    template <std::same_as<ErrorPlace> Place>
+    std::shared_ptr<KSWItem> addUserItemForURL(const ksw::URL& url, Place error) {
+        return addUserItemForCaller(url, error);
+    }
+
+    /// What happens when a user's items changed: each list of the user that is still held is refreshed, unless the
+    /// feature "AutoRefreshLists" is off, and its observers are told when the type concerns it. Runs on the thread
+    /// on which the process is told of notifications.
+    void handleUserDataDidChangeNotification(const ksw::Notification& notification);
+
 private:
+    friend class KSWList;
     struct State;
 
     explicit KSWManager(std::int64_t mode);
+
+    /// The list, without keeping it current.
+    std::shared_ptr<KSWList> _getItemsMatching(std::int64_t type, ksw::Uid uid, ErrorPlace error);
+    std::shared_ptr<KSWList> getItemsMatchingForCaller(std::int64_t type, ErrorPlace error);
+    std::shared_ptr<KSWItem> addUserItemForCaller(const ksw::URL& url, ErrorPlace error);
 
     /// Asks whether the item may launch; `error` receives an error for code 0 too, and stays empty only when there
     /// is no connection.

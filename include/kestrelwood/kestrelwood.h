@@ -6,6 +6,7 @@
 #include <kestrelwood/KSWFetchResult.h>
 #include <kestrelwood/KSWFunctions.h>
 #include <kestrelwood/KSWItem.h>
+#include <kestrelwood/KSWList.h>
 #include <kestrelwood/KSWLoginItem.h>
 #include <kestrelwood/KSWManager.h>
 #include <kestrelwood/KSWRegistrar.h>

@@ -6,6 +6,7 @@
 #include <kestrelwood/values/data.h>
 #include <kestrelwood/values/date.h>
 #include <kestrelwood/values/error.h>
+#include <kestrelwood/values/notification.h>
 #include <kestrelwood/values/string_constant.h>
 #include <kestrelwood/values/url.h>
 #include <kestrelwood/values/uuid.h>

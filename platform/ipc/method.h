@@ -21,6 +21,7 @@ enum class Patience : std::uint8_t {
     LaunchQuestion,  ///< Something waits to be started: kLaunchQuestionSeconds.
     Ordinary,        ///< kRequestSeconds.
     Long,            ///< Verification, import, dump: kLongRequestSeconds.
+    Unbounded,       ///< The answer comes when something happens, however long that takes.
 };
 
 /// The classes allowed in one argument of a reply, where they are fewer than its type allows. Names as in

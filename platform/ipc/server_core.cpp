@@ -56,6 +56,8 @@ std::chrono::milliseconds ServerCore::timeFor(Patience patience) const {
             return limits.launchQuestion;
         case Patience::Long:
             return limits.longRequest;
+        case Patience::Unbounded:
+            return std::chrono::milliseconds::max();
         case Patience::Ordinary:
             break;
     }

@@ -1,0 +1,90 @@
+// item_from_file.cpp: what the file behind an item says of it: its identifier, its name, its date.
+
+#include <stdexcept>
+#include <utility>
+
+#include <kestrelwood/KSWFunctions.h>
+#include <kestrelwood/KSWItem.h>
+
+#include "model/vocabulary/item_type.h"
+#include "platform/base/text.h"
+#include "platform/host/file_facts.h"
+
+namespace {
+
+using ksw::URL;
+
+constexpr std::string_view kApplicationSuffix = ".app";
+
+/// The name under which a person knows the file.
+std::string displayName(const URL& url) {
+    if (!url.isFileURL()) {
+        return url.absoluteString();
+    }
+    std::string name = url.lastPathComponent();
+    const ksw::Result<ksw::host::FileFacts> facts = ksw::host::fileFacts(url.path());
+    if (facts && facts->isApplication) {
+        name.resize(name.size() - kApplicationSuffix.size());
+    }
+    return name;
+}
+
+std::optional<std::string> identifierOfUserItem(const URL& url) {
+    if (!url.isFileURL()) {
+        return url.absoluteString();
+    }
+    const ksw::Result<std::string> path = ksw::host::canonicalPath(url.path());
+    return path ? std::optional(URL::fileURL(*path).absoluteString()) : std::nullopt;
+}
+
+void readFile(KSWItem& item, const URL& url) {
+    item.setUrl(url);
+    item.setName(displayName(url));
+    if (!url.isFileURL()) {
+        return;
+    }
+    if (const ksw::Result<ksw::host::FileFacts> facts = ksw::host::fileFacts(url.path()); facts) {
+        item.setModificationDate(facts->contentModificationDate.secondsSinceReference);
+    }
+}
+
+}  // namespace
+
+std::optional<std::string> ItemIdentifierForURLAndType(KSWItemType type, const URL& url) {
+    const KSWItemType kind = ksw::baseKind(type);
+    switch (kind) {
+        case KSWItemTypeUserItem:
+            return identifierOfUserItem(url);
+        case KSWItemTypeAgent:
+        case KSWItemTypeDaemon:
+            return ComposedItemIdentifier(type, LabelForStewardPlist(url));
+        case KSWItemTypeApp:
+        case KSWItemTypeLoginItem:
+        case KSWItemTypeLodestar:
+        case KSWItemTypeShelfTile:
+        case KSWItemTypeInputMethod:
+        case KSWItemTypeSmartCard:
+        case KSWItemTypeColorPicker:
+        case KSWItemTypeGlimpse:
+            // Known by the identifier that their code is signed with, and no signature can be read yet.
+            return std::nullopt;
+        default:
+            throw std::invalid_argument(
+                ksw::format("%s: unrecognized base type: %ld", ksw::Literal{"ItemIdentifierForURLAndType"}, kind));
+    }
+}
+
+KSWItem::Pointer KSWItem::initWithType(KSWItemType type, const URL& url) {
+    std::optional<std::string> identifier = ItemIdentifierForURLAndType(type, url);
+    return identifier ? itemWithType(type, url, std::move(identifier)) : nullptr;
+}
+
+KSWItem::Pointer KSWItem::itemWithType(KSWItemType type, const URL& url) {
+    return initWithType(type, url);
+}
+
+KSWItem::Pointer KSWItem::itemWithType(KSWItemType type, const URL& url, OptionalString identifier) {
+    Pointer item = initWithType(type, std::move(identifier));
+    readFile(*item, url);
+    return item;
+}

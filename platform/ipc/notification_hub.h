@@ -1,0 +1,35 @@
+// notification_hub.h: hands a domain's distributed notifications to whoever observes them.
+// Owns what each observer has not taken yet. Does not listen: that is the server's.
+#pragma once
+
+#include <memory>
+
+#include "platform/ipc/dispatcher.h"
+#include "platform/ipc/notifications.h"
+
+namespace ksw::ipc {
+
+/// The hub of one domain. Any thread may call anything. Nothing here waits for an observer: each has at most one
+/// notification of a name pending, and one that is posted meanwhile takes its place.
+class NotificationHub {
+public:
+    /// `domain` decides who may post from outside: uid 0 (or the host root's owner), and in a session its own uid.
+    /// `coalesce` may make one of a pending notification and a newer one; without it the newer one stays.
+    explicit NotificationHub(Domain domain, Coalesce coalesce = nullptr);
+    ~NotificationHub();
+    NotificationHub(const NotificationHub&) = delete;
+    NotificationHub& operator=(const NotificationHub&) = delete;
+
+    /// The methods of the service `kNotifyService`; the hub outlives the server that serves them.
+    Dispatcher service();
+
+    /// Posts in the name of this process. One that is larger than limits::kNotificationMax, or has no name, is
+    /// dropped with a line in the log.
+    void post(const Notification& notification);
+
+private:
+    class Inside;
+    std::shared_ptr<Inside> inside_;
+};
+
+}  // namespace ksw::ipc
