@@ -90,6 +90,10 @@ function(ksw_tests)
         string(REPLACE "/" "_" name test_${path})
         add_executable(${name} ${tests})
         target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
+        if(KSW_SANITIZE)
+            # What is tested is optimised. The tests themselves run once, and optimising them takes longer than that.
+            target_compile_options(${name} PRIVATE -O0)
+        endif()
         target_compile_definitions(${name} PRIVATE
             KSW_SOURCE_DIR="${CMAKE_SOURCE_DIR}" KSW_BINARY_DIR="${CMAKE_BINARY_DIR}" KSW_PYTHON="${KSW_PYTHON}")
         target_link_libraries(${name} PRIVATE kestrelwood_inside GTest::gmock GTest::gtest GTest::gtest_main
