@@ -7,6 +7,7 @@
 #include <kestrelwood/KSWManager.h>
 #include <kestrelwood/service_connection.h>
 
+#include "client/manager/list_registry.h"
 #include "client/manager/request_frame.h"
 
 struct KSWManager::State {
@@ -14,4 +15,6 @@ struct KSWManager::State {
     std::int64_t mode = 0;
     std::unique_ptr<ksw::ServiceConnection> connection;
     ksw::client::Requester requester;
+
+    ksw::client::ListRegistry lists;
 };

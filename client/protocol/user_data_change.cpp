@@ -27,21 +27,26 @@ Notification notificationOf(const UserDataChange& change) {
             Dictionary{{std::string(kUidKey), Value(change.uid)}, {std::string(kTypeKey), Value(change.type)}}};
 }
 
+std::optional<std::int64_t> saidUid(const Notification& notification) {
+    return numberAt(notification, kUidKey);
+}
+
+std::optional<std::int64_t> saidType(const Notification& notification) {
+    return numberAt(notification, kTypeKey);
+}
+
 UserDataChange userDataChangeOf(const Notification& notification) {
     UserDataChange change;
-    if (const std::optional<std::int64_t> uid = numberAt(notification, kUidKey)) {
+    if (const std::optional<std::int64_t> uid = saidUid(notification)) {
         change.uid = static_cast<Uid>(*uid);
     }
-    change.type = numberAt(notification, kTypeKey).value_or(change.type);
+    change.type = saidType(notification).value_or(change.type);
     return change;
 }
 
 Notification coalesced(const Notification& older, const Notification& newer) {
     if (older.userInfo == newer.userInfo) {
         return newer;
-    }
-    if (!older.userInfo || !newer.userInfo) {
-        return {newer.name, std::nullopt};
     }
     const UserDataChange former = userDataChangeOf(older);
     const UserDataChange latter = userDataChangeOf(newer);

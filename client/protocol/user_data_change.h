@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/values.h>
@@ -24,7 +26,11 @@ inline constexpr std::string_view kUserDataDidChange = "com.velmont.private.kest
 
 Notification notificationOf(const UserDataChange& change);
 
-/// What a notification says: without "uid" every user, without "type" every type (4095). A number is taken by its
+/// The numbers that a notification has under "uid" and "type"; absent when there is none.
+std::optional<std::int64_t> saidUid(const Notification& notification);
+std::optional<std::int64_t> saidType(const Notification& notification);
+
+/// What a notification means: without "uid" every user, without "type" every type (4095). A number is taken by its
 /// low 32 bits, or 64 for the type; anything else counts as absent.
 UserDataChange userDataChangeOf(const Notification& notification);
 

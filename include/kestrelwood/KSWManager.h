@@ -32,7 +32,8 @@ inline constexpr ksw::StringConstant KSWUserDataDidChangeNotification =
 /// null, an empty collection or -1, as each says.
 ///
 /// The feature "ControlAutomaticAppLaunch" of the domain "Kestrelwood" turns the manager on. With it off a manager
-/// has no connection, and every operation answers false, null, 0 or an empty collection, and no error.
+/// has no connection, and every operation answers false, null, 0 or an empty collection, and no error; what never
+/// fails does not fail then either (`removeItem`, `addUserItemForURL`).
 ///
 /// A manager observes the daemon's announcements from its construction on, and keeps the lists current that it has
 /// handed out and that are still held.

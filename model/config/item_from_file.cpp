@@ -16,19 +16,6 @@ using ksw::URL;
 
 constexpr std::string_view kApplicationSuffix = ".app";
 
-/// The name under which a person knows the file.
-std::string displayName(const URL& url) {
-    if (!url.isFileURL()) {
-        return url.absoluteString();
-    }
-    std::string name = url.lastPathComponent();
-    const ksw::Result<ksw::host::FileFacts> facts = ksw::host::fileFacts(url.path());
-    if (facts && facts->isApplication) {
-        name.resize(name.size() - kApplicationSuffix.size());
-    }
-    return name;
-}
-
 std::optional<std::string> identifierOfUserItem(const URL& url) {
     if (!url.isFileURL()) {
         return url.absoluteString();
@@ -37,13 +24,24 @@ std::optional<std::string> identifierOfUserItem(const URL& url) {
     return path ? std::optional(URL::fileURL(*path).absoluteString()) : std::nullopt;
 }
 
+/// The name under which a person knows the file.
+std::string displayName(const URL& url, bool isApplication) {
+    std::string name = url.lastPathComponent();
+    if (isApplication && name.ends_with(kApplicationSuffix)) {
+        name.resize(name.size() - kApplicationSuffix.size());
+    }
+    return name;
+}
+
 void readFile(KSWItem& item, const URL& url) {
     item.setUrl(url);
-    item.setName(displayName(url));
     if (!url.isFileURL()) {
+        item.setName(url.absoluteString());
         return;
     }
-    if (const ksw::Result<ksw::host::FileFacts> facts = ksw::host::fileFacts(url.path()); facts) {
+    const ksw::Result<ksw::host::FileFacts> facts = ksw::host::fileFacts(url.path());
+    item.setName(displayName(url, facts && facts->isApplication));
+    if (facts) {
         item.setModificationDate(facts->contentModificationDate.secondsSinceReference);
     }
 }
