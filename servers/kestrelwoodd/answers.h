@@ -4,46 +4,63 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <tuple>
 
+#include <kestrelwood/KSWErrors.h>
 #include <kestrelwood/KSWFetchResult.h>
 #include <kestrelwood/KSWTypes.h>
 
+#include "client/values/fetch_result_archive.h"
+#include "platform/ipc/responder.h"
+#include "platform/ipc/wire_objects.h"
 #include "servers/kestrelwoodd/operations.h"
 
 namespace ksw::daemon {
 
-template <class Reply>
-Reply replyOf(const Answer& answer) = delete;
+/// The error of a failed operation; absent for one that succeeded.
+inline std::optional<Error> errorOf(const Answer& answer) {
+    return answer.code == KSWErrorNone ? std::nullopt : std::optional(KSWErrorWithCode(answer.code));
+}
 
 /// A code alone.
-template <>
-inline std::tuple<std::int64_t> replyOf(const Answer& answer) {
-    return {answer.code};
+inline void reply(ipc::Responder<std::int64_t>& responder, const Answer& answer) {
+    responder.answer(answer.code);
 }
 
 /// The item found, with its containers.
-template <>
-inline std::tuple<std::shared_ptr<KSWFetchResult>> replyOf(const Answer& answer) {
-    return {KSWFetchResult::resultWithCode(answer.code, answer.item)};
+inline void reply(ipc::Responder<std::shared_ptr<KSWFetchResult>>& responder, const Answer& answer) {
+    responder.answer(KSWFetchResult::resultWithCode(answer.code, answer.item));
 }
 
 /// Whether it may launch.
-template <>
-inline std::tuple<bool, std::int64_t> replyOf(const Answer& answer) {
-    return {answer.code == 0 && KSWDispositionIsLaunchable(answer.disposition), answer.code};
+inline void reply(ipc::Responder<bool, std::int64_t>& responder, const Answer& answer) {
+    responder.answer(answer.code == 0 && KSWDispositionIsLaunchable(answer.disposition), answer.code);
 }
 
 /// The disposition.
-template <>
-inline std::tuple<std::int64_t, std::int64_t> replyOf(const Answer& answer) {
-    return {static_cast<std::int64_t>(answer.disposition), answer.code};
+inline void reply(ipc::Responder<std::int64_t, std::int64_t>& responder, const Answer& answer) {
+    responder.answer(static_cast<std::int64_t>(answer.disposition), answer.code);
 }
 
 /// The disposition and the launch constraint.
-template <>
-inline std::tuple<std::int64_t, std::optional<Data>, std::int64_t> replyOf(const Answer& answer) {
-    return {static_cast<std::int64_t>(answer.disposition), answer.requirement, answer.code};
+inline void reply(ipc::Responder<std::int64_t, std::optional<Data>, std::int64_t>& responder,
+                  const Answer& answer) {
+    responder.answer(static_cast<std::int64_t>(answer.disposition), answer.requirement, answer.code);
+}
+
+/// The list, or why there is none.
+inline void reply(ipc::Responder<std::optional<Data>, std::optional<Error>>& responder, const Answer& answer) {
+    static constexpr std::optional<Data> kNone;
+    responder.answer(answer.list == nullptr ? kNone : *answer.list, errorOf(answer));
+}
+
+/// Nothing, or what went wrong.
+inline void reply(ipc::Responder<std::optional<Error>>& responder, const Answer& answer) {
+    responder.answer(errorOf(answer));
+}
+
+/// The users.
+inline void reply(ipc::Responder<std::optional<Dictionary>>& responder, const Answer& answer) {
+    responder.answer(answer.users);
 }
 
 }  // namespace ksw::daemon

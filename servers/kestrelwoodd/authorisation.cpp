@@ -1,5 +1,7 @@
 #include "servers/kestrelwoodd/authorisation.h"
 
+#include "servers/kestrelwoodd/record.h"
+
 namespace ksw::daemon {
 
 bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid) {
@@ -11,7 +13,7 @@ bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid) {
         case Rule::Ask:
             return isOwn;
         case Rule::Change:
-            return isOwn && (type & KSWItemTypeDaemon) == 0;
+            return isOwn && scopeOf(type, uid) == uid;
         case Rule::List:
             return true;
     }

@@ -6,20 +6,24 @@ namespace ksw::daemon {
 
 namespace {
 
+/// What takes the item's place: absent when it stays as it is, null when it is left out.
+std::optional<ItemPointer> replacementOf(const KSWItem& item, const FamilyEdit& edit) {
+    const auto found = edit.replaced.find(*item.identifier());
+    return found == edit.replaced.end() ? std::nullopt : std::optional(found->second);
+}
+
 /// Families are checked for depth when they are loaded, and no edit makes one deeper than its limit.
-ItemPointer copyTree(const KSWItem& source, const FamilyEdit& edit, bool& done) {
-    const bool isConcerned = source.identifier() == edit.identifier;
-    done = done || isConcerned;
-    ItemPointer copy = isConcerned && edit.item != nullptr ? edit.item : copyOfRecord(source);
+ItemPointer copyTree(const KSWItem& source, const FamilyEdit& edit, const std::optional<ItemPointer>& replacement) {
+    ItemPointer copy = replacement ? *replacement : copyOfRecord(source);
     std::vector<ItemPointer> children;
     if (source.embeddedItems() != nullptr) {
         children.reserve(source.embeddedItems()->size() + 1);
         for (const ItemPointer& child : *source.embeddedItems()) {
-            if (edit.item == nullptr && child->identifier() == edit.identifier) {
-                done = true;
-                continue;
+            const std::optional<ItemPointer> itsReplacement = replacementOf(*child, edit);
+            const bool isLeftOut = itsReplacement && *itsReplacement == nullptr;
+            if (!isLeftOut) {
+                children.push_back(copyTree(*child, edit, itsReplacement));
             }
-            children.push_back(copyTree(*child, edit, done));
         }
     }
     adopt(copy, children);
@@ -62,10 +66,9 @@ void adopt(const ItemPointer& parent, const std::vector<ItemPointer>& children) 
 }
 
 ItemPointer rebuilt(const KSWItem& root, const FamilyEdit& edit) {
-    bool done = false;
-    ItemPointer copy = copyTree(root, edit, done);
-    if (!done && edit.item != nullptr) {
-        edit.item->setContainer(copy);
+    ItemPointer copy = copyTree(root, edit, replacementOf(root, edit));
+    if (edit.added != nullptr) {
+        edit.added->setContainer(copy);
     }
     return copy;
 }

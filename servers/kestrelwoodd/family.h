@@ -3,16 +3,18 @@
 
 #include <functional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "servers/kestrelwoodd/record.h"
 
 namespace ksw::daemon {
 
-/// What a rebuilt family has that the former had not. At most one of the items is named `identifier`.
+/// What a rebuilt family has that the former had not.
 struct FamilyEdit {
-    std::string identifier;  ///< The item concerned.
-    ItemPointer item;        ///< Stands in its place, or below the root when it is new; null: it is left out.
+    /// What stands in the place of the items of these identifiers; null: the item is left out, with all below it.
+    std::unordered_map<std::string, ItemPointer> replaced;
+    ItemPointer added;  ///< New below the root; null: nothing is.
 };
 
 /// The outermost container of an item: the item itself when it has none.
@@ -21,7 +23,8 @@ ItemPointer rootOf(const ItemPointer& item);
 /// Makes the items the parent's only children, in their order. Any number of them takes one pass.
 void adopt(const ItemPointer& parent, const std::vector<ItemPointer>& children);
 
-/// A copy of the whole family below `root`, with the edit carried out; the root itself cannot be left out.
+/// A copy of the whole family below `root`, with the edit carried out; the root itself cannot be left out. The items of
+/// the edit become part of it.
 ItemPointer rebuilt(const KSWItem& root, const FamilyEdit& edit);
 
 /// Calls `visit` for the root and everything below it, with a pointer that owns the whole family.

@@ -104,7 +104,7 @@ Result<LaunchItem> checked(const Subject& subject, const std::optional<URL>& bun
         item.bundleURL = asDirectory(*bundleURL);
     }
     item.url = itemURL(item.type, item.bundleURL, subject.url);
-    item.scope = (item.type & KSWItemTypeDaemon) != 0 ? kEveryUser : subject.uid;
+    item.scope = scopeOf(item.type, subject.uid);
     if (!item.url) {
         return invalidParameter();
     }

@@ -45,11 +45,12 @@ Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder
 }
 
 Status startServer(ipc::Server& server, daemon::Operations& operations) {
-    if (Status listening = server.listen(kManagerService, ipc::Domain::System, managerService(operations));
+    const daemon::Announce announce = [](const protocol::UserDataChange&) {};
+    if (Status listening = server.listen(kManagerService, ipc::Domain::System, managerService(operations, announce));
         !listening) {
         return listening;
     }
-    if (Status listening = server.listen(kRegistrarService, ipc::Domain::System, registrarService(operations));
+    if (Status listening = server.listen(kRegistrarService, ipc::Domain::System, registrarService(operations, announce));
         !listening) {
         return listening;
     }

@@ -4,19 +4,12 @@
 
 #include "platform/host/sys.h"
 #include "servers/kestrelwoodd/bundle_of_process.h"
+#include "servers/kestrelwoodd/making_answers.h"
 #include "servers/kestrelwoodd/reading_as.h"
 
 namespace ksw::daemon {
 
 namespace {
-
-Answer failure(std::int64_t code) {
-    return {code, nullptr, 0, std::nullopt};
-}
-
-Answer answerOf(Outcome outcome) {
-    return {outcome.code, std::move(outcome.item), 0, std::nullopt};
-}
 
 /// Whose rights a record's files are looked at with: its user's, without any group's; uid 0's for the system's.
 Caller ownerOf(Uid uid) {
@@ -43,10 +36,17 @@ bool isOfKind(const KSWItem& item, KSWItemType type) {
 }  // namespace
 
 Answer Operations::perform(Operation operation, Rule rule, const Subject& subject, const Caller& caller) {
-    if (!isAllowed(rule, caller, subject.type, subject.uid)) {
-        return failure(KSWErrorPermissionDenied);
-    }
-    return (this->*operation)(subject, caller);
+    const Answer refusal = refusalOf(rule, caller, subject.type, subject.uid);
+    return refusal.code == 0 ? (this->*operation)(subject, caller) : refusal;
+}
+
+Answer Operations::perform(PlainOperation operation, Rule rule, const Caller& caller) {
+    const Answer refusal = refusalOf(rule, caller, 0, caller.uid);
+    return refusal.code == 0 ? (this->*operation)(caller) : refusal;
+}
+
+Answer Operations::refusalOf(Rule rule, const Caller& caller, KSWItemType type, Uid uid) {
+    return failure(isAllowed(rule, caller, type, uid) ? KSWErrorNone : KSWErrorPermissionDenied);
 }
 
 Result<LaunchItem> Operations::itemOf(const Subject& subject, const Caller& caller) const {
@@ -80,10 +80,7 @@ Result<Operations::Named> Operations::namedItemOf(const Subject& subject, const 
 }
 
 Found Operations::find(const LaunchItem& item, const std::string& identifier) const {
-    Found found = registry_.records().find(item.scope, identifier);
-    if (found.item == nullptr && !found.isDamaged && item.scope != kEveryUser) {
-        found = registry_.records().find(kEveryUser, identifier);
-    }
+    Found found = registry_.records().findOwnOrSystems(item.scope, identifier);
     if (found.item != nullptr && !isOfKind(*found.item, item.type)) {
         found.item = nullptr;
     }
@@ -119,7 +116,7 @@ Answer Operations::remove(const Subject& subject, const Caller& caller) {
     if (!identifier) {
         return failure(KSWErrorRecordNotFound);
     }
-    return failure(registry_.remove(item->scope, *identifier));
+    return answerOf(registry_.remove(item->scope, *identifier));
 }
 
 Answer Operations::refresh(const Subject& subject, const Caller& caller) {
@@ -146,11 +143,7 @@ Answer Operations::fetch(const Subject& subject, const Caller& caller) {
         return failure(named.error().code());
     }
     const auto& [item, identifier] = *named;
-    Found found = find(item, identifier);
-    if (found.item == nullptr) {
-        return failure(found.isDamaged ? KSWErrorGeneric : KSWErrorRecordNotFound);
-    }
-    return {KSWErrorNone, std::move(found.item), 0, std::nullopt};
+    return answerOf(find(item, identifier));
 }
 
 Result<Found> Operations::recordedOrExpected(const Subject& subject, const Caller& caller) const {
@@ -211,6 +204,12 @@ Answer Operations::effectiveDisposition(const Subject& subject, const Caller& ca
     }
     std::optional<Data> requirement = found->item->lightweightRequirement();
     return {KSWErrorNone, std::move(found->item), *disposition, std::move(requirement)};
+}
+
+Answer Operations::listUsers(const Caller& caller) {
+    Answer answer;
+    answer.users = users(caller);
+    return answer;
 }
 
 Dictionary Operations::users(const Caller& caller) const {

@@ -26,6 +26,11 @@ bool agrees(const ItemRow& row, const KSWItem& item) {
 
 }  // namespace
 
+Uid scopeOf(KSWItemType type, Uid uid) {
+    constexpr KSWItemType kOfTheSystem = KSWItemTypeDaemon | KSWItemTypeSmartCard;
+    return (type & kOfTheSystem) != 0 ? kEveryUser : uid;
+}
+
 ItemPointer bareItem(KSWItemType type, std::string identifier) {
     ItemPointer item = std::make_shared<KSWItem>();
     item->setType(type);

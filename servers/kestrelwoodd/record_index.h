@@ -2,11 +2,11 @@
 // Holds what the store holds; who writes it has written the store first.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -22,6 +22,21 @@ struct Found {
     bool isDamaged = false;  ///< There is a record, and nobody can say what it holds.
     Uid uid = kNoUser;       ///< Whose record it is.
     std::shared_ptr<Judgement> judgement{};  ///< Of the record; null without one.
+    std::string damagedIdentifier{};         ///< Of a damaged record.
+};
+
+/// How often the records that a user's list shows have changed: the user's own, and the system's.
+struct ListVersion {
+    std::uint64_t own = 0;
+    std::uint64_t systems = 0;
+
+    friend bool operator==(const ListVersion&, const ListVersion&) = default;
+};
+
+/// A user's items of some kinds, each owning its family, and which version of the records they are.
+struct Listing {
+    std::vector<ItemPointer> items;
+    ListVersion version;
 };
 
 /// Finds records. Any thread may call anything; readers share one lock for the time of a search and hold none while
@@ -37,8 +52,25 @@ public:
 
     Found find(Uid uid, std::string_view identifier) const;
     Found find(Uid uid, const UUID& uuid) const;
+    /// The user's record, else the system's of that identifier or UUID; a damaged one of the user's hides the system's.
+    template <class Key>
+    Found findOwnOrSystems(Uid uid, const Key& key) const {
+        Found found = find(uid, key);
+        return found.item != nullptr || found.isDamaged || uid == kEveryUser ? found : find(kEveryUser, key);
+    }
     /// The record of this kind whose URL is the given one; looks through all of the user's.
     Found findByURL(Uid uid, KSWItemType baseKind, const URL& url) const;
+
+    /// The user's items whose type has a bit of the mask, then the system's, each in the order in which they were first
+    /// recorded; of `kEveryUser` the system's only. Damaged ones are left out.
+    Listing list(Uid uid, KSWItemType mask) const;
+    /// The version that `list` would answer now.
+    ListVersion listVersion(Uid uid) const;
+
+    /// Whether any user has a record with this UUID, damaged ones included.
+    bool hasRecord(const UUID& uuid) const;
+    /// Whether a record of the user, other than the one of this identifier, is damaged.
+    bool hasDamagedBeside(Uid uid, const std::string& identifier) const;
 
     /// The users with records, damaged ones included, each with its user identifier, ascending by uid.
     std::vector<std::pair<Uid, std::string>> users() const;
@@ -47,8 +79,11 @@ public:
     bool isTaken(std::string_view userIdentifier) const;
 
     void nameUser(Uid uid, std::string userIdentifier);
-    void publish(const Publication& publication);
-    void setDamaged(Uid uid, std::string identifier);
+    /// Publishes all at once: a search sees none of them or all.
+    void publish(const std::vector<Publication>& publications);
+    /// Says in which order the user's records were first recorded; those published later come behind.
+    void arrange(Uid uid, const std::vector<std::string_view>& identifiers);
+    void setDamaged(Uid uid, std::string identifier, const UUID& uuid);
     void forgetDamaged(Uid uid, const std::string& identifier);
 
 private:
@@ -58,13 +93,22 @@ private:
     struct Published {
         ItemPointer item;
         std::shared_ptr<Judgement> judgement;
+        std::uint64_t place = 0;  ///< In the order in which the user's were first recorded.
     };
     struct Records {
         std::string userIdentifier;
         std::unordered_map<std::string, Published, TextHash, std::equal_to<>> byIdentifier;
         std::unordered_map<UUID, ItemPointer> byUuid;
-        std::unordered_set<std::string, TextHash, std::equal_to<>> damaged;
+        std::unordered_map<std::string, UUID, TextHash, std::equal_to<>> damaged;
+        std::uint64_t nextPlace = 0;
+        std::uint64_t version = 0;
     };
+    using Placed = std::vector<std::pair<std::uint64_t, ItemPointer>>;
+
+    // Under the lock.
+    const Records* recordsOf(Uid uid) const;
+    Placed matching(Uid uid, KSWItemType mask) const;
+    ListVersion versionOf(Uid uid) const;
 
     mutable FairSharedMutex mutex_;
     std::unordered_map<Uid, Records> users_;  // guarded by mutex_

@@ -2,8 +2,10 @@
 // A change is on disk before it is in memory, and in memory before its caller hears of it.
 #pragma once
 
+#include <map>
 #include <mutex>
 
+#include "client/protocol/user_data_change.h"
 #include "servers/kestrelwoodd/record_index.h"
 #include "servers/kestrelwoodd/store.h"
 
@@ -15,7 +17,15 @@ inline constexpr std::string_view kUnknownDeveloper = "Unknown Developer";
 /// The result of a change: a code of KSWErrors.h and the record as it is now, if there is one.
 struct Outcome {
     std::int64_t code = 0;
-    ItemPointer item;  ///< Owns its whole family, which never changes.
+    ItemPointer item{};  ///< Owns its whole family, which never changes.
+    /// Whose records have changed, and of which kinds; empty when none have.
+    std::vector<protocol::UserDataChange> changes{};
+};
+
+/// How far a change made for a user may go.
+enum class Reach : std::uint8_t {
+    Own,     ///< The user's records only; one of the system's is refused with -97.
+    System,  ///< The system's as well, where the user has none.
 };
 
 /// The disposition that a new item starts with. A daemon waits for approval unless a daemon of the same container
@@ -47,8 +57,19 @@ public:
     /// Brings the facts of a record up to date, as `enter` does, for one that is there: 0 and the record. -95
     /// when there is none.
     Outcome refresh(Uid uid, const ItemPointer& item);
-    /// Removes a record: 0, or -95 when there is none.
-    std::int64_t remove(Uid uid, const std::string& identifier);
+    /// Records a new item as it is, but for its generation, under the developer whom nobody knows: 0, -96 when the
+    /// user has one of its identifier, -98 when there is one of its UUID. `item` has no relatives and is the registry's
+    /// from now on.
+    Outcome insert(Uid uid, const ItemPointer& item);
+    /// Puts these in the place of the records that have their UUIDs, the user's or the system's, all of them or none:
+    /// -93, and their generations are one higher. Refused: -95 for an unknown one, -98 for one that is not of the
+    /// record's kind and identifier, -94 for one of another generation. No two have the same UUID.
+    Outcome update(Uid uid, const std::vector<ItemPointer>& items, Reach reach);
+    /// Removes a record of the user: 0, -95 when there is none, -98 when others hang under it.
+    Outcome remove(Uid uid, const std::string& identifier);
+    /// The same for the user's or the system's record of this identifier or UUID.
+    Outcome removeOwnOrSystems(Uid uid, const std::string& identifier, Reach reach);
+    Outcome removeOwnOrSystems(Uid uid, const UUID& uuid, Reach reach);
 
     /// Moves the journal into the database file.
     Status checkpoint();
@@ -60,16 +81,44 @@ private:
         std::size_t bytes = 0;
     };
 
+    /// A record and what comes in its place.
+    struct Replacement {
+        Uid uid = 0;
+        ItemPointer record;
+        ItemPointer item;
+    };
+    /// A change on its way to the disk, then to memory, then to those who are told of it.
+    struct Edit {
+        Change change;
+        std::vector<RecordIndex::Publication> publications;
+        std::map<Uid, KSWItemType> kinds;
+
+        /// False when no row can be made of the item.
+        [[nodiscard]] bool put(Uid uid, const KSWItem& item);
+        void remove(Uid uid, const std::string& identifier, KSWItemType kindsGone);
+    };
+
     explicit Registry(Store store) : store_(std::move(store)) {}
     Status readStore();
     void place(const std::vector<StoredItem>& rows);
     void markDamaged(const ItemRow& row, std::string_view why);
-    std::int64_t add(Uid uid, const ItemPointer& item);
-    std::int64_t update(Uid uid, const ItemPointer& current, const ItemPointer& item);
-    /// Carries the change out on disk and then in memory, if the user's share allows it. The code.
-    std::int64_t commit(const Change& change, const RecordIndex::Publication& publication);
-    bool fits(const Change& change, Uid uid);
-    void account(const Change& change, Uid uid);
+
+    // One at a time.
+    Outcome add(Uid uid, const ItemPointer& item);
+    Outcome takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item);
+    /// What is to be replaced by `items`. Error: a code of KSWErrors.h.
+    Result<std::vector<Replacement>> replacementsFor(Uid uid, const std::vector<ItemPointer>& items,
+                                                     Reach reach) const;
+    Outcome replace(const std::vector<Replacement>& replacements);
+    template <class Key>
+    Outcome removeFound(Uid uid, const Key& key, Reach reach);
+    Outcome removeRecord(Uid uid, const std::string& identifier, const Found& found);
+    /// The unknown developer's record, when nothing hangs under it any more once this record has gone.
+    ItemPointer emptiedDeveloper(Uid uid, const std::string& identifier) const;
+    /// Carries the change out on disk and then in memory, if its users' shares allow it; no item in the outcome.
+    Outcome commit(const Edit& edit);
+    bool fits(const Change& change) const;
+    void account(const Change& change);
     std::string userIdentifierFor(Uid uid) const;
 
     std::mutex writing_;                     // one change at a time

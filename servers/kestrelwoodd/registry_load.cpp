@@ -135,7 +135,7 @@ Status Registry::readStore() {
 void Registry::markDamaged(const ItemRow& row, std::string_view why) {
     logError("the record of \"" + row.identifier + "\" of user " + std::to_string(row.uid) +
              " is damaged and left out: " + std::string(why));
-    index_.setDamaged(row.uid, row.identifier);
+    index_.setDamaged(row.uid, row.identifier, row.uuid);
 }
 
 void Registry::place(const std::vector<StoredItem>& rows) {
@@ -161,7 +161,7 @@ void Registry::place(const std::vector<StoredItem>& rows) {
     }
     for (const Families::Family& family : families.build()) {
         if (!family.isTainted) {
-            index_.publish({family.rows.front()->uid, family.root, {}});
+            index_.publish({{family.rows.front()->uid, family.root, {}}});
             continue;
         }
         for (const ItemRow* row : family.rows) {
@@ -171,6 +171,12 @@ void Registry::place(const std::vector<StoredItem>& rows) {
     for (const ItemRow* row : families.unplaced()) {
         markDamaged(*row, "its container is not there");
     }
+    std::vector<std::string_view> identifiers;
+    identifiers.reserve(rows.size());
+    for (const StoredItem& stored : rows) {
+        identifiers.emplace_back(stored.row.identifier);
+    }
+    index_.arrange(rows.front().row.uid, identifiers);
 }
 
 }  // namespace ksw::daemon

@@ -10,15 +10,15 @@
 
 namespace ksw::daemon {
 
-/// A method about a launch item.
-template <class Method>
+/// A method; a row cannot be made without its rule.
+template <class Method, class Operation>
 struct ServedMethod {
     const Method& method;
     Rule rule;
-    Operations::Operation operation;
+    Operation operation;
 };
-template <class Method>
-ServedMethod(const Method&, Rule, Operations::Operation) -> ServedMethod<Method>;
+template <class Method, class Operation>
+ServedMethod(const Method&, Rule, Operation) -> ServedMethod<Method, Operation>;
 
 namespace manager = protocol::manager;
 namespace registrar = protocol::registrar;
@@ -35,7 +35,16 @@ inline constexpr std::tuple kManagerMethods{
     ServedMethod{manager::kRegisterItemOfURL, Rule::Change, &Operations::enter},
     ServedMethod{manager::kUnregisterItemOfProcess, Rule::Change, &Operations::remove},
     ServedMethod{manager::kUnregisterItemOfURL, Rule::Change, &Operations::remove},
+    ServedMethod{manager::kGetItemWithIdentifier, Rule::Ask, &Operations::itemWithIdentifier},
+    ServedMethod{manager::kGetItemsMatching, Rule::Ask, &Operations::itemsMatching},
+    ServedMethod{manager::kGetItemWithUUID, Rule::Ask, &Operations::itemWithUUID},
     ServedMethod{manager::kItemOfURL, Rule::Ask, &Operations::fetch},
+    ServedMethod{manager::kAddItem, Rule::Change, &Operations::add},
+    ServedMethod{manager::kUpdateItem, Rule::Change, &Operations::updateItem},
+    ServedMethod{manager::kUpdateItems, Rule::Change, &Operations::updateItems},
+    ServedMethod{manager::kRemoveItemWithIdentifier, Rule::Change, &Operations::removeWithIdentifier},
+    ServedMethod{manager::kRemoveItemWithUUID, Rule::Change, &Operations::removeWithUUID},
+    ServedMethod{manager::kFetchUserIdentifiersAndUIDs, Rule::List, &Operations::listUsers},
 };
 
 inline constexpr std::tuple kRegistrarMethods{

@@ -28,22 +28,45 @@ private:
     Uid owner_ = host::hostRootOwner();
 };
 
-template <class... R, class... A>
-void serve(Dispatcher& dispatcher, Operations& operations, const Method<Reply<R...>(A...)>& method, Rule rule,
-           Operations::Operation operation) {
-    dispatcher.on(method, [&operations, callers = Callers(), rule, operation](
+// The arguments of a request in the form that its operation takes.
+
+template <class... A>
+Answer perform(Operations& operations, Operations::Operation operation, Rule rule, const Caller& caller,
+               const A&... arguments) {
+    return operations.perform(operation, rule, subjectOf(arguments...), caller);
+}
+
+template <class Thing>
+Answer perform(Operations& operations, Operations::RecordOperation<Thing> operation, Rule rule, const Caller& caller,
+               const Thing& thing, Uid uid) {
+    return operations.perform(operation, rule, {thing, uid, caller});
+}
+
+Answer perform(Operations& operations, Operations::PlainOperation operation, Rule rule, const Caller& caller) {
+    return operations.perform(operation, rule, caller);
+}
+
+template <class... R, class... A, class Operation>
+void serve(Dispatcher& dispatcher, Operations& operations, const Announce& announce,
+           const Method<Reply<R...>(A...)>& method, Rule rule, Operation operation) {
+    dispatcher.on(method, [&operations, announce, callers = Callers(), rule, operation](
                               const RequestContext& context, Responder<R...> responder, const A&... arguments) {
         const Caller caller = callers.callerOf(context.peer);
-        const Answer answer = operations.perform(operation, rule, subjectOf(arguments...), caller);
-        std::apply([&](const R&... reply) { responder.answer(reply...); }, replyOf<std::tuple<R...>>(answer));
+        const Answer answer = perform(operations, operation, rule, caller, arguments...);
+        reply(responder, answer);
+        for (const protocol::UserDataChange& change : answer.changes) {
+            announce(change);
+        }
     });
 }
 
 template <class Table>
-Dispatcher serviceOf(const Table& table, Operations& operations) {
+Dispatcher serviceOf(const Table& table, Operations& operations, const Announce& announce) {
     Dispatcher dispatcher;
     std::apply(
-        [&](const auto&... row) { (serve(dispatcher, operations, row.method, row.rule, row.operation), ...); },
+        [&](const auto&... row) {
+            (serve(dispatcher, operations, announce, row.method, row.rule, row.operation), ...);
+        },
         table);
     return dispatcher;
 }
@@ -60,19 +83,14 @@ void refuseTheRest(Dispatcher& dispatcher, const ipc::ServiceInterface& interfac
 
 }  // namespace
 
-Dispatcher managerService(Operations& operations) {
-    Dispatcher dispatcher = serviceOf(kManagerMethods, operations);
-    dispatcher.on(manager::kFetchUserIdentifiersAndUIDs,
-                  [&operations, callers = Callers()](const RequestContext& context,
-                                                     Responder<std::optional<Dictionary>> responder) {
-                      responder.answer(operations.users(callers.callerOf(context.peer)));
-                  });
+Dispatcher managerService(Operations& operations, const Announce& announce) {
+    Dispatcher dispatcher = serviceOf(kManagerMethods, operations, announce);
     refuseTheRest(dispatcher, GetManagerServiceInterface());
     return dispatcher;
 }
 
-Dispatcher registrarService(Operations& operations) {
-    return serviceOf(kRegistrarMethods, operations);
+Dispatcher registrarService(Operations& operations, const Announce& announce) {
+    return serviceOf(kRegistrarMethods, operations, announce);
 }
 
 }  // namespace ksw::daemon

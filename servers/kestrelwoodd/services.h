@@ -1,15 +1,21 @@
 // services.h: the daemon's services, built from the table of served methods.
 #pragma once
 
+#include <functional>
+
 #include "platform/ipc/dispatcher.h"
 #include "servers/kestrelwoodd/operations.h"
 
 namespace ksw::daemon {
 
+/// Tells whom it may concern that records have changed; called on the thread that has answered the change. Must not
+/// block or throw.
+using Announce = std::function<void(const protocol::UserDataChange& change)>;
+
 /// What serves "com.velmont.kestrelwood". `operations` is borrowed and outlives the server.
-ipc::Dispatcher managerService(Operations& operations);
+ipc::Dispatcher managerService(Operations& operations, const Announce& announce);
 
 /// What serves "com.velmont.kestrelwood.registrar"; the same operations under the narrower contract.
-ipc::Dispatcher registrarService(Operations& operations);
+ipc::Dispatcher registrarService(Operations& operations, const Announce& announce);
 
 }  // namespace ksw::daemon

@@ -7,6 +7,8 @@
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/values.h>
 
+#include "servers/kestrelwoodd/caller.h"
+
 namespace ksw::daemon {
 
 /// Which arguments a method has to name the owner of an item with.
@@ -30,6 +32,15 @@ struct Subject {
 inline const std::optional<AuditToken> kNoToken;
 inline const std::optional<URL> kNoURL;
 inline const std::optional<Dictionary> kNoConfiguration;
+
+/// What a request about records says, and who says it: the record, by whatever names it, and whose it is. Borrows
+/// them for as long as the request is served.
+template <class Thing>
+struct RecordRequest {
+    const Thing& thing;
+    Uid uid;
+    const Caller& caller;
+};
 
 // The arguments of each method as a subject.
 

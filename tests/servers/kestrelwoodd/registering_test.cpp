@@ -37,7 +37,7 @@ TEST_F(Registering, MakesARecordWithTheFactsOfTheConfiguration) {
     EXPECT_EQ(item.programArguments(), (std::vector<std::string>{"tool", "--now"}));
     EXPECT_EQ(item.sha256(), Data(32, 7));
     EXPECT_EQ(item.url(), jobURL("my.agent"));
-    EXPECT_EQ(item.generation(), 1);
+    EXPECT_EQ(item.generation(), 0);
     EXPECT_TRUE(item.uuid().has_value());
     EXPECT_EQ(item.teamIdentifier(), std::nullopt);
     EXPECT_EQ(item.developerName(), "");
@@ -123,7 +123,7 @@ TEST_F(Registering, AgainAnswersTheRecordThatIsThere) {
     const Answer second = daemon_.enterAgent(owner_, "my.agent", owner_.uid);
     EXPECT_EQ(second.code, KSWErrorRecordExists);
     EXPECT_EQ(second.item, first.item);
-    EXPECT_EQ(second.item->generation(), 1);
+    EXPECT_EQ(second.item->generation(), 0);
 }
 
 TEST_F(Registering, AgainWithOtherFactsUpdatesTheRecordAndKeepsItsIdentity) {
@@ -133,7 +133,7 @@ TEST_F(Registering, AgainWithOtherFactsUpdatesTheRecordAndKeepsItsIdentity) {
     const Answer second = enter(changed, jobURL("my.agent"));
     ASSERT_EQ(second.code, KSWErrorRecordUpdated);
     EXPECT_EQ(second.item->uuid(), first.item->uuid());
-    EXPECT_EQ(second.item->generation(), 2);
+    EXPECT_EQ(second.item->generation(), 1);
     EXPECT_EQ(second.item->executablePath(), "/opt/other");
     EXPECT_EQ(second.item->name(), "other");
     EXPECT_EQ(second.item->disposition(), first.item->disposition());
@@ -235,7 +235,7 @@ TEST_F(Registering, QuietlyAnswersZeroForWhatIsThereAlready) {
             .ask(&Operations::enterQuietly, owner_, kLegacyAgent, kNoURL, jobURL("my.agent"), changed, owner_.uid)
             .code,
         KSWErrorNone);
-    EXPECT_EQ(daemon_.record(owner_.uid, "8.my.agent")->generation(), 2);
+    EXPECT_EQ(daemon_.record(owner_.uid, "8.my.agent")->generation(), 1);
 }
 
 TEST_F(Registering, IsForgottenByNoRestart) {

@@ -1,0 +1,90 @@
+// The requests that read and change records as records, whatever their items do.
+#include <kestrelwood/KSWErrors.h>
+
+#include "servers/kestrelwoodd/given_item.h"
+#include "servers/kestrelwoodd/log.h"
+#include "servers/kestrelwoodd/making_answers.h"
+#include "servers/kestrelwoodd/operations.h"
+
+namespace ksw::daemon {
+
+namespace {
+
+Reach reachOf(const Caller& caller) {
+    return caller.isAdministrator() ? Reach::System : Reach::Own;
+}
+
+}  // namespace
+
+template <class Key>
+Answer Operations::lookUp(const RecordRequest<std::optional<Key>>& request) const {
+    if (!request.thing || request.uid == kNoUser) {
+        return failure(KSWErrorInvalidParameter);
+    }
+    return answerOf(registry_.records().findOwnOrSystems(request.uid, *request.thing));
+}
+
+Answer Operations::itemWithIdentifier(const RecordRequest<std::optional<std::string>>& request) {
+    return lookUp(request);
+}
+
+Answer Operations::itemWithUUID(const RecordRequest<std::optional<UUID>>& request) {
+    return lookUp(request);
+}
+
+Answer Operations::itemsMatching(const RecordRequest<std::int64_t>& request) {
+    if (request.uid == kNoUser) {
+        return failure(KSWErrorInvalidParameter);
+    }
+    Result<ListCache::Archive> list = lists_.listOf(request.uid, request.thing);
+    if (!list) {
+        logError(list.error().localizedDescription());
+        return failure(KSWErrorGeneric);
+    }
+    Answer answer;
+    answer.list = *std::move(list);
+    return answer;
+}
+
+Answer Operations::add(const RecordRequest<ItemPointer>& request) {
+    const ItemPointer& item = request.thing;
+    if (item == nullptr || request.uid == kNoUser || !canBeRecorded(*item)) {
+        return failure(KSWErrorInvalidParameter);
+    }
+    return answerOf(registry_.insert(scopeOf(item->type(), request.uid), newRecordOf(*item)));
+}
+
+Answer Operations::updateItem(const RecordRequest<ItemPointer>& request) {
+    return update({request.thing}, request.uid, request.caller);
+}
+
+Answer Operations::updateItems(const RecordRequest<std::optional<Data>>& request) {
+    const std::optional<std::vector<ItemPointer>> items =
+        request.thing ? itemsOf(*request.thing) : std::optional<std::vector<ItemPointer>>();
+    return items ? update(*items, request.uid, request.caller) : failure(KSWErrorInvalidParameter);
+}
+
+Answer Operations::update(const std::vector<ItemPointer>& items, Uid uid, const Caller& caller) {
+    if (uid == kNoUser || !nameRecords(items)) {
+        return failure(KSWErrorInvalidParameter);
+    }
+    return answerOf(registry_.update(uid, items, reachOf(caller)));
+}
+
+template <class Key>
+Answer Operations::removeRecord(const RecordRequest<std::optional<Key>>& request) {
+    if (!request.thing || request.uid == kNoUser) {
+        return failure(KSWErrorInvalidParameter);
+    }
+    return answerOf(registry_.removeOwnOrSystems(request.uid, *request.thing, reachOf(request.caller)));
+}
+
+Answer Operations::removeWithIdentifier(const RecordRequest<std::optional<std::string>>& request) {
+    return removeRecord(request);
+}
+
+Answer Operations::removeWithUUID(const RecordRequest<std::optional<UUID>>& request) {
+    return removeRecord(request);
+}
+
+}  // namespace ksw::daemon

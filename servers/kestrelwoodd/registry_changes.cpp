@@ -1,0 +1,228 @@
+// Changes of records that are there, and how every change is carried out.
+#include <algorithm>
+#include <utility>
+
+#include <kestrelwood/KSWErrors.h>
+
+#include "platform/base/limits.h"
+#include "servers/kestrelwoodd/given_item.h"
+#include "servers/kestrelwoodd/log.h"
+#include "servers/kestrelwoodd/registry.h"
+
+namespace ksw::daemon {
+
+bool Registry::Edit::put(Uid uid, const KSWItem& item) {
+    Result<ItemRow> row = rowOf(uid, item);
+    if (!row) {
+        return false;
+    }
+    change.put.push_back(*std::move(row));
+    kinds[uid] |= item.type() & KSWItemTypeAll;
+    return true;
+}
+
+void Registry::Edit::remove(Uid uid, const std::string& identifier, KSWItemType kindsGone) {
+    change.removed.push_back({uid, identifier});
+    kinds[uid] |= kindsGone & KSWItemTypeAll;
+}
+
+Outcome Registry::update(Uid uid, const std::vector<ItemPointer>& items, Reach reach) {
+    const std::lock_guard one(writing_);
+    const Result<std::vector<Replacement>> replacements = replacementsFor(uid, items, reach);
+    if (!replacements) {
+        return {replacements.error().code()};
+    }
+    if (replacements->empty()) {
+        return {KSWErrorRecordUpdated};
+    }
+    Outcome outcome = replace(*replacements);
+    outcome.code = outcome.code == KSWErrorNone ? KSWErrorRecordUpdated : outcome.code;
+    return outcome;
+}
+
+Result<std::vector<Registry::Replacement>> Registry::replacementsFor(Uid uid, const std::vector<ItemPointer>& items,
+                                                                     Reach reach) const {
+    std::vector<Replacement> replacements;
+    replacements.reserve(items.size());
+    std::int64_t missing = KSWErrorNone;
+    for (const ItemPointer& item : items) {
+        const Found found = index_.findOwnOrSystems(uid, *item->uuid());
+        const bool isThere = found.item != nullptr || found.isDamaged;
+        if (isThere && found.uid != uid && reach == Reach::Own) {
+            return KSWErrorWithCode(KSWErrorPermissionDenied);
+        }
+        if (found.item == nullptr) {
+            missing = found.isDamaged ? KSWErrorGeneric : KSWErrorRecordNotFound;
+        }
+        replacements.push_back({found.uid, found.item, item});
+    }
+    if (missing != KSWErrorNone) {
+        return KSWErrorWithCode(missing);
+    }
+    for (Replacement& replacement : replacements) {
+        Result<ItemPointer> updated = updatedRecord(*replacement.record, *replacement.item);
+        if (!updated) {
+            return updated.error();
+        }
+        replacement.item = *std::move(updated);
+    }
+    return replacements;
+}
+
+Outcome Registry::replace(const std::vector<Replacement>& replacements) {
+    struct Family {
+        Uid uid;
+        ItemPointer root;
+        FamilyEdit edit{};
+    };
+    std::map<const KSWItem*, Family> families;
+    for (const Replacement& replacement : replacements) {
+        const ItemPointer root = rootOf(replacement.record);
+        Family& family = families.try_emplace(root.get(), Family{replacement.uid, root}).first->second;
+        family.edit.replaced.emplace(*replacement.record->identifier(), replacement.item);
+    }
+    Edit edit;
+    for (const auto& [root, family] : families) {
+        edit.publications.push_back({family.uid, rebuilt(*root, family.edit), {}});
+    }
+    for (const Replacement& replacement : replacements) {
+        if (!edit.put(replacement.uid, *replacement.item)) {
+            return {KSWErrorInvalidParameter};
+        }
+    }
+    return commit(edit);
+}
+
+Outcome Registry::remove(Uid uid, const std::string& identifier) {
+    const std::lock_guard one(writing_);
+    return removeRecord(uid, identifier, index_.find(uid, identifier));
+}
+
+template <class Key>
+Outcome Registry::removeFound(Uid uid, const Key& key, Reach reach) {
+    const std::lock_guard one(writing_);
+    const Found found = index_.findOwnOrSystems(uid, key);
+    if (found.item == nullptr && !found.isDamaged) {
+        return {KSWErrorRecordNotFound};
+    }
+    if (found.uid != uid && reach == Reach::Own) {
+        return {KSWErrorPermissionDenied};
+    }
+    return removeRecord(found.uid, found.isDamaged ? found.damagedIdentifier : *found.item->identifier(), found);
+}
+
+Outcome Registry::removeOwnOrSystems(Uid uid, const std::string& identifier, Reach reach) {
+    return removeFound(uid, identifier, reach);
+}
+
+Outcome Registry::removeOwnOrSystems(Uid uid, const UUID& uuid, Reach reach) {
+    return removeFound(uid, uuid, reach);
+}
+
+Outcome Registry::removeRecord(Uid uid, const std::string& identifier, const Found& found) {
+    if (found.item == nullptr && !found.isDamaged) {
+        return {KSWErrorRecordNotFound};
+    }
+    if (found.item != nullptr && found.item->countOfEmbeddedItems() > 0) {
+        return {KSWErrorInvalidParameter};
+    }
+    Edit edit;
+    RecordIndex::Publication publication{uid, nullptr, {}};
+    const ItemPointer developer = emptiedDeveloper(uid, identifier);
+    // Of a damaged record nobody can say which kind it was.
+    edit.remove(uid, identifier, found.item == nullptr ? KSWItemTypeAll : found.item->type());
+    if (found.item != nullptr) {
+        publication.dropped.emplace_back(identifier, *found.item->uuid());
+        const ItemPointer root = rootOf(found.item);
+        if (root.get() != found.item.get() && root.get() != developer.get()) {
+            publication.root = rebuilt(*root, {{{identifier, nullptr}}, nullptr});
+        }
+    }
+    if (developer != nullptr) {
+        edit.remove(uid, *developer->identifier(), developer->type());
+        publication.dropped.emplace_back(*developer->identifier(), *developer->uuid());
+    }
+    edit.publications.push_back(std::move(publication));
+    Outcome outcome = commit(edit);
+    if (outcome.code == KSWErrorNone) {
+        index_.forgetDamaged(uid, identifier);
+    }
+    return outcome;
+}
+
+ItemPointer Registry::emptiedDeveloper(Uid uid, const std::string& identifier) const {
+    ItemPointer developer = index_.find(uid, kUnknownDeveloper).item;
+    const bool mayGo = developer != nullptr && identifier != kUnknownDeveloper &&
+                       developer->isUnknownDeveloperRecord() && !index_.hasDamagedBeside(uid, identifier);
+    if (!mayGo) {
+        return nullptr;
+    }
+    const ItemSet& items = *developer->embeddedItems();
+    const bool isEmptied = std::all_of(items.begin(), items.end(), [&identifier](const ItemPointer& item) {
+        return item->identifier() == identifier;
+    });
+    return isEmptied ? developer : nullptr;
+}
+
+bool Registry::fits(const Change& change) const {
+    struct Sum {
+        std::size_t records = 0;
+        std::size_t bytes = 0;
+    };
+    const Share none;
+    std::map<Uid, Sum> sums;
+    for (const ItemRow& row : change.put) {
+        const auto found = shares_.find(row.uid);
+        const Share& share = found == shares_.end() ? none : found->second;
+        Sum& sum = sums.try_emplace(row.uid, Sum{share.sizes.size(), share.bytes}).first->second;
+        const auto former = share.sizes.find(row.identifier);
+        sum.records += former == share.sizes.end() ? 1 : 0;
+        sum.bytes += row.record.size() - (former == share.sizes.end() ? 0 : former->second);
+    }
+    const auto full = std::find_if(sums.begin(), sums.end(), [](const auto& user) {
+        return user.second.records > limits::kRecordsPerUidMax ||
+               user.second.bytes > limits::kRecordBytesPerUidMax;
+    });
+    if (full != sums.end()) {
+        logError("user " + std::to_string(full->first) + " has as many records as a user may have");
+    }
+    return full == sums.end();
+}
+
+void Registry::account(const Change& change) {
+    for (const ItemRow& row : change.put) {
+        Share& share = shares_[row.uid];
+        std::size_t& size = share.sizes[row.identifier];
+        share.bytes += row.record.size() - size;
+        size = row.record.size();
+    }
+    for (const Change::Removal& removal : change.removed) {
+        Share& share = shares_[removal.uid];
+        if (const auto former = share.sizes.find(removal.identifier); former != share.sizes.end()) {
+            share.bytes -= former->second;
+            share.sizes.erase(former);
+        }
+    }
+}
+
+Outcome Registry::commit(const Edit& edit) {
+    if (!fits(edit.change)) {
+        return {KSWErrorGeneric};
+    }
+    if (Status done = store_.apply(edit.change); !done) {
+        logError(done.error().localizedDescription());
+        return {KSWErrorGeneric};
+    }
+    account(edit.change);
+    for (const Change::User& user : edit.change.users) {
+        index_.nameUser(user.uid, user.identifier);
+    }
+    index_.publish(edit.publications);
+    Outcome outcome;
+    for (const auto& [uid, kinds] : edit.kinds) {
+        outcome.changes.push_back({uid, static_cast<std::int64_t>(kinds)});
+    }
+    return outcome;
+}
+
+}  // namespace ksw::daemon
