@@ -18,8 +18,8 @@ enum class Rule : std::uint8_t {
 
 /// Whether the caller may do this for user `uid` with an item of this type. Uid 0 may do everything, and so may the
 /// owner of the host root when the daemon has one of its own. Another user may do it for itself only, and may
-/// change nothing that belongs to the system as a whole: no daemon or smart card, nothing under the uid that stands for
-/// every user. An unknown rule allows nothing.
+/// change nothing that belongs to the system as a whole: no daemon or smart card, nothing under the uid that stands
+/// for every user. An unknown rule allows nothing.
 bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid);
 
 /// Whether a caller may know that the user has records.

@@ -23,8 +23,8 @@ ItemPointer rootOf(const ItemPointer& item);
 /// Makes the items the parent's only children, in their order. Any number of them takes one pass.
 void adopt(const ItemPointer& parent, const std::vector<ItemPointer>& children);
 
-/// A copy of the whole family below `root`, with the edit carried out; the root itself cannot be left out. The items of
-/// the edit become part of it.
+/// A copy of the whole family below `root`, with the edit carried out; the root itself cannot be left out. The
+/// items of the edit become part of it.
 ItemPointer rebuilt(const KSWItem& root, const FamilyEdit& edit);
 
 /// Calls `visit` for the root and everything below it, with a pointer that owns the whole family.

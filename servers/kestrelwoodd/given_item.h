@@ -16,17 +16,17 @@ bool canBeRecorded(const KSWItem& item);
 /// it by itself.
 ItemPointer newRecordOf(const KSWItem& item);
 
-/// What the record becomes when the client's copy takes its place: identity, generation (one higher) and whether it is
-/// managed stay with the record, relatives are left out. Errors: KSWErrorInvalidParameter when kind or identifier
-/// differ, or the copy would make a known developer of an unknown one or the reverse, since what hangs under it was
-/// judged by that; then KSWErrorInvalidGeneration when the copy is of another generation.
+/// What the record becomes when the client's copy takes its place: identity, generation (one higher) and whether it
+/// is managed stay with the record, relatives are left out. Errors: KSWErrorInvalidParameter when kind or
+/// identifier differ, or the copy would make a known developer of an unknown one or the reverse, since what hangs
+/// under it was judged by that; then KSWErrorInvalidGeneration when the copy is of another generation.
 Result<ItemPointer> updatedRecord(const KSWItem& record, const KSWItem& given);
 
 /// Whether each of the items can name a record to be updated: none is null or without UUID, no two have the same.
 bool nameRecords(const std::vector<ItemPointer>& items);
 
-/// The items of an archived set, each owning all that came with it; absent when it cannot be read, or there are more
-/// than limits::kListItemsMax.
+/// The items of an archived set, each owning all that came with it; absent when it cannot be read, or there are
+/// more than limits::kListItemsMax.
 std::optional<std::vector<ItemPointer>> itemsOf(Bytes archive);
 
 }  // namespace ksw::daemon

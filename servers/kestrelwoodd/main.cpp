@@ -46,11 +46,13 @@ Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder
 
 Status startServer(ipc::Server& server, daemon::Operations& operations) {
     const daemon::Announce announce = [](const protocol::UserDataChange&) {};
-    if (Status listening = server.listen(kManagerService, ipc::Domain::System, managerService(operations, announce));
+    if (Status listening =
+            server.listen(kManagerService, ipc::Domain::System, managerService(operations, announce));
         !listening) {
         return listening;
     }
-    if (Status listening = server.listen(kRegistrarService, ipc::Domain::System, registrarService(operations, announce));
+    if (Status listening =
+            server.listen(kRegistrarService, ipc::Domain::System, registrarService(operations, announce));
         !listening) {
         return listening;
     }

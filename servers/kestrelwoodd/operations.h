@@ -65,8 +65,8 @@ public:
     /// of it, shows a second later at most.
     Answer effectiveDisposition(const Subject& subject, const Caller& caller);
 
-    // About records. A search that finds nothing under the user goes on among the system's; a change does so for the
-    // administrator, and is refused with -97 for others.
+    // About records. A search that finds nothing under the user goes on among the system's; a change does so for
+    // the administrator, and is refused with -97 for others.
 
     /// The record: 0, or -95.
     Answer itemWithIdentifier(const RecordRequest<std::optional<std::string>>& request);
@@ -75,7 +75,8 @@ public:
     Answer itemsMatching(const RecordRequest<std::int64_t>& request);
     /// Makes a record of a client's item: 0, or -96 when there is one, which stays as it is.
     Answer add(const RecordRequest<ItemPointer>& request);
-    /// Puts a client's copy, or a set of copies (an archive), in the place of the records: -93, all of them or none.
+    /// Puts a client's copy, or a set of copies (an archive), in the place of the records: -93, all of them or
+    /// none.
     Answer updateItem(const RecordRequest<ItemPointer>& request);
     Answer updateItems(const RecordRequest<std::optional<Data>>& request);
     /// Removes the record: 0, or -95.

@@ -15,8 +15,8 @@ using ItemPointer = std::shared_ptr<KSWItem>;
 /// UUID, of which a rebuilt family has no need.
 ItemPointer bareItem(KSWItemType type, std::string identifier);
 
-/// Whose records an item of this type belongs to when `uid` is named: those of the kinds that the system has once for
-/// all users belong to `kEveryUser`.
+/// Whose records an item of this type belongs to when `uid` is named: those of the kinds that the system has once
+/// for all users belong to `kEveryUser`.
 Uid scopeOf(KSWItemType type, Uid uid);
 
 /// A new item with every stored field of `record`, its flags included, no container and no children.

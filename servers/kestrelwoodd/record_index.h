@@ -52,7 +52,8 @@ public:
 
     Found find(Uid uid, std::string_view identifier) const;
     Found find(Uid uid, const UUID& uuid) const;
-    /// The user's record, else the system's of that identifier or UUID; a damaged one of the user's hides the system's.
+    /// The user's record, else the system's of that identifier or UUID; a damaged one of the user's hides the
+    /// system's.
     template <class Key>
     Found findOwnOrSystems(Uid uid, const Key& key) const {
         Found found = find(uid, key);
@@ -61,8 +62,8 @@ public:
     /// The record of this kind whose URL is the given one; looks through all of the user's.
     Found findByURL(Uid uid, KSWItemType baseKind, const URL& url) const;
 
-    /// The user's items whose type has a bit of the mask, then the system's, each in the order in which they were first
-    /// recorded; of `kEveryUser` the system's only. Damaged ones are left out.
+    /// The user's items whose type has a bit of the mask, then the system's, each in the order in which they were
+    /// first recorded; of `kEveryUser` the system's only. Damaged ones are left out.
     Listing list(Uid uid, KSWItemType mask) const;
     /// The version that `list` would answer now.
     ListVersion listVersion(Uid uid) const;

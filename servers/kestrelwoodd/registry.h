@@ -58,12 +58,12 @@ public:
     /// when there is none.
     Outcome refresh(Uid uid, const ItemPointer& item);
     /// Records a new item as it is, but for its generation, under the developer whom nobody knows: 0, -96 when the
-    /// user has one of its identifier, -98 when there is one of its UUID. `item` has no relatives and is the registry's
-    /// from now on.
+    /// user has one of its identifier, -98 when there is one of its UUID. `item` has no relatives and is the
+    /// registry's from now on.
     Outcome insert(Uid uid, const ItemPointer& item);
-    /// Puts these in the place of the records that have their UUIDs, the user's or the system's, all of them or none:
-    /// -93, and their generations are one higher. Refused: -95 for an unknown one, -98 for one that is not of the
-    /// record's kind and identifier, -94 for one of another generation. No two have the same UUID.
+    /// Puts these in the place of the records that have their UUIDs, the user's or the system's, all of them or
+    /// none: -93, and their generations are one higher. Refused: -95 for an unknown one, -98 for one that is not of
+    /// the record's kind and identifier, -94 for one of another generation. No two have the same UUID.
     Outcome update(Uid uid, const std::vector<ItemPointer>& items, Reach reach);
     /// Removes a record of the user: 0, -95 when there is none, -98 when others hang under it.
     Outcome remove(Uid uid, const std::string& identifier);

@@ -180,8 +180,7 @@ bool Registry::fits(const Change& change) const {
         sum.bytes += row.record.size() - (former == share.sizes.end() ? 0 : former->second);
     }
     const auto full = std::find_if(sums.begin(), sums.end(), [](const auto& user) {
-        return user.second.records > limits::kRecordsPerUidMax ||
-               user.second.bytes > limits::kRecordBytesPerUidMax;
+        return user.second.records > limits::kRecordsPerUidMax || user.second.bytes > limits::kRecordBytesPerUidMax;
     });
     if (full != sums.end()) {
         logError("user " + std::to_string(full->first) + " has as many records as a user may have");

@@ -37,8 +37,8 @@ Answer perform(Operations& operations, Operations::Operation operation, Rule rul
 }
 
 template <class Thing>
-Answer perform(Operations& operations, Operations::RecordOperation<Thing> operation, Rule rule, const Caller& caller,
-               const Thing& thing, Uid uid) {
+Answer perform(Operations& operations, Operations::RecordOperation<Thing> operation, Rule rule,
+               const Caller& caller, const Thing& thing, Uid uid) {
     return operations.perform(operation, rule, {thing, uid, caller});
 }
 

@@ -6,7 +6,7 @@
 #include <set>
 
 #include "servers/kestrelwoodd/served_methods.h"
-#include "tests/servers/kestrelwoodd/daemon_inside.h"
+#include "tests/servers/kestrelwoodd/record_requests.h"
 
 namespace ksw::daemon::test {
 namespace {
@@ -34,6 +34,8 @@ std::vector<Case> cases() {
         {"a user for itself", owner, kLegacyAgent, owner.uid, true, true},
         {"a user for itself, a user item", owner, KSWItemTypeUserItem, owner.uid, true, true},
         {"a user, a daemon", owner, kLegacyDaemon, owner.uid, true, false},
+        {"root, a smart card", kRoot, KSWItemTypeSmartCard, owner.uid, true, true},
+        {"a user, a smart card", owner, KSWItemTypeSmartCard, owner.uid, true, false},
         {"a user, a daemon of an application", owner, KSWItemTypeDaemon, owner.uid, true, false},
         {"a user for another", other, kLegacyAgent, owner.uid, false, false},
         {"a user for root", owner, kLegacyAgent, 0, false, false},
@@ -47,34 +49,101 @@ std::vector<Case> cases() {
 }
 
 bool isExpected(Rule rule, const Case& request) {
-    return rule == Rule::Ask ? request.mayAsk : rule == Rule::Change && request.mayChange;
+    switch (rule) {
+        case Rule::Ask:
+            return request.mayAsk;
+        case Rule::Change:
+            return request.mayChange;
+        case Rule::List:
+            return true;
+    }
+    return false;
 }
 
-/// Sends each case to the row's method, as its handler would.
-template <class Method>
-void check(const ServedMethod<Method>& row) {
-    for (const Case& request : cases()) {
-        SCOPED_TRACE(std::string(row.method.selector) + ": " + request.name);
-        DaemonInside daemon;
-        const std::optional<URL> url = jobURL("my.job");
-        const std::optional<Dictionary> configuration = jobNamed("my.job");
-        const Subject subject{Owner::OneOfBoth, kNoToken, kNoURL, request.type, url, configuration, request.uid};
-        const Answer answer = daemon.operations().perform(row.operation, row.rule, subject, request.caller);
-        EXPECT_EQ(answer.code != KSWErrorPermissionDenied, isExpected(row.rule, request)) << answer.code;
-        if (!isExpected(row.rule, request)) {
-            EXPECT_EQ(answer.item, nullptr);
-            EXPECT_EQ(answer.disposition, 0U);
-            EXPECT_TRUE(daemon.registry().records().users().empty());
-        }
+void expectVerdict(DaemonInside& daemon, const Answer& answer, bool isLetThrough) {
+    EXPECT_EQ(answer.code != KSWErrorPermissionDenied, isLetThrough) << answer.code;
+    if (!isLetThrough) {
+        EXPECT_EQ(answer.item, nullptr);
+        EXPECT_EQ(answer.list, nullptr);
+        EXPECT_EQ(answer.users, std::nullopt);
+        EXPECT_EQ(answer.disposition, 0U);
+        EXPECT_TRUE(answer.changes.empty());
+        EXPECT_TRUE(daemon.registry().records().users().empty());
     }
 }
 
+// Each sends a case to the row's method, as its handler would.
+
+template <class Method>
+void check(DaemonInside& daemon, const ServedMethod<Method, Operations::Operation>& row, const Case& request) {
+    const std::optional<URL> url = jobURL("my.job");
+    const std::optional<Dictionary> configuration = jobNamed("my.job");
+    const Subject subject{Owner::OneOfBoth, kNoToken, kNoURL, request.type, url, configuration, request.uid};
+    expectVerdict(daemon, daemon.operations().perform(row.operation, row.rule, subject, request.caller),
+                  isExpected(row.rule, request));
+}
+
+// What a request about a record names it by. Only an item says of what type it is.
+void name(std::optional<std::string>& thing, const Case& /*request*/) {
+    thing = "8.my.job";
+}
+void name(std::optional<UUID>& thing, const Case& /*request*/) {
+    thing = UUID::random();
+}
+void name(std::int64_t& thing, const Case& /*request*/) {
+    thing = KSWItemTypeAll;
+}
+void name(std::optional<Data>& thing, const Case& /*request*/) {
+    thing = archiveOf({anAgent("my.job")});
+}
+void name(ItemPointer& thing, const Case& request) {
+    thing = KSWItem::initWithType(request.type, "8.my.job");
+}
+
+template <class Method, class Thing>
+void check(DaemonInside& daemon,
+           const ServedMethod<Method, Answer (Operations::*)(const RecordRequest<Thing>&)>& row,
+           const Case& request) {
+    const bool saysItsType = std::is_same_v<Thing, ItemPointer>;
+    if (!saysItsType && request.type != kLegacyAgent) {
+        return;
+    }
+    Thing thing{};
+    name(thing, request);
+    expectVerdict(daemon,
+                  daemon.operations().perform(row.operation, row.rule, {thing, request.uid, request.caller}),
+                  isExpected(row.rule, request));
+}
+
+template <class Method>
+void check(DaemonInside& daemon, const ServedMethod<Method, Operations::PlainOperation>& row, const Case& request) {
+    expectVerdict(daemon, daemon.operations().perform(row.operation, row.rule, request.caller),
+                  isExpected(row.rule, request));
+}
+
+/// Sends every case to every method; first those that are to be refused, which must leave no record.
+template <class Table>
+void checkAll(const Table& table) {
+    const auto checkRow = [](const auto& row) {
+        DaemonInside daemon;
+        for (const bool isLetThrough : {false, true}) {
+            for (const Case& request : cases()) {
+                SCOPED_TRACE(std::string(row.method.selector) + ": " + request.name);
+                if (isExpected(row.rule, request) == isLetThrough) {
+                    check(daemon, row, request);
+                }
+            }
+        }
+    };
+    std::apply([&](const auto&... row) { (checkRow(row), ...); }, table);
+}
+
 TEST(AServedMethod, OfTheManagerLetsThoseThroughWhomItsRuleAllows) {
-    std::apply([](const auto&... row) { (check(row), ...); }, kManagerMethods);
+    checkAll(kManagerMethods);
 }
 
 TEST(AServedMethod, OfTheRegistrarLetsThoseThroughWhomItsRuleAllows) {
-    std::apply([](const auto&... row) { (check(row), ...); }, kRegistrarMethods);
+    checkAll(kRegistrarMethods);
 }
 
 template <class Table>
@@ -82,23 +151,42 @@ std::set<int> numbersOf(const Table& table) {
     return std::apply([](const auto&... row) { return std::set<int>{row.method.number...}; }, table);
 }
 
-TEST(TheServedMethods, AreThoseThatRegisterAndThatAskWhatMayLaunch) {
-    EXPECT_EQ(numbersOf(kManagerMethods), (std::set<int>{5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 20}));
+TEST(TheServedMethods, AreThoseOfLaunchItemsAndOfRecords) {
+    EXPECT_EQ(numbersOf(kManagerMethods),
+              (std::set<int>{5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 17, 18, 19, 20, 21, 22, 23, 24, 25, 32}));
     EXPECT_EQ(numbersOf(kRegistrarMethods), (std::set<int>{1, 2, 3}));
 }
 
 template <class Method>
-void changesNothing(const ServedMethod<Method>& row) {
-    if (row.rule != Rule::Ask) {
+void ask(DaemonInside& daemon, const ServedMethod<Method, Operations::Operation>& row) {
+    for (const char* label : {"my.job", "another.job"}) {
+        daemon.askOf(row.operation, kRoot, kLegacyAgent, label, 0);
+    }
+}
+
+template <class Method, class Thing>
+void ask(DaemonInside& daemon,
+         const ServedMethod<Method, Answer (Operations::*)(const RecordRequest<Thing>&)>& row) {
+    Thing thing{};
+    name(thing, cases().front());
+    daemon.operations().perform(row.operation, row.rule, {thing, 0, kRoot});
+}
+
+template <class Method>
+void ask(DaemonInside& daemon, const ServedMethod<Method, Operations::PlainOperation>& row) {
+    daemon.operations().perform(row.operation, row.rule, kRoot);
+}
+
+template <class Method, class Operation>
+void changesNothing(const ServedMethod<Method, Operation>& row) {
+    if (row.rule == Rule::Change) {
         return;
     }
     SCOPED_TRACE(row.method.selector);
     DaemonInside daemon;
     daemon.enterAgent(kRoot, "my.job", 0);
     const std::string before = daemon.record(0, "8.my.job")->dumpVerboseDescription();
-    for (const char* label : {"my.job", "another.job"}) {
-        daemon.askOf(row.operation, kRoot, kLegacyAgent, label, 0);
-    }
+    ask(daemon, row);
     EXPECT_EQ(daemon.record(0, "8.my.job")->dumpVerboseDescription(), before);
     EXPECT_EQ(daemon.record(0, "8.another.job"), nullptr);
 }

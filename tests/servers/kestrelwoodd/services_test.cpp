@@ -14,7 +14,7 @@
 #include "platform/ipc/server.h"
 #include "servers/kestrelwoodd/served_methods.h"
 #include "servers/kestrelwoodd/services.h"
-#include "tests/servers/kestrelwoodd/daemon_inside.h"
+#include "tests/servers/kestrelwoodd/record_requests.h"
 #include "tests/support/environment.h"
 
 namespace ksw::daemon::test {
@@ -28,9 +28,12 @@ class TheServices : public testing::Test {
 protected:
     TheServices() : root_("KESTRELWOOD_ROOT", daemon_.folder().path()) {
         EXPECT_TRUE(
-            server_.listen(kManagerService, ipc::Domain::System, managerService(daemon_.operations())).ok());
+            server_.listen(kManagerService, ipc::Domain::System, managerService(daemon_.operations(), announce_))
+                .ok());
         EXPECT_TRUE(
-            server_.listen(kRegistrarService, ipc::Domain::System, registrarService(daemon_.operations())).ok());
+            server_
+                .listen(kRegistrarService, ipc::Domain::System, registrarService(daemon_.operations(), announce_))
+                .ok());
         EXPECT_TRUE(server_.start().ok());
     }
 
@@ -42,12 +45,17 @@ protected:
         }
         if constexpr ((std::is_same_v<R, std::shared_ptr<KSWFetchResult>> || ...)) {
             return std::get<0>(*reply)->code();
+        } else if constexpr ((std::is_same_v<R, std::optional<Error>> || ...)) {
+            const std::optional<Error>& error = std::get<sizeof...(R) - 1>(*reply);
+            EXPECT_TRUE(!error || *error == KSWErrorWithCode(error->code()));
+            return error ? error->code() : 0;
         } else {
             return std::get<sizeof...(R) - 1>(*reply);
         }
     }
 
     DaemonInside daemon_;
+    const Announce announce_ = [](const protocol::UserDataChange&) {};
     ksw::test::ScopedVariable root_;
     ipc::Server server_;
     ipc::Connection manager_{kManagerService, ipc::managementDaemonOptions(), GetManagerServiceInterface()};
@@ -124,6 +132,36 @@ TEST_F(TheServices, AnswerWhichUsersHaveRecords) {
     EXPECT_EQ(users->begin()->second, Value(self_));
 }
 
+TEST_F(TheServices, AddLookUpListUpdateAndRemoveThroughTheManagersMethods) {
+    const ItemPointer item = anAgent("my.agent");
+    const std::optional<std::string> identifier = item->identifier();
+    const std::optional<UUID> uuid = item->uuid();
+    EXPECT_EQ(codeOf(manager_.call(manager::kAddItem, item, self_)), KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kAddItem, item, self_)), KSWErrorRecordExists);
+    const auto found = manager_.call(manager::kGetItemWithIdentifier, identifier, self_);
+    ASSERT_EQ(codeOf(found), KSWErrorNone);
+    EXPECT_EQ(std::get<0>(*found)->firstItem()->uuid(), uuid);
+    EXPECT_EQ(codeOf(manager_.call(manager::kGetItemWithUUID, uuid, self_)), KSWErrorNone);
+    const auto list = manager_.call(manager::kGetItemsMatching, std::int64_t{0x8}, self_);
+    ASSERT_EQ(codeOf(list), KSWErrorNone);
+    EXPECT_THAT(receivedList(std::get<0>(*list)).identifiers(), testing::ElementsAre("8.my.agent"));
+    EXPECT_EQ(codeOf(manager_.call(manager::kUpdateItem, item, self_)), KSWErrorRecordUpdated);
+    EXPECT_EQ(codeOf(manager_.call(manager::kUpdateItem, item, self_)), KSWErrorInvalidGeneration);
+    item->setGeneration(1);
+    const std::optional<Data> set = archiveOf({item});
+    EXPECT_EQ(codeOf(manager_.call(manager::kUpdateItems, set, self_)), KSWErrorRecordUpdated);
+    EXPECT_EQ(codeOf(manager_.call(manager::kRemoveItemWithUUID, uuid, self_)), KSWErrorNone);
+    EXPECT_EQ(codeOf(manager_.call(manager::kRemoveItemWithUUID, uuid, self_)), KSWErrorRecordNotFound);
+    EXPECT_EQ(codeOf(manager_.call(manager::kRemoveItemWithIdentifier, identifier, self_)), KSWErrorRecordNotFound);
+    EXPECT_EQ(codeOf(manager_.call(manager::kGetItemWithUUID, uuid, self_)), KSWErrorRecordNotFound);
+}
+
+TEST_F(TheServices, AnswerAListThatIsRefusedWithItsErrorAlone) {
+    const auto reply = manager_.call(manager::kGetItemsMatching, std::int64_t{0x8}, kNoUser);
+    EXPECT_EQ(codeOf(reply), KSWErrorInvalidParameter);
+    EXPECT_EQ(std::get<0>(*reply), std::nullopt);
+}
+
 TEST_F(TheServices, LetTheOwnerOfTheHostRootDoWhatUidZeroMay) {
     for (const Uid named : {self_ + 1, kEveryUser}) {
         EXPECT_EQ(codeOf(manager_.call(manager::kRegisterItemOfURL, none_, kAgent, url_, job_, named)),
@@ -156,7 +194,7 @@ TEST_F(TheServices, RefuseByNameWhatTheDaemonDoesNotServe) {
 
 TEST(TheManagersService, KnowsEveryMethodOfItsContract) {
     DaemonInside daemon;
-    const ipc::Dispatcher dispatcher = managerService(daemon.operations());
+    const ipc::Dispatcher dispatcher = managerService(daemon.operations(), nullptr);
     for (const ipc::InterfaceMethod& method : GetManagerServiceInterface().methods) {
         EXPECT_NE(dispatcher.find(method.selector), nullptr) << method.selector;
     }
@@ -164,7 +202,7 @@ TEST(TheManagersService, KnowsEveryMethodOfItsContract) {
 
 TEST(TheRegistrarsService, ServesEveryMethodOfItsContract) {
     DaemonInside daemon;
-    const ipc::Dispatcher dispatcher = registrarService(daemon.operations());
+    const ipc::Dispatcher dispatcher = registrarService(daemon.operations(), nullptr);
     for (const ipc::InterfaceMethod& method : protocol::registrar::serviceInterface().methods) {
         EXPECT_NE(dispatcher.find(method.selector), nullptr) << method.selector;
     }
