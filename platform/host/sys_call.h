@@ -32,6 +32,8 @@ enum class Call : std::uint8_t {
     EpollCreate,
     EpollWait,
     EventFd,
+    InotifyAddWatch,
+    InotifyInit,
     Poll,
     TimerFdCreate,
     TimerFdSet,

@@ -111,4 +111,21 @@ Status armTimer(int fd, std::optional<std::chrono::nanoseconds> delay) {
     return {};
 }
 
+Result<UniqueFd> folderEvents() {
+    UniqueFd fd(retried(Call::InotifyInit, [](std::size_t) { return ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK); }));
+    if (!fd) {
+        return callError(errno, "inotify_init1");
+    }
+    return fd;
+}
+
+Result<int> watchPath(int events, const std::string& path, std::uint32_t mask) {
+    const int watch = retried(Call::InotifyAddWatch,
+                              [&](std::size_t) { return ::inotify_add_watch(events, path.c_str(), mask); });
+    if (watch < 0) {
+        return callError(errno, "inotify_add_watch", path);
+    }
+    return watch;
+}
+
 }  // namespace ksw::host::sys

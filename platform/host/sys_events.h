@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 
 #include <poll.h>
 #include <sys/epoll.h>
+#include <sys/inotify.h>
 
 #include "platform/base/unique_fd.h"
 #include "platform/host/sys_call.h"
@@ -38,5 +40,10 @@ Status drainEvent(int fd);
 Result<UniqueFd> timerDescriptor();
 /// Fires once after `delay`; absent disarms it.
 Status armTimer(int fd, std::optional<std::chrono::nanoseconds> delay);
+
+/// A queue of what happens in folders (inotify(7)); non-blocking, read with `read`.
+Result<UniqueFd> folderEvents();
+/// Reports what happens at a path, as `mask` says, from now on. The number under which it is reported.
+Result<int> watchPath(int events, const std::string& path, std::uint32_t mask);
 
 }  // namespace ksw::host::sys

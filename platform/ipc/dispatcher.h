@@ -4,6 +4,7 @@
 #include <atomic>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -22,6 +23,19 @@ struct RequestContext {
     const host::PeerIdentity& peer;
     std::string_view service;   ///< The service's name.
     std::string_view selector;  ///< The method's.
+    /// What the service keeps for the connection; see `keep`.
+    std::shared_ptr<void>& kept;
+
+    /// What the service keeps for this connection: `make()`, a std::shared_ptr<T>, on first use. Released when the
+    /// connection ends, which is also how the service learns of that; it may hold responders of the connection.
+    /// The same T in all of a service's handlers, which use it one at a time.
+    template <class T, class Make>
+    T& keep(Make make) const {
+        if (kept == nullptr) {
+            kept = std::shared_ptr<T>(make());
+        }
+        return *static_cast<T*>(kept.get());
+    }
 };
 
 /// The handlers of one service. Filled before the server starts, constant afterwards.

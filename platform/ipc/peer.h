@@ -29,8 +29,8 @@ struct PendingRequest {
     Data frame;  ///< The answer, while it is made.
 
     // Guarded by the peer.
-    Instant due{};
-    bool isOver = false;  ///< Answered, by whomever.
+    std::optional<Instant> due;  ///< Absent: it may wait for ever.
+    bool isOver = false;         ///< Answered, by whomever.
     PendingRequest* previous = nullptr;
     PendingRequest* next = nullptr;
 
@@ -107,8 +107,9 @@ private:
     std::atomic<std::uint32_t> events_{0};     // not yet handled, and whether a thread is at it
     std::atomic<Instant::rep> frameSince_{0};  // last progress of a frame that has begun; 0: none
 
-    Stream stream_;            // received from by the working thread; sent to and closed under the mutex
-    std::size_t missing_ = 0;  // of the frame that has begun; the working thread's
+    Stream stream_;               // received from by the working thread; sent to and closed under the mutex
+    std::size_t missing_ = 0;     // of the frame that has begun; the working thread's
+    std::shared_ptr<void> kept_;  // the service's own, until the connection ends; the working thread's
 
     std::mutex mutex_;  // guards all below; held by whoever calls the sending functions
     bool isClosed_ = false;

@@ -155,7 +155,7 @@ Peer::Arrived Peer::serve(const Frame& frame, bool& isInBatch) {
     }
     const bool isCovered = frame.body.size() <= kUnchargedBody || request->charge.tryResize(frame.body.size());
     PendingAnswer answer(std::move(request));
-    const RequestContext context{identity_, service_.name, selector};
+    const RequestContext context{identity_, service_.name, selector, kept_};
     if (!isRequest) {
         answer.refuse(static_cast<std::int64_t>(Refusal::ArgumentsInvalid),
                       "request: [selector, [arguments]] expected");
@@ -171,6 +171,7 @@ Peer::Arrived Peer::serve(const Frame& frame, bool& isInBatch) {
 }
 
 std::unique_ptr<PendingRequest> Peer::begin(const Frame& frame, Patience patience, bool isInBatch) {
+    const std::optional<std::chrono::milliseconds> time = core_->timeFor(patience);
     std::unique_ptr<PendingRequest> request;
     {
         const Lock lock(mutex_);
@@ -184,7 +185,7 @@ std::unique_ptr<PendingRequest> Peer::begin(const Frame& frame, Patience patienc
         }
         request->peer = shared_from_this();
         request->serial = frame.header.serial;
-        request->due = coarseNow() + core_->timeFor(patience);
+        request->due = time ? std::optional(coarseNow() + *time) : std::nullopt;
         request->isOver = false;
         request->previous = nullptr;
         request->next = first_;
@@ -197,7 +198,9 @@ std::unique_ptr<PendingRequest> Peer::begin(const Frame& frame, Patience patienc
             batcher_ = std::this_thread::get_id();
         }
     }
-    core_->startTicking();
+    if (time) {
+        core_->startTicking();
+    }
     return request;
 }
 
@@ -250,6 +253,7 @@ void Peer::close() {
         outCharge_.resize(0);
         stream_.close();
     }
+    kept_.reset();  // may hold requests of this peer, which keep it alive
     core_->connectionEnded(identity_.uid());
     core_->remove(key_);
 }

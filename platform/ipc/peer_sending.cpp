@@ -179,10 +179,10 @@ std::optional<Instant> Peer::expire(Instant now) {
     const auto consider = [&](Instant instant) { next = next ? std::min(*next, instant) : instant; };
     for (PendingRequest* request = first_; request != nullptr;) {
         PendingRequest* const following = request->next;
-        if (request->due > now) {
-            consider(request->due);
-        } else if (Data frame;
-                   encodeRefusal(static_cast<std::int64_t>(Refusal::TooLate), "the server took too long", frame)) {
+        if (request->due && *request->due > now) {
+            consider(*request->due);
+        } else if (Data frame; request->due && encodeRefusal(static_cast<std::int64_t>(Refusal::TooLate),
+                                                             "the server took too long", frame)) {
             finish(*request, FrameKind::Refusal, frame);
         }
         request = following;

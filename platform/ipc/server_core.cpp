@@ -50,14 +50,14 @@ ServerCounters ServerCore::counters() const {
     return {served.load(), refused.load(), dropped.load(), quotaHits.load() + quotas.hits(), quotas.connections()};
 }
 
-std::chrono::milliseconds ServerCore::timeFor(Patience patience) const {
+std::optional<std::chrono::milliseconds> ServerCore::timeFor(Patience patience) const {
     switch (patience) {
         case Patience::LaunchQuestion:
             return limits.launchQuestion;
         case Patience::Long:
             return limits.longRequest;
         case Patience::Unbounded:
-            return std::chrono::milliseconds::max();
+            return std::nullopt;
         case Patience::Ordinary:
             break;
     }

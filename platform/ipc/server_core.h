@@ -46,7 +46,8 @@ public:
     std::atomic<std::uint64_t> quotaHits{0};  // those that `quotas` does not count itself
     ServerCounters counters() const;
 
-    std::chrono::milliseconds timeFor(Patience patience) const;
+    /// How long a request may take; absent: for ever.
+    std::optional<std::chrono::milliseconds> timeFor(Patience patience) const;
 
     // Peers, by the key under which their events come.
 
