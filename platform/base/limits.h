@@ -20,6 +20,8 @@ inline constexpr std::size_t kBufferAheadMax = 64 * kKiB;
 inline constexpr std::size_t kSelectorMax = 256;
 /// A distributed notification, in bytes.
 inline constexpr std::size_t kNotificationMax = 64 * kKiB;
+/// Names of notifications that one connection observes: a process observes a handful.
+inline constexpr std::size_t kNotificationNamesMax = 64;
 
 // Decoding.
 /// Nesting of CBOR, property lists and archives in archives, together.

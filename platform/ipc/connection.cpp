@@ -48,7 +48,10 @@ struct Connection::State {
     /// Sends an encoded call, dialling first where that is due. The link to wait on.
     Result<std::shared_ptr<Link>> send(Call& call);
     Status dialLink();
-    bool mayDial() const { return !wasReached || connection.options_.redial == Redial::AfterInterruption; }
+    bool mayDial() const {
+        return !hasEnded && (!wasReached || connection.options_.redial == Redial::AfterInterruption);
+    }
+    void end();
 
     // Constant after construction.
     const Connection& connection;
@@ -59,7 +62,16 @@ struct Connection::State {
     std::mutex sending;  // guards all below, and is held while a request is written
     std::shared_ptr<Link> link;
     bool wasReached = false;
+    bool hasEnded = false;
 };
+
+void Connection::State::end() {
+    const std::lock_guard lock(sending);
+    hasEnded = true;
+    if (link != nullptr) {
+        link->end(Error(ConnectionError::Invalidated, "the connection has ended"));
+    }
+}
 
 Status Connection::State::dialLink() {
     Result<ServicePlace> place =
@@ -122,10 +134,12 @@ Connection::~Connection() {
         return;
     }
     const std::unique_ptr<State> owner(state);
-    if (state->link != nullptr) {
-        state->link->end(Error(ConnectionError::Invalidated, "the connection has ended"));
-    }
+    state->end();
     state->queue->stop();
+}
+
+void Connection::end() {
+    current().end();
 }
 
 const std::string& Connection::serviceName() const {

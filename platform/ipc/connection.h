@@ -60,6 +60,10 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
+    /// Ends the connection for good, while other threads may still use it: requests in flight fail with
+    /// Invalidated, and so do later ones. Any thread; waits for a request that is being written.
+    void end();
+
     const std::string& serviceName() const;
     const ServiceInterface& interface() const;
 

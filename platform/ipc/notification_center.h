@@ -1,11 +1,12 @@
 // notification_center.h: the distributed notifications that this process observes.
 #pragma once
 
-#include <cstdint>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
 
+#include "platform/ipc/connection.h"
 #include "platform/ipc/notifications.h"
 
 namespace ksw::ipc {
@@ -36,6 +37,7 @@ public:
         friend class NotificationCenter;
         struct Entry;
         explicit Observation(std::shared_ptr<Entry> entry);
+        void end();
         std::shared_ptr<Entry> entry_;
     };
 
@@ -43,20 +45,31 @@ public:
     static NotificationCenter& of(Domain domain);
 
     /// Calls `handler` for each notification of the name from now on. `coalesce` as for a hub, for what comes while
-    /// the centre is suspended. The name has 1 to limits::kSelectorMax bytes. The handler must not throw.
+    /// the centre is suspended. The handler must not throw. The hub, if there is one, knows the name when this
+    /// returns, unless the hub has just come back and the centre is still telling what may have been missed. Blocks
+    /// for no longer than a request to a hub; without a hub it returns at once. Throws std::invalid_argument for a
+    /// name that has not 1 to limits::kSelectorMax bytes. A name that the hub does not take any more
+    /// (limits::kNotificationNamesMax) is a line in the log.
     [[nodiscard]] Observation observe(std::string name, Handler handler, Coalesce coalesce = nullptr);
 
-    /// While suspended no handler is called; of each name one notification is kept, and told on going on.
+    /// While suspended no handler is called; for each observation one notification is kept, and told on going on.
+    /// A handler that runs already may still be running when this returns.
     void setSuspended(bool suspended);
 
     explicit NotificationCenter(Domain domain);
+    /// Ends the thread. Waits for a handler that runs, unless it is that handler which destroys the centre. No
+    /// other thread may be in `observe`.
     ~NotificationCenter();
     NotificationCenter(const NotificationCenter&) = delete;
     NotificationCenter& operator=(const NotificationCenter&) = delete;
 
 private:
     class Inside;
-    std::shared_ptr<Inside> inside_;
+    struct State;
+    Inside& current();
+
+    const Domain domain_;
+    std::atomic<State*> state_{nullptr};  // owned; null before the first use, replaced in a forked child
 };
 
 }  // namespace ksw::ipc

@@ -2,8 +2,10 @@
 // Owns what each observer has not taken yet. Does not listen: that is the server's.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
+#include "platform/ipc/connection.h"
 #include "platform/ipc/dispatcher.h"
 #include "platform/ipc/notifications.h"
 
@@ -13,8 +15,8 @@ namespace ksw::ipc {
 /// notification of a name pending, and one that is posted meanwhile takes its place.
 class NotificationHub {
 public:
-    /// `domain` decides who may post from outside: uid 0 (or the host root's owner), and in a session its own uid.
-    /// `coalesce` may make one of a pending notification and a newer one; without it the newer one stays.
+    /// `domain` decides who may post from outside: uid 0 (or the host root's owner as of now), and in a session its
+    /// own uid. `coalesce` may make one of a pending notification and a newer one; without it the newer one stays.
     explicit NotificationHub(Domain domain, Coalesce coalesce = nullptr);
     ~NotificationHub();
     NotificationHub(const NotificationHub&) = delete;
@@ -26,6 +28,9 @@ public:
     /// Posts in the name of this process. One that is larger than limits::kNotificationMax, or has no name, is
     /// dropped with a line in the log.
     void post(const Notification& notification);
+
+    /// Connections that observe something or wait for it now.
+    std::size_t observers() const;
 
 private:
     class Inside;

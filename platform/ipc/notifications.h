@@ -10,6 +10,7 @@
 
 #include <kestrelwood/values/notification.h>
 
+#include "platform/base/result.h"
 #include "platform/ipc/method.h"
 
 namespace ksw::ipc {
@@ -25,7 +26,17 @@ inline constexpr Method<Reply<std::optional<std::string>, std::optional<Dictiona
 inline constexpr Method<Reply<std::int64_t>(std::optional<std::string>, std::optional<Dictionary>)>
     kPostNotification{3, "postNotification:userInfo:reply:"};
 
-/// Makes one notification of two of a name when an observer has not taken the older one yet.
+/// Makes one notification of two of a name when an observer has not taken the older one yet. It only computes: a
+/// hub's runs under the hub's lock and must not use the hub. What it gives keeps the name; when it is too large for
+/// a notification, the newer one stays.
 using Coalesce = std::function<Notification(const Notification& older, const Notification& newer)>;
+
+/// Whether the name may be a notification's: 1 to limits::kSelectorMax bytes. Error: LimitPassed.
+Status checkNotificationName(std::string_view name);
+/// The same of a whole notification, which has at most limits::kNotificationMax bytes as a reply's body.
+Status checkNotification(const Notification& notification);
+
+/// One of two, by `coalesce` or, without it, the newer.
+Notification coalesced(const Coalesce& coalesce, const Notification& older, const Notification& newer);
 
 }  // namespace ksw::ipc

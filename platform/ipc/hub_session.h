@@ -1,0 +1,59 @@
+// hub_session.h: one connection of an observing process to a hub, from the dialling to its end.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "platform/base/unique_fd.h"
+#include "platform/ipc/connection.h"
+#include "platform/ipc/notifications.h"
+
+namespace ksw::ipc {
+
+/// Wakes the one thread that waits for its descriptor. Any thread rings.
+class Bell {
+public:
+    /// Error: the kernel denies the descriptor.
+    static Result<std::shared_ptr<Bell>> create();
+    explicit Bell(UniqueFd fd) : fd_(std::move(fd)) {}
+
+    int fd() const { return fd_.get(); }
+    void ring();
+    /// The waiting thread's: makes the descriptor unreadable again.
+    void silence();
+
+private:
+    const UniqueFd fd_;
+};
+
+/// Never dials twice: a later hub is a later session, so that no name is taken for observed that another hub was
+/// told. Any thread may call `observe` and `end`; the rest is for one thread. No call blocks for longer than the
+/// hub takes for a request.
+class HubSession {
+public:
+    /// Nothing is dialled yet. `bell` rings when there is something to take.
+    HubSession(Domain domain, std::shared_ptr<Bell> bell);
+
+    /// Tells the hub a name, unless it knows it. Error: the session is over. A name that the hub refuses is none:
+    /// a line in the log says so, and it is not told again.
+    Status observe(const std::string& name);
+    bool hasTold(const std::string& name);
+    /// Asks for the next notification; again when one was taken.
+    void askNext();
+    /// The notification that was asked for, or why none will come any more; absent while neither is known.
+    std::optional<Result<Notification>> takeNext();
+    /// Ends the session; calls that block return.
+    void end() { connection_.end(); }
+
+private:
+    const std::shared_ptr<Bell> bell_;
+    std::mutex mutex_;  // guards both below
+    std::set<std::string> told_;
+    std::optional<Result<Notification>> next_;
+    Connection connection_;  // last: its handlers use the rest
+};
+
+}  // namespace ksw::ipc

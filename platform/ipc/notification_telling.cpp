@@ -1,0 +1,92 @@
+// notification_telling.cpp: what a centre's thread tells its observations, and what it holds back meanwhile.
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/ipc/notification_center_inside.h"
+
+namespace ksw::ipc {
+
+/// After a hub went away and one was reached again: each name, once.
+void NotificationCenter::Inside::tellMissed() {
+    std::vector<std::string> names;
+    {
+        const Lock lock(mutex_);
+        if (!std::exchange(mayHaveMissed_, false)) {
+            return;
+        }
+        for (const std::shared_ptr<Entry>& entry : entries_) {
+            if (std::find(names.begin(), names.end(), entry->name) == names.end()) {
+                names.push_back(entry->name);
+            }
+        }
+    }
+    for (std::string& name : names) {
+        deliver({std::move(name), std::nullopt});
+    }
+}
+
+void NotificationCenter::Inside::deliver(const Notification& notification) {
+    std::vector<std::shared_ptr<Entry>> interested;
+    {
+        const Lock lock(mutex_);
+        std::copy_if(entries_.begin(), entries_.end(), std::back_inserter(interested),
+                     [&](const std::shared_ptr<Entry>& entry) { return entry->name == notification.name; });
+    }
+    for (const std::shared_ptr<Entry>& entry : interested) {
+        if (isHeld(*entry) || !tell(*entry, notification)) {
+            hold(entry, notification);
+        }
+    }
+    tellHeld();
+}
+
+/// Runs the handler, unless the observation is over. False: the centre is suspended.
+bool NotificationCenter::Inside::tell(Entry& entry, const Notification& notification) {
+    {
+        const Lock lock(mutex_);
+        if (isSuspended_) {
+            return false;
+        }
+        if (entry.isOver || isStopping_) {
+            return true;
+        }
+        running_ = &entry;
+    }
+    changed_.notify_all();
+    entry.handler(notification);
+    {
+        const Lock lock(mutex_);
+        running_ = nullptr;
+    }
+    changed_.notify_all();
+    return true;
+}
+
+bool NotificationCenter::Inside::isHeld(const Entry& entry) const {
+    return std::any_of(held_.begin(), held_.end(), [&](const Held& held) { return held.entry.get() == &entry; });
+}
+
+void NotificationCenter::Inside::hold(const std::shared_ptr<Entry>& entry, const Notification& notification) {
+    const auto held = std::find_if(held_.begin(), held_.end(), [&](const Held& one) { return one.entry == entry; });
+    if (held != held_.end()) {
+        held->notification = coalesced(entry->coalesce, held->notification, notification);
+        return;
+    }
+    auto over = held_.end();
+    {
+        const Lock lock(mutex_);
+        over =
+            std::stable_partition(held_.begin(), held_.end(), [](const Held& one) { return !one.entry->isOver; });
+    }
+    held_.erase(over, held_.end());  // not under the lock: their handlers may end here
+    held_.push_back({entry, notification});
+}
+
+void NotificationCenter::Inside::tellHeld() {
+    while (!held_.empty() && tell(*held_.front().entry, held_.front().notification)) {
+        held_.erase(held_.begin());
+    }
+}
+
+}  // namespace ksw::ipc
