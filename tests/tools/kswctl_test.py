@@ -4,54 +4,18 @@ import json
 import os
 import pathlib
 import plistlib
-import shutil
-import subprocess
 import sys
-import tempfile
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
-from live_daemon import BINARY_DIR, SOURCE_DIR, LiveDaemon, program  # noqa: E402
+from live_daemon import EVERY_USER, ITEM_KEYS, SOURCE_DIR, LiveDaemon, WithDaemon, WithFolder  # noqa: E402
 
-EVERY_USER = 4294967294
-NOBODY = 65534
 JOBS = SOURCE_DIR / "examples" / "jobs"
-ITEM_KEYS = [
-    "uuid", "identifier", "name", "developerName", "type", "typeText", "flags", "flagsText", "disposition",
-    "dispositionText", "url", "executablePath", "programArguments", "generation", "uid",
-]  # fmt: skip
 VERDICT_KEYS = ["identifier", "launchable", "disposition", "dispositionText", "haveLWCR"]
 JOB_VERBS = ["register", "unregister", "may-load"]
-VERBS = ["users", *JOB_VERBS, "status"]
-
-
-class WithFolder(unittest.TestCase):
-    """A folder of the test's own for job files."""
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="ksw-jobs-")
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-
-    def job(self, name, form=plistlib.FMT_XML, place="", **keys):
-        path = self.folder / place / f"{name}.plist"
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_bytes(plistlib.dumps({"Label": name, **keys}, fmt=form))
-        return path
-
-
-class WithDaemon(WithFolder):
-    @classmethod
-    def setUpClass(cls):
-        cls.daemon = cls.enterClassContext(LiveDaemon())
-
-    def kswctl(self, *arguments, status=0, **options):
-        done = self.daemon.run("kswctl", *arguments, **options)
-        self.assertEqual(done.returncode, status, f"{arguments}\n{done.stdout}\n{done.stderr}")
-        return done
-
-    def json(self, *arguments, status=0):
-        return json.loads(self.kswctl(*arguments, "--json", status=status).stdout)
+CHANGES = ["enable", "disable", "allow", "disallow", "hide", "unhide"]
+ITEM_VERBS = ["show", "remove", *CHANGES]
+VERBS = ["users", *JOB_VERBS, "status", "list", "add", *ITEM_VERBS, "watch"]
 
 
 class Registering(WithDaemon):
@@ -233,6 +197,12 @@ class AWrongCommandLine(WithDaemon):
         self.assert_usage("frobnicate")
         self.assert_usage("users", "extra")
         self.assert_usage("unregister", job, "--registrar")
+        self.assert_usage("list", "extra")
+        self.assert_usage("watch", "extra")
+        for verb in ["add", *ITEM_VERBS]:
+            self.assert_usage(verb)
+            self.assert_usage(verb, "")
+            self.assert_usage(verb, "one", "two")
         for verb in JOB_VERBS:
             self.assert_usage(verb)
             self.assert_usage(verb, job, "--type", "app")
@@ -243,6 +213,15 @@ class AWrongCommandLine(WithDaemon):
         for uid in ["-1", "4294967295", "4294967296", "root", "1x", "0x1", " 1"]:
             with self.subTest(uid=uid):
                 self.assert_usage("may-load", job, f"--uid={uid}", says="--uid")
+                self.assert_usage("list", f"--uid={uid}", says="--uid")
+
+    def test_refuses_what_is_no_kind(self):
+        for kinds in ["", "bird", "agent,", ",agent", "agent,,daemon", "agent daemon", "Agent", "8"]:
+            with self.subTest(kinds=kinds):
+                self.assert_usage("list", f"--type={kinds}", says="--type")
+
+    def test_refuses_what_is_no_url(self):
+        self.assert_usage("add", "https://example.com/a b", says="is not a URL")
 
     def test_refuses_a_job_outside_its_application(self):
         job = self.job("com.example.outside", Program="/bin/true")
@@ -308,7 +287,8 @@ class WithoutADaemon(WithFolder):
         self.addCleanup(daemon.__exit__)
         job = self.job("com.example.alone", Program="/bin/true")
         for arguments in [["users"], ["status"], *([verb, job] for verb in JOB_VERBS),
-                          ["may-load", job, "--registrar"], ["register", job, "--registrar"]]:  # fmt: skip
+                          ["may-load", job, "--registrar"], ["register", job, "--registrar"], ["list"], ["watch"],
+                          ["add", job], *([verb, "8.com.example.alone"] for verb in ITEM_VERBS)]:  # fmt: skip
             with self.subTest(arguments=arguments):
                 done = daemon.run("kswctl", *arguments)
                 self.assertEqual(done.returncode, 6, done.stderr)
@@ -334,18 +314,6 @@ class WithTheFeatureOff(WithDaemon):
 
 class AnotherUser(WithDaemon):
     """Only uid 0 can act as another user; as an ordinary user there is nobody else to be."""
-
-    def run_as_nobody(self, *arguments):
-        # Copies, because the build folder may be closed to others.
-        for path in [self.folder, self.daemon.root]:
-            path.chmod(0o755)
-        shutil.copy(program("kswctl"), self.folder)
-        library = shutil.copy(BINARY_DIR / "lib" / "libkestrelwood.so.1", self.folder)
-        return subprocess.run(
-            [self.folder / "kswctl", *map(str, arguments)],
-            env=self.daemon.environment() | {"LD_LIBRARY_PATH": str(pathlib.Path(library).parent)},
-            user=NOBODY, group=NOBODY, extra_groups=[], capture_output=True, text=True, timeout=60,
-        )  # fmt: skip
 
     def test_may_not_register_for_others_nor_for_the_system(self):
         if os.getuid() != 0:

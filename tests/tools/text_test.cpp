@@ -34,6 +34,10 @@ TEST(PrintableText, DoublesTheBackslashSoThatNoEscapeCanBeForged) {
     EXPECT_EQ(printable("\\x1b"), "\\\\x1b");
 }
 
+TEST(PrintableText, KeepsTheBackslashOfWhatIsEscapedAlready) {
+    EXPECT_EQ(printable("\\x1b\x1b", kswctl::Backslash::Kept), "\\x1b\\x1b");
+}
+
 TEST(PrintableText, EscapesBytesThatAreNotUtf8) {
     EXPECT_EQ(printable("\xff"), "\\xff");
     EXPECT_EQ(printable("\x9b"), "\\x9b");                             // a continuation without a lead

@@ -65,6 +65,25 @@ std::optional<ExitStatus> complainWhenSilent(ksw::ServiceConnection* connection)
     return status != nullptr ? std::optional(*status) : std::nullopt;
 }
 
+ExitStatus complainOf(const std::optional<ksw::Error>& error, ksw::ServiceConnection* connection) {
+    if (error && error->domain() == KSWErrorDomain) {
+        complain(KSWErrorString(error->code()));
+        return exitStatusOfCode(error->code());
+    }
+    if (const auto status = complainWhenSilent(connection)) {
+        return *status;
+    }
+    complain(error ? error->description() : "the daemon gave no answer");
+    return ExitStatus::Failed;
+}
+
+std::int64_t resultCodeOf(const std::optional<ksw::Error>& error) {
+    if (!error) {
+        return KSWErrorNone;
+    }
+    return error->domain() == KSWErrorDomain ? error->code() : KSWErrorGeneric;
+}
+
 ExitStatus exitStatusOfCode(std::int64_t code) {
     switch (code) {
         case KSWErrorNone:

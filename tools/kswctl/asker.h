@@ -40,6 +40,12 @@ std::variant<ksw::Dictionary, ExitStatus> countersOrComplaint(ksw::ServiceConnec
 /// For a request that failed: as above, but absent when the server answers and the failure has another reason.
 std::optional<ExitStatus> complainWhenSilent(ksw::ServiceConnection* connection);
 
+/// For a request whose error may be absent: says on standard error why it failed, and the status that follows.
+ExitStatus complainOf(const std::optional<ksw::Error>& error, ksw::ServiceConnection* connection);
+
+/// What an error is as a result code: its own when it is the daemon's, -1 for any other, 0 for none.
+std::int64_t resultCodeOf(const std::optional<ksw::Error>& error);
+
 /// The exit status that a result code stands for, -1 aside, which a lost connection shares.
 ExitStatus exitStatusOfCode(std::int64_t code);
 

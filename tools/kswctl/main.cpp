@@ -18,6 +18,23 @@ kswctl::ExitStatus run(const kswctl::Options& options) {
             return kswctl::askWhetherJobMayLoad(options);
         case kswctl::Verb::Status:
             return kswctl::showStatus(options);
+        case kswctl::Verb::List:
+            return kswctl::listItems(options);
+        case kswctl::Verb::Show:
+            return kswctl::showItem(options);
+        case kswctl::Verb::Add:
+            return kswctl::addItem(options);
+        case kswctl::Verb::Remove:
+            return kswctl::removeItem(options);
+        case kswctl::Verb::Enable:
+        case kswctl::Verb::Disable:
+        case kswctl::Verb::Allow:
+        case kswctl::Verb::Disallow:
+        case kswctl::Verb::Hide:
+        case kswctl::Verb::Unhide:
+            return kswctl::changeItem(options);
+        case kswctl::Verb::Watch:
+            return kswctl::watchItems(options);
     }
     return kswctl::ExitStatus::Failed;
 }

@@ -2,12 +2,12 @@
 
 #include <charconv>
 #include <iostream>
-#include <map>
 #include <string_view>
 
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include "tools/kswctl/kinds.h"
 #include "tools/kswctl/text.h"
 
 namespace kswctl {
@@ -19,11 +19,20 @@ constexpr const char* kExitStatuses =
     "Exit status: 0 done or launchable, 1 failed, 2 wrong usage, 4 no such item,\n"
     "5 not permitted or not launchable, 6 no daemon answers.";
 
-const std::map<std::string, KSWItemType>& kinds() {
-    static const std::map<std::string, KSWItemType> table{
-        {"agent", KSWItemTypeAgent}, {"daemon", KSWItemTypeDaemon}, {"login-item", KSWItemTypeLoginItem}};
-    return table;
-}
+constexpr const char* kItemNote =
+    "ITEM is an identifier or a UUID, or the beginning of one that begins no other.\n\n";
+
+constexpr const char* kChangeNote =
+    "ITEM is an identifier or a UUID, or the beginning of one that begins no other.\n"
+    "The answer's code is -93 when the change was stored, 0 when there was nothing to change.\n\n";
+
+constexpr const char* kAddNote =
+    "URL is a URL with its scheme, or the path of a file. An item that is there already is enabled.\n\n";
+
+constexpr const char* kWatchNote =
+    "Standard error says \"kswctl: watching\" once every later change will be told. Ends with SIGINT or SIGTERM,\n"
+    "or when nobody reads any more; a daemon that goes away is waited for. With --json a line is an object with\n"
+    "\"change\" (\"added\", \"removed\" or \"changed\"), \"item\" and, when it changed, \"before\".\n\n";
 
 std::optional<ksw::Uid> uidFromText(std::string_view text) {
     if (text == "system") {
@@ -38,27 +47,42 @@ std::optional<ksw::Uid> uidFromText(std::string_view text) {
     return uid;
 }
 
+/// What a verb needs to be told.
+enum class Takes { Nothing, Job, JobAndRoad, User, Kinds, Item, Location };
+
 /// One verb's place in the command line.
 struct VerbRow {
     Verb verb;
     const char* name;
     const char* help;
-    bool aboutJob;
-    bool choosesRoad;
+    Takes takes;
+    const char* note = "";
 };
 
 constexpr VerbRow kVerbs[] = {
-    {Verb::Users, "users", "List the users that the daemon holds items for", false, false},
-    {Verb::Register, "register", "Register a job", true, true},
-    {Verb::Unregister, "unregister", "Withdraw a job's registration", true, false},
-    {Verb::MayLoad, "may-load", "Ask whether a job may load", true, true},
-    {Verb::Status, "status", "Show whether the daemon answers, and its counters", false, false},
+    {Verb::List, "list", "List a user's items, and the system's", Takes::Kinds},
+    {Verb::Show, "show", "Show all that is recorded of an item", Takes::Item, kItemNote},
+    {Verb::Watch, "watch", "Print a line for each change of a user's items", Takes::User, kWatchNote},
+    {Verb::Add, "add", "Have a file opened at login", Takes::Location, kAddNote},
+    {Verb::Remove, "remove", "Remove an item's record", Takes::Item, kItemNote},
+    {Verb::Enable, "enable", "Turn an item on", Takes::Item, kChangeNote},
+    {Verb::Disable, "disable", "Turn an item off", Takes::Item, kChangeNote},
+    {Verb::Allow, "allow", "Let an item launch", Takes::Item, kChangeNote},
+    {Verb::Disallow, "disallow", "Keep an item from launching", Takes::Item, kChangeNote},
+    {Verb::Hide, "hide", "Have an item launch out of sight", Takes::Item, kChangeNote},
+    {Verb::Unhide, "unhide", "Have an item launch in sight", Takes::Item, kChangeNote},
+    {Verb::Users, "users", "List the users that the daemon holds items for", Takes::Nothing},
+    {Verb::Register, "register", "Register a job", Takes::JobAndRoad},
+    {Verb::Unregister, "unregister", "Withdraw a job's registration", Takes::Job},
+    {Verb::MayLoad, "may-load", "Ask whether a job may load", Takes::JobAndRoad},
+    {Verb::Status, "status", "Show whether the daemon answers, and its counters", Takes::Nothing},
 };
 
 /// What CLI11 fills, as text where the text still has to be judged.
 struct Raw {
     Options options;
     std::string kind = "agent";
+    std::optional<std::string> kinds;
     std::optional<std::string> uid;
     bool registrar = false;
 };
@@ -69,10 +93,37 @@ void addJobOptions(CLI::App& verb, Raw& raw, bool choosesRoad) {
                     "The application that carries the job; without it the job is a legacy one");
     verb.add_option("--type", raw.kind, "agent, daemon or login-item (default: agent)")
         ->check(CLI::IsMember({"agent", "daemon", "login-item"}));
-    verb.add_option("--uid", raw.uid, "The user concerned, or \"system\" (default: the calling user)");
     if (choosesRoad) {
         verb.add_flag("--registrar", raw.registrar, "Ask the daemon's registrar instead of its manager");
     }
+}
+
+/// CLI11's form of a check: the complaint, or nothing.
+std::string complaintIfEmpty(const std::string& text) {
+    return text.empty() ? "must not be empty" : "";
+}
+
+void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
+    switch (takes) {
+        case Takes::Nothing:
+            return;
+        case Takes::Job:
+        case Takes::JobAndRoad:
+            addJobOptions(verb, raw, takes == Takes::JobAndRoad);
+            break;
+        case Takes::User:
+            break;
+        case Takes::Kinds:
+            verb.add_option("--type", raw.kinds, "Kinds, with commas between (default: all): " + kindNames());
+            break;
+        case Takes::Item:
+            verb.add_option("ITEM", raw.options.item, "The item")->required()->check(complaintIfEmpty);
+            break;
+        case Takes::Location:
+            verb.add_option("URL", raw.options.location, "The file")->required()->check(complaintIfEmpty);
+            break;
+    }
+    verb.add_option("--uid", raw.uid, "The user concerned, or \"system\" (default: the calling user)");
 }
 
 void addVerbs(CLI::App& app, Raw& raw) {
@@ -80,11 +131,9 @@ void addVerbs(CLI::App& app, Raw& raw) {
         CLI::App* verb = app.add_subcommand(row.name, row.help);
         verb->set_version_flag("--version", kVersion, "Print the version and exit");
         verb->add_flag("--json", raw.options.json, "Print JSON for programs");
-        verb->footer(kExitStatuses);
+        verb->footer(std::string(row.note) + kExitStatuses);
         verb->callback([&raw, id = row.verb] { raw.options.verb = id; });
-        if (row.aboutJob) {
-            addJobOptions(*verb, raw, row.choosesRoad);
-        }
+        addOptions(*verb, raw, row.takes);
     }
 }
 
@@ -95,8 +144,13 @@ ExitStatus wrongUsage(std::string_view text) {
 }
 
 std::variant<Options, ExitStatus> judged(Raw raw) {
-    raw.options.kind = kinds().at(raw.kind);
+    raw.options.kind = kindNamed(raw.kind).value();
     raw.options.road = raw.registrar ? Road::Registrar : Road::Manager;
+    const std::optional<KSWItemType> kinds = raw.kinds ? kindsNamed(*raw.kinds) : KSWItemTypeAll;
+    if (!kinds) {
+        return wrongUsage("--type: '" + *raw.kinds + "' names something else than " + kindNames());
+    }
+    raw.options.kinds = *kinds;
     const std::optional<ksw::Uid> uid = raw.uid ? uidFromText(*raw.uid) : getuid();
     if (!uid) {
         return wrongUsage("--uid: '" + *raw.uid + "' is neither a uid from 0 to 4294967294 nor \"system\"");

@@ -12,20 +12,42 @@
 
 namespace kswctl {
 
-enum class Verb { Users, Register, Unregister, MayLoad, Status };
+enum class Verb {
+    Users,
+    Register,
+    Unregister,
+    MayLoad,
+    Status,
+    List,
+    Show,
+    Add,
+    Remove,
+    Enable,
+    Disable,
+    Allow,
+    Disallow,
+    Hide,
+    Unhide,
+    Watch,
+};
 
 /// Which service of the daemon is asked.
 enum class Road { Manager, Registrar };
 
-/// What the command line asks for. `job` to `road` count for the verbs that are about one job only.
+/// What the command line asks for. A field counts for the verbs that it is about.
 struct Options {
     Verb verb = Verb::Status;
     bool json = false;
+    ksw::Uid uid = 0;
+    // The verbs about a job.
     std::string job;
     std::optional<std::string> app;
     KSWItemType kind = KSWItemTypeAgent;
-    ksw::Uid uid = 0;
     Road road = Road::Manager;
+    // The verbs about records.
+    KSWItemType kinds = KSWItemTypeAll;  ///< The mask of what to list.
+    std::string item;                    ///< The beginning of an identifier or UUID; never empty.
+    std::string location;                ///< A URL, or the path of a file.
 };
 
 /// Reads the command line. An exit status when there is nothing to do any more: help or version was printed,

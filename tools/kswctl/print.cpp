@@ -13,6 +13,13 @@ namespace {
 
 using Row = std::vector<std::string>;
 
+constexpr int kOnOneLine = -1;  // the JSON library's word for it
+
+/// ASCII only: no byte of an item comes through as a terminal's command.
+std::string json(const Record& record, int indent) {
+    return record.dump(indent, ' ', /*ensure_ascii=*/true, Record::error_handler_t::replace);
+}
+
 std::string cell(const Record& value) {
     if (value.is_null()) {
         return "-";
@@ -71,9 +78,13 @@ void printRows(const std::vector<Row>& rows) {
 
 }  // namespace
 
+std::string compactJson(const Record& record) {
+    return json(record, kOnOneLine);
+}
+
 void print(const Record& record, Form form) {
     if (form == Form::Json) {
-        std::cout << record.dump(2, ' ', /*ensure_ascii=*/true, Record::error_handler_t::replace) << '\n';
+        std::cout << json(record, /*indent=*/2) << '\n';
         return;
     }
     std::vector<Row> rows;

@@ -4,6 +4,7 @@
 #include <string>
 #include <variant>
 
+#include <kestrelwood/KSWErrors.h>
 #include <kestrelwood/KSWTypes.h>
 
 #include "tools/kswctl/record.h"
@@ -47,6 +48,11 @@ struct AsRecord {
     }
 };
 
+/// Records of the system are kept together with their containers.
+bool belongsToSystem(const KSWItem& item) {
+    return item.hasGlobalDataType() || item.containsDaemon();
+}
+
 }  // namespace
 
 Record recordOf(const ksw::Value& value) {
@@ -83,8 +89,21 @@ Record recordOf(const KSWItem* item, ksw::Uid uid) {
         {"executablePath", orNull(item->executablePath())},
         {"programArguments", orNull(item->programArguments())},
         {"generation", item->generation()},
-        {"uid", item->hasGlobalDataType() ? ksw::kEveryUser : uid},
+        {"uid", belongsToSystem(*item) ? ksw::kEveryUser : uid},
     });
+}
+
+Record listedRecordOf(const KSWItem& item, ksw::Uid uid) {
+    Record record = recordOf(&item, uid);
+    const KSWItem::Pointer container = item.container();
+    record["container"] = container != nullptr ? orNull(container->identifier()) : Record(nullptr);
+    return record;
+}
+
+Record answerRecord(std::int64_t code, const KSWItem* item, ksw::Uid uid, std::string_view message) {
+    return Record::object({{"code", code},
+                           {"message", message.empty() ? KSWErrorString(code) : std::string(message)},
+                           {"item", recordOf(item, uid)}});
 }
 
 }  // namespace kswctl

@@ -8,28 +8,12 @@
 #include <kestrelwood/KSWTypes.h>
 
 #include "tools/kswctl/job_file.h"
+#include "tools/kswctl/place.h"
 
 namespace kswctl {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// The absolute path without links in the folders above it. The last component stays as it is, so that an item
-/// keeps its place when its file is a link, and when the file is gone.
-fs::path settled(const std::string& path) {
-    std::error_code problem;
-    fs::path whole = fs::absolute(path, problem).lexically_normal();
-    if (!whole.has_filename()) {
-        whole = whole.parent_path();
-    }
-    const fs::path folder = fs::weakly_canonical(whole.parent_path(), problem);
-    return problem ? whole : folder / whole.filename();
-}
-
-bool isDirectory(const std::string& path) {
-    std::error_code problem;
-    return fs::is_directory(path, problem);
-}
 
 Complaint usage(std::string text) {
     return {ExitStatus::Usage, std::move(text)};

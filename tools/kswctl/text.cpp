@@ -61,9 +61,8 @@ bool within(std::uint32_t value, std::uint32_t first, std::uint32_t last) {
 }
 
 bool mayMislead(std::uint32_t value) {
-    return value < 0x20 || within(value, 0x7F, 0x9F) || value == '\\' || value == 0x61C ||
-           within(value, 0x200E, 0x200F) || within(value, 0x2028, 0x202E) || within(value, 0x2066, 0x2069) ||
-           value == 0xFEFF;
+    return value < 0x20 || within(value, 0x7F, 0x9F) || value == 0x61C || within(value, 0x200E, 0x200F) ||
+           within(value, 0x2028, 0x202E) || within(value, 0x2066, 0x2069) || value == 0xFEFF;
 }
 
 void appendEscape(std::string& out, std::uint32_t value) {
@@ -74,7 +73,7 @@ void appendEscape(std::string& out, std::uint32_t value) {
 
 }  // namespace
 
-std::string printable(std::string_view text) {
+std::string printable(std::string_view text, Backslash backslash) {
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
@@ -83,7 +82,7 @@ std::string printable(std::string_view text) {
             std::array<char, 8> buffer{};
             std::snprintf(buffer.data(), buffer.size(), "\\x%02x", static_cast<unsigned>(text[0]) & 0xFFU);
             out += buffer.data();
-        } else if (next.value == '\\') {
+        } else if (next.value == '\\' && backslash == Backslash::Doubled) {
             out += "\\\\";
         } else if (mayMislead(next.value)) {
             appendEscape(out, next.value);

@@ -6,10 +6,13 @@
 
 namespace kswctl {
 
+/// Whether a backslash of the text is written as two. One that is kept may be that of an escape.
+enum class Backslash { Doubled, Kept };
+
 /// The text with everything that a terminal could obey or that could mislead a reader written as an escape:
 /// control characters, line and paragraph separators, marks of writing direction, bytes that are not UTF-8, and
 /// the backslash itself, so that an escape cannot be forged. The rest stays as it is.
-std::string printable(std::string_view text);
+std::string printable(std::string_view text, Backslash backslash = Backslash::Doubled);
 
 /// Writes "kswctl: TEXT" and a line break to standard error, TEXT made printable.
 void complain(std::string_view text);

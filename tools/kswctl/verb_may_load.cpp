@@ -62,7 +62,7 @@ ExitStatus askWhetherJobMayLoad(const Options& options) {
                           {"disposition", bits},
                           {"dispositionText", KSWDispositionDescription(bits)},
                           {"haveLWCR", LWCR.has_value()}}),
-          options.json ? Form::Json : Form::Table);
+          formOf(options));
     return launchable ? ExitStatus::Done : ExitStatus::NotPermitted;
 }
 

@@ -33,10 +33,6 @@ ExitStatus refused(const Complaint& complaint) {
     return complaint.status;
 }
 
-Form formOf(const Options& options) {
-    return options.json ? Form::Json : Form::Table;
-}
-
 }  // namespace
 
 ExitStatus registerJob(const Options& options) {
@@ -47,9 +43,7 @@ ExitStatus registerJob(const Options& options) {
     const Asker asker(options.road);
     std::shared_ptr<KSWItem> item;
     const std::int64_t code = asker.registerItem(std::get<Subject>(outcome), &item);
-    print(Record::object(
-              {{"code", code}, {"message", KSWErrorString(code)}, {"item", recordOf(item.get(), options.uid)}}),
-          formOf(options));
+    print(answerRecord(code, item.get(), options.uid), formOf(options));
     return answered(code, asker);
 }
 

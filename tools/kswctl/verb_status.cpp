@@ -10,7 +10,7 @@ namespace kswctl {
 
 ExitStatus showStatus(const Options& options) {
     ksw::ServiceConnection* connection = KSWManager::shared().connection();
-    const Form form = options.json ? Form::Json : Form::Table;
+    const Form form = formOf(options);
     const auto answer = countersOrComplaint(connection);
     if (const auto* status = std::get_if<ExitStatus>(&answer)) {
         print(Record::object({{"reachable", false}}), form);

@@ -12,4 +12,13 @@ ExitStatus unregisterJob(const Options& options);
 ExitStatus askWhetherJobMayLoad(const Options& options);
 ExitStatus showStatus(const Options& options);
 
+ExitStatus listItems(const Options& options);
+ExitStatus showItem(const Options& options);
+ExitStatus addItem(const Options& options);
+ExitStatus removeItem(const Options& options);
+/// Turn on or off, allow or forbid, hide or show an item, as the verb says.
+ExitStatus changeItem(const Options& options);
+/// Returns when a signal asks for the end, or when what it prints cannot be written any more.
+ExitStatus watchItems(const Options& options);
+
 }  // namespace kswctl

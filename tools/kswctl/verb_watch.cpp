@@ -1,0 +1,82 @@
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <variant>
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include "tools/kswctl/descriptor.h"
+#include "tools/kswctl/items.h"
+#include "tools/kswctl/text.h"
+#include "tools/kswctl/verbs.h"
+#include "tools/kswctl/watcher.h"
+
+namespace kswctl {
+namespace {
+
+ExitStatus failedWith(const char* call, int error) {
+    complain(std::string(call) + ": " + std::generic_category().message(error));
+    return ExitStatus::Failed;
+}
+
+/// Signals that ask for the end can be read from the descriptor, by this thread and those that it starts later. A
+/// reader that goes away is an error of writing then, and no signal.
+Descriptor stopSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    Descriptor descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
+    sigaddset(&signals, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return descriptor;
+}
+
+/// Waits for a signal, for a reader of standard output that has gone, and for a line that cannot be written.
+ExitStatus waitForTheEnd(const Descriptor& stop, const Watcher& watcher) {
+    std::array<pollfd, 3> waited{
+        {{stop.number(), POLLIN, 0}, {watcher.failed(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+    while (poll(waited.data(), waited.size(), /*timeout=*/-1) < 0) {
+        if (errno != EINTR) {
+            return failedWith("poll", errno);
+        }
+    }
+    const bool hasFailed = waited[1].revents != 0;
+    const int failure = hasFailed ? watcher.failure() : 0;
+    return failure != 0 && failure != EPIPE ? failedWith("standard output", failure) : ExitStatus::Done;
+}
+
+}  // namespace
+
+ExitStatus watchItems(const Options& options) {
+    // Before the first use of the framework, whose threads inherit which signals are blocked.
+    const Descriptor stop = stopSignals();
+    if (stop.number() < 0) {
+        return failedWith("signalfd", errno);
+    }
+    const auto answer = listOrComplaint(options);
+    if (const auto* status = std::get_if<ExitStatus>(&answer)) {
+        return *status;
+    }
+    const auto& list = std::get<std::shared_ptr<KSWList>>(answer);
+    const std::shared_ptr<Watcher> watcher = Watcher::create(formOf(options), list);
+    if (watcher == nullptr) {
+        return failedWith("eventfd", errno);
+    }
+    list->addListObserver(watcher);
+    // What happened between the list's making and the observer's coming was told to nobody.
+    watcher->listDidChange(list);
+    std::cerr << "kswctl: watching\n";
+    const ExitStatus status = waitForTheEnd(stop, *watcher);
+    list->removeListObserver(watcher);
+    return status;
+}
+
+}  // namespace kswctl
