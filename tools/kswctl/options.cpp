@@ -20,10 +20,10 @@ constexpr const char* kExitStatuses =
     "5 not permitted or not launchable, 6 no daemon answers.";
 
 constexpr const char* kItemNote =
-    "ITEM is an identifier or a UUID, or the beginning of one that begins no other.\n\n";
+    "ITEM is an identifier or a UUID, or so much of its beginning that only one item is meant.\n\n";
 
 constexpr const char* kChangeNote =
-    "ITEM is an identifier or a UUID, or the beginning of one that begins no other.\n"
+    "ITEM is an identifier or a UUID, or so much of its beginning that only one item is meant.\n"
     "The answer's code is -93 when the change was stored, 0 when there was nothing to change.\n\n";
 
 constexpr const char* kAddNote =
