@@ -138,5 +138,36 @@ TEST_F(Listing, HoldsAsManyItemsAsAListMayHaveAndNoMore) {
     EXPECT_EQ(requests_.list(owner_, kJobs, owner_.uid).items.size(), limits::kListItemsMax);
 }
 
+TEST_F(Listing, IsAsLargeAsAReplyMayCarryAndNoLarger) {
+    const ItemPointer developer = newUnknownDeveloper(UUID::random());
+    const auto sized = [](const std::string& label, std::size_t size) {
+        const ItemPointer item = anAgent(label);
+        item->setName(std::string(size, 'x'));
+        return item;
+    };
+    constexpr std::size_t kLarge = 60'000;
+    constexpr std::size_t kSmall = 300;
+    std::vector<ItemRow> rows{rowUnder(nullptr, developer, owner_.uid),
+                              rowUnder(developer, sized("small", kSmall), owner_.uid)};
+    const std::size_t perItem = rowUnder(developer, sized("large.100", kLarge), owner_.uid).record.size();
+    for (std::size_t number = 100; number < 99 + limits::kStringMax / perItem; ++number) {
+        rows.push_back(rowUnder(developer, sized("large." + std::to_string(number), kLarge), owner_.uid));
+    }
+    daemon_.put(rows);
+    const std::size_t left = limits::kStringMax - (*requests_.ask(owner_, kAll, owner_.uid).list)->size();
+    ASSERT_LT(left, limits::kFieldMax - kSmall);
+    const ItemPointer small = copyOf(daemon_.record(owner_.uid, "8.small"));
+    small->setName(std::string(kSmall + left, 'x'));
+    ASSERT_EQ(requests_.update(owner_, small, owner_.uid).code, KSWErrorRecordUpdated);
+    EXPECT_EQ((*requests_.ask(owner_, kAll, owner_.uid).list)->size(), limits::kStringMax);
+    small->setName(std::string(kSmall + left + 1, 'x'));
+    small->setGeneration(1);
+    ASSERT_EQ(requests_.update(owner_, small, owner_.uid).code, KSWErrorRecordUpdated);
+    const host::LogCapture log;
+    EXPECT_EQ(requests_.ask(owner_, kAll, owner_.uid).code, KSWErrorGeneric);
+    EXPECT_THAT(log.at(host::LogLevel::Error),
+                ElementsAre(testing::HasSubstr("has 16777217 bytes, more than a reply may carry")));
+}
+
 }  // namespace
 }  // namespace ksw::daemon::test

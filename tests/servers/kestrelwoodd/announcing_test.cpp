@@ -1,0 +1,174 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+#include "client/protocol/manager_service.h"
+#include "client/protocol/services.h"
+#include "platform/ipc/connection.h"
+#include "platform/ipc/server.h"
+#include "servers/kestrelwoodd/services.h"
+#include "tests/servers/kestrelwoodd/record_requests.h"
+#include "tests/support/environment.h"
+
+namespace ksw::daemon::test {
+namespace {
+
+namespace manager = protocol::manager;
+using protocol::UserDataChange;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+constexpr std::int64_t kDeveloper = 0x20;
+constexpr std::int64_t kAgentKind = 0x8;
+constexpr std::int64_t kDaemonKind = 0x10;
+
+/// What each change says of itself, for those who announce it.
+class AChange : public WithRecords {
+protected:
+    std::vector<UserDataChange> enter(std::string_view label) {
+        return daemon_.enterAgent(owner_, label, owner_.uid).changes;
+    }
+};
+
+TEST_F(AChange, ByRegisteringNamesTheKindAndTheDeveloperThatCame) {
+    EXPECT_THAT(enter("first"), ElementsAre(UserDataChange{owner_.uid, kAgentKind | kDeveloper}));
+    EXPECT_THAT(enter("second"), ElementsAre(UserDataChange{owner_.uid, kAgentKind}));
+    EXPECT_THAT(enter("second"), IsEmpty());
+    Dictionary changed = jobNamed("second");
+    changed[std::string(KSWConfigExecutablePath)] = "/opt/other";
+    const Answer updated =
+        daemon_.ask(&Operations::enter, owner_, kLegacyAgent, kNoURL, jobURL("second"), changed, owner_.uid);
+    EXPECT_THAT(updated.changes, ElementsAre(UserDataChange{owner_.uid, kAgentKind}));
+}
+
+TEST_F(AChange, OfTheSystemsRecordsConcernsEveryUser) {
+    EXPECT_THAT(daemon_.enterDaemon(kRoot, "my.daemon").changes,
+                ElementsAre(UserDataChange{4294967294U, kDaemonKind | kDeveloper}));
+}
+
+TEST_F(AChange, ByUnregisteringNamesTheDeveloperThatWent) {
+    enter("first");
+    enter("second");
+    const auto remove = [this](const char* label) {
+        return daemon_
+            .ask(&Operations::remove, owner_, kLegacyAgent, kNoURL, jobURL(label), kNoConfiguration, owner_.uid)
+            .changes;
+    };
+    EXPECT_THAT(remove("first"), ElementsAre(UserDataChange{owner_.uid, kAgentKind}));
+    EXPECT_THAT(remove("first"), IsEmpty());
+    EXPECT_THAT(remove("second"), ElementsAre(UserDataChange{owner_.uid, kAgentKind | kDeveloper}));
+}
+
+TEST_F(AChange, ByRefreshingIsOneOnlyWhenFactsHaveChanged) {
+    enter("my.agent");
+    const auto refresh = [this](const Dictionary& job) {
+        return daemon_.ask(&Operations::refresh, owner_, kLegacyAgent, kNoURL, jobURL("my.agent"), job, owner_.uid)
+            .changes;
+    };
+    EXPECT_THAT(refresh(jobNamed("my.agent")), IsEmpty());
+    Dictionary changed = jobNamed("my.agent");
+    changed[std::string(KSWConfigExecutablePath)] = "/opt/other";
+    EXPECT_THAT(refresh(changed), ElementsAre(UserDataChange{owner_.uid, kAgentKind}));
+}
+
+TEST_F(AChange, ByAddingAndRemovingNamesTheKindAndTheDeveloper) {
+    const ItemPointer item = anAgent("my.agent");
+    EXPECT_THAT(requests_.add(owner_, item, owner_.uid).changes,
+                ElementsAre(UserDataChange{owner_.uid, kAgentKind | kDeveloper}));
+    EXPECT_THAT(requests_.add(owner_, item, owner_.uid).changes, IsEmpty());
+    EXPECT_THAT(requests_.remove(owner_, item->uuid(), owner_.uid).changes,
+                ElementsAre(UserDataChange{owner_.uid, kAgentKind | kDeveloper}));
+}
+
+TEST_F(AChange, OfASetNamesEachUserOnceWithAllKinds) {
+    const ItemPointer systems = copyOf(daemon_.enterDaemon(kRoot, "my.daemon").item);
+    enter("my.agent");
+    const ItemPointer agent = copyOf(daemon_.record(owner_.uid, "8.my.agent"));
+    const ItemPointer developer = copyOf(daemon_.record(owner_.uid, "Unknown Developer"));
+    EXPECT_THAT(requests_.updateSet(kRoot, {systems, agent, developer}, owner_.uid).changes,
+                UnorderedElementsAre(UserDataChange{owner_.uid, kAgentKind | kDeveloper},
+                                     UserDataChange{kEveryUser, kDaemonKind}));
+    EXPECT_THAT(requests_.updateSet(kRoot, {systems, agent}, owner_.uid).changes, IsEmpty());
+}
+
+TEST_F(AChange, OfADamagedRecordConcernsEveryKind) {
+    enter("damaged");
+    enter("whole");
+    daemon_.damage("UPDATE items SET record = x'00' WHERE identifier = '8.damaged'");
+    EXPECT_THAT(requests_.remove(owner_, "8.damaged", owner_.uid).changes,
+                ElementsAre(UserDataChange{owner_.uid, 0xFFF}));
+}
+
+/// The services on real sockets, and what they announce. An announcement waits until its reply has arrived.
+class TheServicesAnnouncements : public testing::Test {
+protected:
+    TheServicesAnnouncements() : root_("KESTRELWOOD_ROOT", daemon_.folder().path()) {
+        EXPECT_TRUE(server_
+                        .listen(kManagerService, ipc::Domain::System,
+                                managerService(daemon_.operations(),
+                                               [this](const UserDataChange& change) { note(change); }))
+                        .ok());
+        EXPECT_TRUE(server_.start().ok());
+    }
+
+    void note(const UserDataChange& change) {
+        std::unique_lock lock(mutex_);
+        haveComeAfterReplies_ &= changed_.wait_for(lock, std::chrono::seconds(20), [this] { return hasReply_; });
+        announced_.push_back(change);
+        changed_.notify_all();
+    }
+
+    /// Makes a request, and says then that its reply is there.
+    template <class Method, class... A>
+    void request(const Method& method, const A&... arguments) {
+        {
+            const std::lock_guard lock(mutex_);
+            hasReply_ = false;
+        }
+        EXPECT_TRUE(connection_.call(method, arguments...).ok());
+        const std::lock_guard lock(mutex_);
+        hasReply_ = true;
+        changed_.notify_all();
+    }
+
+    /// What has been announced once there are so many.
+    std::vector<UserDataChange> announced(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        EXPECT_TRUE(changed_.wait_for(lock, std::chrono::seconds(20), [&] { return announced_.size() >= count; }));
+        EXPECT_TRUE(haveComeAfterReplies_);
+        return announced_;
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool hasReply_ = false;                  // guarded by mutex_
+    bool haveComeAfterReplies_ = true;       // guarded by mutex_
+    std::vector<UserDataChange> announced_;  // guarded by mutex_
+    DaemonInside daemon_;
+    ksw::test::ScopedVariable root_;
+    ipc::Server server_;
+    ipc::Connection connection_{kManagerService, ipc::managementDaemonOptions(), GetManagerServiceInterface()};
+    const Uid self_ = geteuid();
+};
+
+TEST_F(TheServicesAnnouncements, ComeAfterTheRepliesOfChangesAndOfNothingElse) {
+    const ItemPointer item = anAgent("my.agent");
+    const std::optional<std::string> identifier = item->identifier();
+    request(manager::kAddItem, item, self_);
+    EXPECT_THAT(announced(1), ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}));
+    request(manager::kAddItem, item, self_);
+    request(manager::kGetItemWithIdentifier, identifier, self_);
+    request(manager::kGetItemsMatching, std::int64_t{0xFFF}, self_);
+    request(manager::kUpdateItem, item, kNoUser);
+    request(manager::kUpdateItem, item, self_);
+    EXPECT_THAT(announced(2),
+                ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}, UserDataChange{self_, kAgentKind}));
+}
+
+}  // namespace
+}  // namespace ksw::daemon::test
