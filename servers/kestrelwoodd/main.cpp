@@ -4,6 +4,8 @@
 #include <memory>
 
 #include "client/protocol/services.h"
+#include "client/protocol/user_data_change.h"
+#include "platform/ipc/notification_hub.h"
 #include "platform/ipc/server.h"
 #include "servers/common/command_line.h"
 #include "servers/common/notifier.h"
@@ -21,9 +23,10 @@ constexpr std::string_view kName = "kestrelwoodd";
 constexpr std::string_view kHelp = R"(Usage: kestrelwoodd [--help | --version]
 
 Keeps the records of all background items of this host and answers which of them may launch.
-It serves com.velmont.kestrelwood and com.velmont.kestrelwood.registrar on sockets in
-/run/kestrelwood, which it takes from the service manager or binds itself, and keeps its
-records in /var/lib/kestrelwood/kestrelwood.db. SIGTERM and SIGINT end it.
+It serves com.velmont.kestrelwood and com.velmont.kestrelwood.registrar, and tells whoever
+observes it of changes through notify, on sockets in /run/kestrelwood, which it takes from
+the service manager or binds itself. It keeps its records in
+/var/lib/kestrelwood/kestrelwood.db. SIGTERM and SIGINT end it.
 
   -h, --help     print this and exit
   -V, --version  print the version and exit
@@ -44,25 +47,30 @@ Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder
     return daemon::Registry::load(*std::move(store));
 }
 
-Status startServer(ipc::Server& server, daemon::Operations& operations) {
-    const daemon::Announce announce = [](const protocol::UserDataChange&) {};
-    if (Status listening =
-            server.listen(kManagerService, ipc::Domain::System, managerService(operations, announce));
-        !listening) {
-        return listening;
-    }
-    if (Status listening =
-            server.listen(kRegistrarService, ipc::Domain::System, registrarService(operations, announce));
-        !listening) {
-        return listening;
+Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::NotificationHub& hub) {
+    const daemon::Announce announce = [&hub](const protocol::UserDataChange& change) {
+        hub.post(protocol::notificationOf(change));
+    };
+    struct Service {
+        std::string_view name;
+        ipc::Dispatcher dispatcher;
+    };
+    const Service services[] = {{kManagerService, managerService(operations, announce)},
+                                {kRegistrarService, registrarService(operations, announce)},
+                                {ipc::kNotifyService, hub.service()}};
+    for (const auto& [name, dispatcher] : services) {
+        if (Status listening = server.listen(name, ipc::Domain::System, dispatcher); !listening) {
+            return listening;
+        }
     }
     return server.start();
 }
 
 Status serve(daemon::Registry& registry, servers::StopSignals& stop, const servers::Notifier& notifier) {
     daemon::Operations operations(registry);
+    ipc::NotificationHub hub(ipc::Domain::System, protocol::coalesced);
     ipc::Server server;
-    if (Status started = startServer(server, operations); !started) {
+    if (Status started = startServer(server, operations, hub); !started) {
         return started;
     }
     notifier.ready();

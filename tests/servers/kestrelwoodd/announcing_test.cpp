@@ -9,8 +9,10 @@
 #include "client/protocol/manager_service.h"
 #include "client/protocol/services.h"
 #include "platform/ipc/connection.h"
+#include "platform/ipc/notification_center.h"
 #include "platform/ipc/server.h"
 #include "servers/kestrelwoodd/services.h"
+#include "tests/servers/kestrelwoodd/daemon_process.h"
 #include "tests/servers/kestrelwoodd/record_requests.h"
 #include "tests/support/environment.h"
 
@@ -168,6 +170,69 @@ TEST_F(TheServicesAnnouncements, ComeAfterTheRepliesOfChangesAndOfNothingElse) {
     request(manager::kUpdateItem, item, self_);
     EXPECT_THAT(announced(2),
                 ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}, UserDataChange{self_, kAgentKind}));
+}
+
+/// The program itself, a caller, and an observer on a connection of its own.
+class AnObserverOfKestrelwoodd : public testing::Test {
+protected:
+    AnObserverOfKestrelwoodd() : daemon_(host_.startReady()) {}
+
+    std::int64_t update() {
+        const auto reply = manager_.call(manager::kUpdateItem, item_, self_);
+        item_->setGeneration(item_->generation() + 1);
+        return reply.ok() ? std::get<0>(*reply) : KSWErrorGeneric;
+    }
+    std::int64_t add() {
+        const auto reply = manager_.call(manager::kAddItem, item_, self_);
+        return reply.ok() ? std::get<0>(*reply) : KSWErrorGeneric;
+    }
+
+    DaemonHost host_;
+    const std::unique_ptr<Process> daemon_;
+    ipc::Connection manager_{kManagerService, ipc::managementDaemonOptions(), GetManagerServiceInterface()};
+    const ItemPointer item_ = anAgent("my.agent");
+    const Uid self_ = geteuid();
+};
+
+TEST_F(AnObserverOfKestrelwoodd, IsToldWhoseRecordsHaveChangedAndOfWhichKinds) {
+    ASSERT_NE(daemon_, nullptr);
+    ipc::Connection hub(ipc::kNotifyService, ipc::managementDaemonOptions(), {});
+    const std::optional<std::string> name(protocol::kUserDataDidChange);
+    ASSERT_TRUE(hub.call(ipc::kObserveNotification, name).ok());
+    const auto next = [&hub] {
+        const auto reply = hub.call(ipc::kNextNotification);
+        EXPECT_TRUE(reply.ok());
+        return reply.ok() ? *std::get<1>(*reply) : Dictionary{};
+    };
+    ASSERT_EQ(add(), KSWErrorNone);
+    EXPECT_EQ(next(), (Dictionary{{"uid", Value(self_)}, {"type", Value(kAgentKind | kDeveloper)}}));
+    ASSERT_EQ(add(), KSWErrorRecordExists);
+    ASSERT_EQ(update(), KSWErrorRecordUpdated);
+    EXPECT_EQ(next(), (Dictionary{{"uid", Value(self_)}, {"type", Value(kAgentKind)}}));
+}
+
+TEST_F(AnObserverOfKestrelwoodd, IsToldThroughTheNotificationCenter) {
+    ASSERT_NE(daemon_, nullptr);
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::vector<UserDataChange> told;
+    ipc::NotificationCenter center(ipc::Domain::System);
+    const ipc::NotificationCenter::Observation observation =
+        center.observe(std::string(protocol::kUserDataDidChange), [&](const Notification& notification) {
+            const std::lock_guard lock(mutex);
+            told.push_back(protocol::userDataChangeOf(notification));
+            condition.notify_all();
+        });
+    ASSERT_EQ(add(), KSWErrorNone);
+    // The centre connects on a thread of its own, so the first changes may come too early for it.
+    std::unique_lock lock(mutex);
+    for (int change = 0; change < 200 && told.empty(); ++change) {
+        EXPECT_EQ(update(), KSWErrorRecordUpdated);
+        condition.wait_for(lock, std::chrono::milliseconds(100), [&] { return !told.empty(); });
+    }
+    ASSERT_FALSE(told.empty());
+    EXPECT_EQ(told.front().uid, self_);
+    EXPECT_EQ(told.front().type & kAgentKind, kAgentKind);
 }
 
 }  // namespace
