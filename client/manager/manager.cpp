@@ -8,9 +8,11 @@
 #include "client/protocol/manager_service.h"
 #include "client/protocol/roster_service.h"
 #include "client/protocol/services.h"
+#include "client/protocol/user_data_change.h"
 #include "platform/base/never_destroyed.h"
 #include "platform/host/feature_flags.h"
 #include "platform/host/log.h"
+#include "platform/ipc/notification_center.h"
 #include "platform/ipc/service.h"
 #include "platform/plist/property_list.h"
 
@@ -32,6 +34,15 @@ std::unique_ptr<ksw::ServiceConnection> connectionForMode(std::int64_t mode) {
         default:
             return nullptr;
     }
+}
+
+/// Tells the manager of changes as long as it lives.
+ksw::ipc::NotificationCenter::Handler changeHandler(const std::weak_ptr<KSWManager>& observer) {
+    return [observer](const ksw::Notification& notification) {
+        if (const std::shared_ptr<KSWManager> manager = observer.lock()) {
+            manager->handleUserDataDidChangeNotification(notification);
+        }
+    };
 }
 
 /// A number's low 32 bits as a uid; absent for what is no number.
@@ -63,13 +74,20 @@ KSWManager& KSWManager::sharedRosterManager() {
 }
 
 std::shared_ptr<KSWManager> KSWManager::initWithMode(std::int64_t mode) {
-    return std::shared_ptr<KSWManager>(new KSWManager(mode));
+    std::shared_ptr<KSWManager> manager(new KSWManager(mode));
+    if (manager->state_->isOn) {
+        manager->state_->changes = ksw::ipc::NotificationCenter::of(ksw::ipc::Domain::System)
+                                       .observe(std::string(KSWUserDataDidChangeNotification),
+                                                changeHandler(manager), ksw::protocol::coalesced);
+    }
+    return manager;
 }
 
 KSWManager::KSWManager(std::int64_t mode) : state_(std::make_unique<State>()) {
     if (!ksw::host::isFeatureEnabled("Kestrelwood", "ControlAutomaticAppLaunch", ksw::plist::read)) {
         return;
     }
+    state_->isOn = true;
     state_->mode = mode;
     state_->connection = connectionForMode(mode);
     state_->requester = {ksw::ipc::connectionOf(state_->connection.get()), "KSWManager"};

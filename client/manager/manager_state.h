@@ -9,12 +9,16 @@
 
 #include "client/manager/list_registry.h"
 #include "client/manager/request_frame.h"
+#include "platform/ipc/notification_center.h"
 
 struct KSWManager::State {
     // Constant after construction.
+    bool isOn = false;
     std::int64_t mode = 0;
     std::unique_ptr<ksw::ServiceConnection> connection;
     ksw::client::Requester requester;
 
     ksw::client::ListRegistry lists;
+    /// Last, so that nobody is told of changes while the rest goes.
+    ksw::ipc::NotificationCenter::Observation changes;
 };

@@ -88,6 +88,13 @@ private:
 
 }  // namespace
 
+ItemCopies::~ItemCopies() {
+    for (const Pointer& copy : all) {
+        // Children that own each other in a circle would stay for ever.
+        ItemAccess::fields(*copy).embeddedItems.reset();
+    }
+}
+
 ItemCopies copiesForRequest(const ItemSet& items) {
     return Copier(items).run();
 }

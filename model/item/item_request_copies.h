@@ -9,10 +9,16 @@
 namespace ksw {
 
 /// Copies of items, and of what they are connected with. They have every field that an archive has, flags included.
+/// Owns them all: a copy that is held on to loses its children when this goes.
 struct ItemCopies {
+    ItemCopies() = default;
+    ItemCopies(ItemCopies&&) = default;
+    ItemCopies& operator=(ItemCopies&&) = delete;
+    ~ItemCopies();
+
     /// The copies, in the order of the set.
     std::vector<KSWItem::Pointer> items;
-    /// Owns all copies, their containers among them.
+    /// The same, and their descendants and containers.
     std::vector<KSWItem::Pointer> all;
 };
 

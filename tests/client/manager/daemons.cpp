@@ -140,6 +140,8 @@ ipc::Dispatcher ScriptDaemon::managerMethods() {
                       const std::lock_guard lock(mutex_);
                       responder.answer(records_.empty() ? Dictionary{} : Dictionary{{"somebody", ::getuid()}});
                   });
+    serveLookups(dispatcher);
+    serveChanges(dispatcher);
     return dispatcher;
 }
 

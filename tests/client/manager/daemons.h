@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "client/protocol/manager_service.h"
 #include "client/protocol/registrar_service.h"
@@ -34,7 +35,8 @@ private:
     std::unique_ptr<daemon::test::Process> process_;
 };
 
-/// A few lines that answer what a daemon answers about jobs that are named by their configuration.
+/// A few lines that answer what a daemon answers about jobs that are named by their configuration, and about
+/// records.
 class ScriptDaemon final : public AnyDaemon {
 public:
     void start() override;
@@ -50,6 +52,11 @@ private:
     /// The record; without one, what it would be.
     std::shared_ptr<KSWItem> recordedOrNew(std::int64_t type, const std::optional<URL>& url,
                                            const std::optional<Dictionary>& configuration);
+    void serveLookups(ipc::Dispatcher& dispatcher);
+    void serveChanges(ipc::Dispatcher& dispatcher);
+    std::int64_t add(const std::shared_ptr<KSWItem>& item);
+    std::int64_t update(const std::vector<std::shared_ptr<KSWItem>>& items);
+    std::shared_ptr<KSWItem> withUUID(const std::optional<UUID>& uuid) const;
     ipc::Dispatcher managerMethods();
     ipc::Dispatcher registrarMethods();
 

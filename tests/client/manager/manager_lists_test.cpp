@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include "platform/base/limits.h"
 #include "tests/client/manager/list_daemon.h"
 
 namespace ksw::test {
@@ -87,6 +88,25 @@ TEST_F(AQuery, AnsweredWithWhatIsNoListHandsOutTheReadersError) {
         EXPECT_EQ(error_.value().domain(), kFormatErrorDomain);
     }
     EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(AQuery, HasRoomForAsManyItemsAsAListMayHave) {
+    Items items;
+    for (std::size_t number = 0; number < limits::kListItemsMax; ++number) {
+        items.push_back(itemNamed("8." + std::to_string(number)));
+    }
+    daemon_.has(items);
+    const auto list = manager_->getItemsMatching(8, 501, &error_);
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->count(), limits::kListItemsMax);
+    EXPECT_TRUE(list->refresh());
+    EXPECT_EQ(list->indexOfItem(items.back()), limits::kListItemsMax - 1);
+    items.push_back(itemNamed("8.one-more"));
+    daemon_.has(items);
+    EXPECT_EQ(manager_->getItemsMatching(8, 501, &error_), nullptr);
+    EXPECT_EQ(error_, Error(FormatError::LimitPassed, "root: items: more than 16384"));
+    EXPECT_FALSE(list->refresh());
+    EXPECT_EQ(list->count(), limits::kListItemsMax);
 }
 
 TEST_F(AQuery, AnsweredWithNothingHandsOutNoError) {

@@ -18,6 +18,10 @@ using ::testing::IsEmpty;
 
 struct Special : KSWItem {};
 
+struct Observer : KSWListObserver {
+    void listDidChange(const std::shared_ptr<KSWList>&) override {}
+};
+
 /// A host without servers.
 class AProgramOutside : public ::testing::Test {
 protected:
@@ -155,6 +159,63 @@ TEST_F(AProgramOutside, AsksARegistrar) {
     std::optional<ksw::Error> error;
     EXPECT_EQ(registrar.connection()->serverStatus(&error), std::nullopt);
     EXPECT_EQ(error.value().domain(), ksw::kConnectionErrorDomain);
+}
+
+TEST_F(AProgramOutside, AsksForRecords) {
+    const auto manager = KSWManager::initWithMode(0);
+    const auto item = KSWItem::itemWithType(0x8, "8.a");
+    const auto url = *ksw::URL::fromString("https://example.com/");
+    std::optional<ksw::Error> error;
+    EXPECT_FALSE(manager->addItem(item, 501, &error));
+    EXPECT_EQ(error.value().domain(), ksw::kConnectionErrorDomain);
+    EXPECT_TRUE(manager->removeItem(item, 501, &error));
+    EXPECT_FALSE(manager->updateItem(item, 501, &error));
+    EXPECT_FALSE(manager->updateItems({item}, 501, &error));
+    EXPECT_FALSE(manager->updateItems(ksw::ItemSet::of({item}), 501));
+    EXPECT_EQ(manager->getItemWithIdentifier("8.a", 501, &error), nullptr);
+    EXPECT_EQ(manager->fetchItemWithUUID(item->uuid(), 501, &error), nullptr);
+    EXPECT_EQ(manager->getItemsMatching(8, 501, &error), nullptr);
+    EXPECT_EQ(manager->getItemsMatching(8, &error), nullptr);
+    EXPECT_EQ(manager->getItemsMatching(8), nullptr);
+    EXPECT_NE(manager->addUserItemForURL(url, 501, &error), nullptr);
+    EXPECT_NE(manager->addUserItemForURL(url, &error), nullptr);
+    EXPECT_NE(manager->addUserItemForURL(url), nullptr);
+    manager->handleUserDataDidChangeNotification({KSWUserDataDidChangeNotification, std::nullopt});
+}
+
+TEST_F(AProgramOutside, KeepsLists) {
+    const auto item = KSWItem::itemWithType(0x8, "8.a");
+    const auto list = KSWList::initWithItems({item}, 501, 8);
+    const auto observer = std::make_shared<Observer>();
+    list->addListObserver(observer);
+    EXPECT_EQ(list->observers().size(), 1U);
+    list->removeListObserver(observer);
+    EXPECT_THAT(list->items(), ElementsAre(item));
+    EXPECT_THAT(list->containers(), IsEmpty());
+    EXPECT_EQ(list->itemAtIndex(0), item);
+    EXPECT_EQ(list->indexOfItem(item), 0U);
+    EXPECT_TRUE(list->containsItem(item));
+    EXPECT_THAT(list->description(), testing::HasSubstr("uid=501 type=agent, count=1"));
+    EXPECT_FALSE(list->addItem(item));
+    EXPECT_TRUE(list->removeItem(item));
+    EXPECT_FALSE(list->updateItem(item));
+    EXPECT_FALSE(list->updateItems(ksw::ItemSet::of({item})));
+    EXPECT_FALSE(list->refresh());
+    EXPECT_FALSE(list->refreshWithError());
+    list->setItems({});
+    list->setUid(502);
+    EXPECT_EQ(KSWList::initWithCoder(*list->encodeWithCoder())->uid(), 502U);
+    EXPECT_EQ(KSWList::init()->type(), 4095);
+    EXPECT_EQ(KSWList::initWithItems({}, 501, 8, nullptr)->count(), 0U);
+}
+
+TEST_F(AProgramOutside, MakesItemsOfFiles) {
+    const auto url = ksw::URL::fileURL(root_.string());
+    EXPECT_NE(ItemIdentifierForURLAndType(KSWItemTypeUserItem, url), std::nullopt);
+    EXPECT_NE(KSWItem::initWithType(KSWItemTypeUserItem, url), nullptr);
+    EXPECT_NE(KSWItem::itemWithType(KSWItemTypeUserItem, url), nullptr);
+    EXPECT_NE(KSWItem::itemWithType(KSWItemTypeUserItem, url, "given"), nullptr);
+    EXPECT_EQ(ksw::readPropertyListFile(url), std::nullopt);
 }
 
 }  // namespace
