@@ -4,8 +4,10 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
+#include <memory>
 #include <utility>
 
+#include <dirent.h>
 #include <linux/openat2.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -40,6 +42,10 @@ Status descriptorCall(Call call, std::string_view name, int fd, Function functio
     }
     return {};
 }
+
+struct FolderCloser {
+    void operator()(DIR* stream) const { ::closedir(stream); }
+};
 
 /// ENOSYS before Linux 5.6.
 Result<UniqueFd> openThroughNoLink(const std::string& path, int flags) {
@@ -158,8 +164,44 @@ Result<std::string> realPath(const std::string& path) {
     return std::string(buffer.data());
 }
 
+Result<std::vector<std::string>> namesIn(const std::string& folder) {
+    Result<UniqueFd> fd = open(folder, O_RDONLY | O_DIRECTORY);
+    if (!fd) {
+        return fd.error();
+    }
+    const std::unique_ptr<DIR, FolderCloser> stream(::fdopendir(fd->get()));
+    if (stream == nullptr) {
+        return callError(errno, "fdopendir", folder);
+    }
+    static_cast<void>(fd->release());
+    std::vector<std::string> names;
+    while (true) {
+        errno = 0;
+        const dirent* const entry = ::readdir(stream.get());
+        if (entry == nullptr) {
+            break;
+        }
+        if (const std::string_view name = entry->d_name; name != "." && name != "..") {
+            names.emplace_back(name);
+        }
+    }
+    if (errno != 0) {
+        return callError(errno, "readdir", folder);
+    }
+    return names;
+}
+
 Status syncFile(int fd) {
     return descriptorCall(Call::FileSync, "fsync", fd, ::fsync);
+}
+
+Status syncFolder(const std::string& folder) {
+    Result<UniqueFd> fd = open(folder, O_RDONLY | O_DIRECTORY);
+    if (!fd) {
+        return fd.error();
+    }
+    Status synchronised = syncFile(fd->get());
+    return !synchronised && isErrno(synchronised.error(), EINVAL) ? Status() : synchronised;
 }
 
 Status syncData(int fd) {

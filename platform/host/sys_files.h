@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -36,7 +37,13 @@ Result<bool> isWithoutLinks(const std::string& path);
 /// The canonical path of a file: absolute, without links, "." and ".." (realpath(3)).
 Result<std::string> realPath(const std::string& path);
 
+/// The names in a folder, in no order, without "." and "..".
+Result<std::vector<std::string>> namesIn(const std::string& folder);
+
 Status syncFile(int fd);
+/// What has been made, renamed and removed in a folder is on disk afterwards. A file system that keeps no folders
+/// (EINVAL) has nothing to do.
+Status syncFolder(const std::string& folder);
 Status syncData(int fd);
 Status rename(const std::string& from, const std::string& to);
 Status unlink(const std::string& path);

@@ -46,10 +46,14 @@ std::optional<int> readCommandLine(int count, char** arguments, std::string_view
     }
 }
 
+void complain(std::string_view name, std::string_view text) {
+    print(stderr, std::string(name) + ": " + std::string(text) + "\n");
+}
+
 int failed(std::string_view name, const Error& error) {
     const std::string text(error.localizedDescription().empty() ? error.description()
                                                                 : std::string(error.localizedDescription()));
-    print(stderr, std::string(name) + ": " + text + "\n");
+    complain(name, text);
     return 1;
 }
 

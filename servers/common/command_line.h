@@ -13,7 +13,10 @@ namespace ksw::servers {
 /// Absent: it goes on.
 std::optional<int> readCommandLine(int count, char** arguments, std::string_view name, std::string_view help);
 
-/// Prints "NAME: TEXT" to standard error, and gives the exit status of a server that could not do its work: 1.
+/// Prints "NAME: TEXT" to standard error.
+void complain(std::string_view name, std::string_view text);
+
+/// Complains of the error, and gives the exit status of a server that could not do its work: 1.
 int failed(std::string_view name, const Error& error);
 
 }  // namespace ksw::servers

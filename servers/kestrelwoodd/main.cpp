@@ -11,6 +11,7 @@
 #include "servers/common/notifier.h"
 #include "servers/common/stop_signals.h"
 #include "servers/kestrelwoodd/log.h"
+#include "servers/kestrelwoodd/open_registry.h"
 #include "servers/kestrelwoodd/reading_as.h"
 #include "servers/kestrelwoodd/services.h"
 #include "servers/kestrelwoodd/state_folder.h"
@@ -39,12 +40,15 @@ Environment:
 Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder& folder) {
     // The store is nobody else's to read; the sockets, made later, are for all.
     const mode_t former = umask(077);
-    Result<daemon::Store> store = daemon::Store::open(folder.at(daemon::kStoreFile));
+    Result<daemon::OpenedRegistry> opened = daemon::openRegistry(folder.at(daemon::kStoreFile));
     umask(former);
-    if (!store) {
-        return store.error();
+    if (!opened) {
+        return opened.error();
     }
-    return daemon::Registry::load(*std::move(store));
+    if (opened->loss) {
+        servers::complain(kName, *opened->loss);
+    }
+    return std::move(opened->registry);
 }
 
 Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::NotificationHub& hub) {

@@ -158,7 +158,7 @@ Result<Found> Operations::recordedOrExpected(const Subject& subject, const Calle
     }
     if (found.item == nullptr) {
         found.judgement = nullptr;
-        found.item = asIfEntered(recordOf(item, identifier, FileDates::LeftOut, caller));
+        found.item = asIfEntered(recordOf(item, identifier, FileDates::LeftOut, caller), registry_.history());
     }
     return found;
 }

@@ -51,7 +51,8 @@ Answer Operations::add(const RecordRequest<ItemPointer>& request) {
     if (item == nullptr || request.uid == kNoUser || !canBeRecorded(*item)) {
         return failure(KSWErrorInvalidParameter);
     }
-    return answerOf(registry_.insert(scopeOf(item->type(), request.uid), newRecordOf(*item)));
+    return answerOf(
+        registry_.insert(scopeOf(item->type(), request.uid), newRecordOf(*item), reachOf(request.caller)));
 }
 
 Answer Operations::updateItem(const RecordRequest<ItemPointer>& request) {

@@ -22,15 +22,18 @@ ItemPointer newUnknownDeveloper(const UUID& uuid) {
     return developer;
 }
 
-ItemPointer asIfEntered(const ItemPointer& item) {
+ItemPointer asIfEntered(const ItemPointer& item, History history) {
     const ItemPointer developer = newUnknownDeveloper(UUID{});
-    item->setDisposition(initialDisposition(item->type(), developer.get()));
+    item->setDisposition(initialDisposition(item->type(), developer.get(), history));
     item->setContainer(developer);
     return ItemPointer(developer, item.get());
 }
 
-KSWDisposition initialDisposition(KSWItemType type, const KSWItem* container) {
+KSWDisposition initialDisposition(KSWItemType type, const KSWItem* container, History history) {
     constexpr KSWDisposition kBoth = KSWDispositionEnabled | KSWDispositionAllowed;
+    if (history == History::Lost) {
+        return KSWDispositionEnabled;
+    }
     if ((type & KSWItemTypeDaemon) == 0) {
         return kBoth;
     }
@@ -47,7 +50,8 @@ Outcome Registry::enter(Uid uid, const ItemPointer& item) {
     }
     if (current.item == nullptr) {
         item->setUuid(UUID::random());
-        item->setDisposition(initialDisposition(item->type(), index_.find(uid, kUnknownDeveloper).item.get()));
+        const ItemPointer developer = index_.find(uid, kUnknownDeveloper).item;
+        item->setDisposition(initialDisposition(item->type(), developer.get(), history_));
         return add(uid, item);
     }
     if (!isOfKind(*current.item, *item)) {
@@ -76,7 +80,7 @@ Outcome Registry::refresh(Uid uid, const ItemPointer& item) {
     return takeFactsAnew(uid, current.item, item);
 }
 
-Outcome Registry::insert(Uid uid, const ItemPointer& item) {
+Outcome Registry::insert(Uid uid, const ItemPointer& item, Reach reach) {
     const std::lock_guard one(writing_);
     const Found current = index_.find(uid, *item->identifier());
     if (current.isDamaged) {
@@ -88,7 +92,15 @@ Outcome Registry::insert(Uid uid, const ItemPointer& item) {
     if (index_.hasRecord(*item->uuid())) {
         return {KSWErrorInvalidParameter};
     }
+    holdBack(*item, nullptr, reach);
     return add(uid, item);
+}
+
+void Registry::holdBack(KSWItem& item, const KSWItem* former, Reach reach) const {
+    const bool wasAllowed = former != nullptr && former->isAllowed();
+    if (history_ == History::Lost && reach == Reach::Own && !wasAllowed) {
+        item.setDisposition(item.disposition() & ~KSWDispositionAllowed);
+    }
 }
 
 Outcome Registry::add(Uid uid, const ItemPointer& item) {

@@ -7,6 +7,7 @@
 
 #include "client/protocol/user_data_change.h"
 #include "servers/kestrelwoodd/record_index.h"
+#include "servers/kestrelwoodd/set_aside.h"
 #include "servers/kestrelwoodd/store.h"
 
 namespace ksw::daemon {
@@ -30,14 +31,15 @@ enum class Reach : std::uint8_t {
 
 /// The disposition that a new item starts with. A daemon waits for approval unless a daemon of the same container
 /// is there and all of the container is allowed; the unknown developer is no container in this sense, or the
-/// approval of one unknown maker's daemon would let in the next one's.
-KSWDisposition initialDisposition(KSWItemType type, const KSWItem* container);
+/// approval of one unknown maker's daemon would let in the next one's. Once records have been lost every item
+/// waits, whatever its kind and its container, since it may be one that was forbidden.
+KSWDisposition initialDisposition(KSWItemType type, const KSWItem* container, History history);
 
 /// A developer item for what nobody is known to have made.
 ItemPointer newUnknownDeveloper(const UUID& uuid);
 
 /// The item as it would stand after it was registered for the first time; it is stored nowhere. Owns its parent.
-ItemPointer asIfEntered(const ItemPointer& item);
+ItemPointer asIfEntered(const ItemPointer& item, History history);
 
 /// All records. Any thread may call anything. Searches block nobody for longer than a look into a table; changes
 /// come one after the other and wait for the disk.
@@ -46,9 +48,10 @@ public:
     /// Reads the whole store. A row that cannot be read is logged, and its item can be neither asked about nor
     /// registered, since it may be one that was forbidden; it can be unregistered.
     /// Error: the store cannot be read at all.
-    static Result<std::unique_ptr<Registry>> load(Store store);
+    static Result<std::unique_ptr<Registry>> load(Store store, History history = History::Whole);
 
     const RecordIndex& records() const { return index_; }
+    History history() const { return history_; }
 
     /// Registers an item of these facts for a user: 0 and the new record, -96 and the one that was there with the
     /// same facts, -93 and the one that has them now. Its disposition stays as it was. `item` has no relatives and
@@ -60,7 +63,7 @@ public:
     /// Records a new item as it is, but for its generation, under the developer whom nobody knows: 0, -96 when the
     /// user has one of its identifier, -98 when there is one of its UUID. `item` has no relatives and is the
     /// registry's from now on.
-    Outcome insert(Uid uid, const ItemPointer& item);
+    Outcome insert(Uid uid, const ItemPointer& item, Reach reach);
     /// Puts these in the place of the records that have their UUIDs, the user's or the system's, all of them or
     /// none: -93, and their generations are one higher. Refused: -95 for an unknown one, -98 for one that is not of
     /// the record's kind and identifier, -94 for one of another generation. No two have the same UUID.
@@ -98,10 +101,13 @@ private:
         void remove(Uid uid, const std::string& identifier, KSWItemType kindsGone);
     };
 
-    explicit Registry(Store store) : store_(std::move(store)) {}
+    Registry(Store store, History history) : history_(history), store_(std::move(store)) {}
     Status readStore();
     void place(const std::vector<StoredItem>& rows);
     void markDamaged(const ItemRow& row, std::string_view why);
+
+    /// Once records have been lost only who reaches the system's may allow an item.
+    void holdBack(KSWItem& item, const KSWItem* former, Reach reach) const;
 
     // One at a time.
     Outcome add(Uid uid, const ItemPointer& item);
@@ -121,6 +127,7 @@ private:
     void account(const Change& change);
     std::string userIdentifierFor(Uid uid) const;
 
+    const History history_;
     std::mutex writing_;                     // one change at a time
     Store store_;                            // guarded by writing_
     std::unordered_map<Uid, Share> shares_;  // guarded by writing_

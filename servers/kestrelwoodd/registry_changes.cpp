@@ -64,6 +64,7 @@ Result<std::vector<Registry::Replacement>> Registry::replacementsFor(Uid uid, co
         if (!updated) {
             return updated.error();
         }
+        holdBack(**updated, replacement.record.get(), reach);
         replacement.item = *std::move(updated);
     }
     return replacements;

@@ -107,8 +107,8 @@ std::vector<const ItemRow*> Families::unplaced() const {
 
 }  // namespace
 
-Result<std::unique_ptr<Registry>> Registry::load(Store store) {
-    std::unique_ptr<Registry> registry(new Registry(std::move(store)));
+Result<std::unique_ptr<Registry>> Registry::load(Store store, History history) {
+    std::unique_ptr<Registry> registry(new Registry(std::move(store), history));
     if (Status read = registry->readStore(); !read) {
         return read.error();
     }

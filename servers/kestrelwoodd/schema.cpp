@@ -6,6 +6,7 @@
 #include <array>
 
 #include "platform/host/sys_files.h"
+#include "servers/kestrelwoodd/store_file.h"
 
 namespace ksw::daemon {
 
@@ -13,10 +14,6 @@ namespace {
 
 /// "KSWD": tells this store from other programs' databases.
 constexpr std::int64_t kApplicationId = 0x4B535744;
-
-constexpr std::string_view kMagic{"SQLite format 3\0", 16};
-constexpr std::size_t kHeaderSize = 100;
-constexpr std::size_t kVersionOffset = 60;
 
 /// What leads from each version to the next; the first entry makes the tables. An item's row has a column for
 /// what it is found by and judged by; `record` is its archive, which has all of it.
@@ -61,41 +58,6 @@ CREATE TABLE enablement (
 ) STRICT;
 )"};
 
-Error refusal(const std::string& path, int code, const std::string& why) {
-    return Error(kStoreErrorDomain, code, path + ": " + why);
-}
-
-Error newerSchema(const std::string& path, std::int64_t version) {
-    return refusal(path, SQLITE_SCHEMA,
-                   "has schema " + std::to_string(version) + ", and this daemon knows none above " +
-                       std::to_string(kSchemaVersion) + "; it is left as it is");
-}
-
-/// Reads what the file's first bytes say, since opening it as a database may already write beside it.
-/// A file that is not there, or empty, is a new store.
-Status checkHeader(const std::string& path) {
-    Result<UniqueFd> file = host::sys::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-    if (!file) {
-        return host::sys::isErrno(file.error(), ENOENT) ? Status() : Status(file.error());
-    }
-    std::array<char, kHeaderSize> header{};
-    Result<host::sys::Transfer> got = host::sys::read(file->get(), header.data(), header.size());
-    if (!got) {
-        return got.error();
-    }
-    if (got->bytes == 0) {
-        return {};
-    }
-    if (got->bytes < kHeaderSize || std::string_view(header.data(), kMagic.size()) != kMagic) {
-        return refusal(path, SQLITE_NOTADB, "is not a database; it is left as it is");
-    }
-    std::uint32_t version = 0;
-    for (std::size_t index = kVersionOffset; index < kVersionOffset + 4; ++index) {
-        version = (version << 8U) | static_cast<std::uint8_t>(header[index]);
-    }
-    return version > kSchemaVersion ? Status(newerSchema(path, version)) : Status();
-}
-
 /// What the database says of itself, its journal included.
 Result<std::int64_t> checkVersion(Database& database, const std::string& path) {
     Result<std::int64_t> version = database.number("PRAGMA user_version");
@@ -107,19 +69,48 @@ Result<std::int64_t> checkVersion(Database& database, const std::string& path) {
         }
     }
     if (*version < 0 || *version > kSchemaVersion) {
-        return newerSchema(path, *version);
+        return newerSchemaError(path, *version, kSchemaVersion);
     }
-    if (*tables > 0 && *application != kApplicationId) {
-        return refusal(path, SQLITE_NOTADB, "is another program's database; it is left as it is");
+    if (*application != kApplicationId) {
+        return databaseError(path, SQLITE_MISMATCH, "is another program's database; it is left as it is");
+    }
+    if (*version == 0) {
+        // A new store takes its name with its tables in it.
+        return databaseError(path, SQLITE_CORRUPT, "has lost its schema");
     }
     return version;
 }
 
-Status configure(Database& database, std::int64_t pagesMax) {
-    return database.execute(
+/// The library passes over settings that it cannot follow, on a file system without shared memory for one.
+Status checkJournal(Database& database, const std::string& path) {
+    constexpr std::int64_t kFull = 2;
+    const Result<std::int64_t> synchronous = database.number("PRAGMA synchronous");
+    Result<Statement> mode = database.prepare("PRAGMA journal_mode");
+    const Result<bool> row = mode ? mode->step() : Result<bool>(mode.error());
+    if (!synchronous) {
+        return synchronous.error();
+    }
+    if (!row) {
+        return row.error();
+    }
+    if (*synchronous != kFull || mode->text(0, 16) != "wal") {
+        return databaseError(path, SQLITE_MISUSE, "cannot be kept with a journal that is synchronised");
+    }
+    return {};
+}
+
+/// Every commit is synchronised before it counts. The journal is moved into the file when it has come to
+/// `kJournalPages`, and is cut when a large change has made it longer than that.
+Status configure(Database& database, const std::string& path, std::int64_t pagesMax) {
+    Status done = database.execute(
         "PRAGMA busy_timeout = 2000; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
-        "PRAGMA foreign_keys = ON; PRAGMA max_page_count = " +
-        std::to_string(pagesMax) + ";");
+        "PRAGMA foreign_keys = ON; PRAGMA wal_autocheckpoint = " +
+        std::to_string(kJournalPages) + "; PRAGMA journal_size_limit = " +
+        std::to_string(kJournalPages * kPageSize) + "; PRAGMA max_page_count = " + std::to_string(pagesMax) + ";");
+    if (!done) {
+        return done;
+    }
+    return checkJournal(database, path);
 }
 
 Status checkPages(Database& database, const std::string& path) {
@@ -133,7 +124,7 @@ Status checkPages(Database& database, const std::string& path) {
     }
     const std::optional<std::string_view> finding = *row ? check->text(0, 4096) : std::nullopt;
     if (finding != "ok") {
-        return refusal(path, SQLITE_CORRUPT, "is damaged: " + std::string(finding.value_or("no finding")));
+        return databaseError(path, SQLITE_CORRUPT, "is damaged: " + std::string(finding.value_or("no finding")));
     }
     return {};
 }
@@ -159,26 +150,65 @@ Status bringUp(Database& database, std::int64_t version) {
     return transaction->commit();
 }
 
-}  // namespace
-
-Result<Database> openWithSchema(const std::string& path, std::int64_t pagesMax) {
-    if (Status header = checkHeader(path); !header) {
-        return header.error();
-    }
+/// Opens a database that is there and checks it; nothing is written to it.
+Result<Database> openChecked(const std::string& path, std::int64_t& version) {
     Result<Database> database = Database::open(path);
     if (!database) {
         return database;
     }
-    Result<std::int64_t> version = checkVersion(*database, path);
-    Status ready = version.ok() ? checkPages(*database, path) : Status(version.error());
-    if (!ready) {
+    const Result<std::int64_t> found = checkVersion(*database, path);
+    if (Status ready = found.ok() ? checkPages(*database, path) : Status(found.error()); !ready) {
         database->leaveUntouched();
         return ready.error();
     }
-    if (Status configured = configure(*database, pagesMax); !configured) {
+    version = *found;
+    return database;
+}
+
+/// Makes a database with the tables of this schema; all of it is on disk, and nothing in its journal, afterwards.
+Status makeDatabase(const std::string& path, std::int64_t pagesMax) {
+    Result<Database> database = Database::open(path);
+    if (!database) {
+        return database.error();
+    }
+    if (Status configured = configure(*database, path, pagesMax); !configured) {
+        return configured;
+    }
+    if (Status made = bringUp(*database, 0); !made) {
+        return made;
+    }
+    return database->checkpoint();
+}
+
+}  // namespace
+
+Result<Database> openWithSchema(const std::string& path, std::int64_t pagesMax) {
+    const Result<StoreFile> file = checkStoreFile(path, kSchemaVersion);
+    if (!file) {
+        return file.error();
+    }
+    if (*file == StoreFile::Missing) {
+        const auto make = [pagesMax](const std::string& place) { return makeDatabase(place, pagesMax); };
+        if (Status made = makeStoreFile(path, make); !made) {
+            return made.error();
+        }
+    }
+    std::int64_t version = 0;
+    Result<Database> database = openChecked(path, version);
+    if (!database && saysDamaged(database.error())) {
+        // To the check a page that the disk does not give now looks like a damaged one. It is looked at again.
+        if (Status readable = readStoreFile(path); !readable) {
+            return readable.error();
+        }
+        database = openChecked(path, version);
+    }
+    if (!database) {
+        return database;
+    }
+    if (Status configured = configure(*database, path, pagesMax); !configured) {
         return configured.error();
     }
-    if (Status current = bringUp(*database, *version); !current) {
+    if (Status current = bringUp(*database, version); !current) {
         return current.error();
     }
     return database;

@@ -14,8 +14,13 @@ inline constexpr std::int64_t kSchemaVersion = 1;
 /// What the store may take of the disk, in pages of 4 KiB; the default is 4 GiB. Beyond it the disk counts as full.
 inline constexpr std::int64_t kStorePagesMax = 1'048'576;
 
-/// Opens the database, checks it, and brings it to this schema. A file of a newer schema, one that is damaged
-/// and one that is something else are refused, and are the same bytes afterwards. The error names the file.
+/// How long the journal grows before it is moved into the file, in pages of 4 KiB. One change may make it longer.
+inline constexpr std::int64_t kJournalPages = 1'000;
+inline constexpr std::int64_t kPageSize = 4'096;
+
+/// Opens the database, checks it, and brings it to this schema; makes it when there is none. The error names the
+/// file, and the file is the same bytes afterwards: one of a newer schema, one that is another program's, one that
+/// is damaged (`saysDamaged`), and one that the disk cannot give now.
 Result<Database> openWithSchema(const std::string& path, std::int64_t pagesMax);
 
 }  // namespace ksw::daemon

@@ -13,12 +13,30 @@ Error errorOf(sqlite3* connection) {
     return Error(kStoreErrorDomain, sqlite3_extended_errcode(connection), text);
 }
 
+/// The result code without what it says in particular.
+int primaryCode(const Error& error) {
+    return static_cast<int>(error.code() & 0xFF);
+}
+
 /// A length as the library takes it; what is longer than its bound fails there by name.
 sqlite3_uint64 lengthOf(std::size_t size) {
     return size;
 }
 
 }  // namespace
+
+Error databaseError(const std::string& path, int code, std::string_view why) {
+    return Error(kStoreErrorDomain, code, path + ": " + std::string(why));
+}
+
+bool saysDamaged(const Error& error) {
+    return error.domain() == kStoreErrorDomain &&
+           (primaryCode(error) == SQLITE_CORRUPT || primaryCode(error) == SQLITE_NOTADB);
+}
+
+bool saysUnsettled(const Error& error) {
+    return error.domain() == kStoreErrorDomain && primaryCode(error) != SQLITE_CONSTRAINT && !saysDamaged(error);
+}
 
 void Statement::Finalizer::operator()(sqlite3_stmt* statement) const {
     sqlite3_finalize(statement);
@@ -117,7 +135,7 @@ Result<Database> Database::open(const std::string& path) {
     const int code = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
     Database database(connection);
     if (code != SQLITE_OK) {
-        return Error(kStoreErrorDomain, code, path + ": " + sqlite3_errstr(code));
+        return databaseError(path, code, sqlite3_errstr(code));
     }
     sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
@@ -151,6 +169,14 @@ Result<std::int64_t> Database::number(std::string_view statement) {
         return row.error();
     }
     return *row ? prepared->integer(0) : 0;
+}
+
+Status Database::checkpoint() {
+    const Result<std::int64_t> isBusy = number("PRAGMA wal_checkpoint(TRUNCATE)");
+    if (!isBusy) {
+        return isBusy.error();
+    }
+    return *isBusy == 0 ? Status() : Status(Error(kStoreErrorDomain, SQLITE_BUSY, "the journal is being read"));
 }
 
 void Database::leaveUntouched() {

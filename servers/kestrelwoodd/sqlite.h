@@ -20,6 +20,16 @@ namespace ksw::daemon {
 /// The domain of the database's errors; the codes are the library's extended result codes.
 inline constexpr std::string_view kStoreErrorDomain = "KSWStoreErrorDomain";
 
+/// An error about the database at `path`; `code` is one of the library's.
+Error databaseError(const std::string& path, int code, std::string_view why);
+
+/// Whether the error says that the file is damaged, or no database at all: what it says cannot be relied on. A disk
+/// that answers errors, or is full, says nothing about the file.
+bool saysDamaged(const Error& error);
+
+/// Whether the error leaves open how much of a commit has come to the disk.
+bool saysUnsettled(const Error& error);
+
 /// A prepared statement. Not for several threads at once. What is bound is copied; parameters and columns
 /// count from 1 and 0, as the library has it.
 class Statement {
@@ -63,6 +73,9 @@ public:
     Result<Statement> prepare(std::string_view statement);
     /// The single number that a statement answers with.
     Result<std::int64_t> number(std::string_view statement);
+    /// Moves all of the journal into the file, which is synchronised, and empties the journal. Error: also when
+    /// somebody reads the database meanwhile.
+    Status checkpoint();
     /// Lets the file stand as it is when the connection closes: nothing is moved out of the journal.
     void leaveUntouched();
 

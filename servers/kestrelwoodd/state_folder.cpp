@@ -12,9 +12,14 @@ namespace {
 constexpr std::string_view kFolder = "/var/lib/kestrelwood";
 constexpr std::string_view kLock = "/kestrelwoodd.lock";
 
+/// Makes the folder when it is missing. It is on disk afterwards, also when another start made it and got no
+/// further: what is kept in it would be lost with it.
 Status makeFolder(const std::string& path, mode_t mode) {
     Status made = host::sys::makeDirectory(path, mode);
-    return !made && host::sys::isErrno(made.error(), EEXIST) ? Status() : made;
+    if (!made && !host::sys::isErrno(made.error(), EEXIST)) {
+        return made;
+    }
+    return host::sys::syncFolder(path.substr(0, path.rfind('/') + 1));
 }
 
 }  // namespace

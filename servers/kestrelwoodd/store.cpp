@@ -1,5 +1,7 @@
 #include "servers/kestrelwoodd/store.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 #include <bit>
 
@@ -70,6 +72,13 @@ StoredItem itemOf(const Statement& statement) {
     return item;
 }
 
+/// A database of this schema without its tables has lost them.
+Error lackOfTables(const std::string& path, const Error& error) {
+    return error.code() == SQLITE_ERROR
+               ? databaseError(path, SQLITE_CORRUPT, "is damaged: " + std::string(error.localizedDescription()))
+               : error;
+}
+
 }  // namespace
 
 Result<Store> Store::open(const std::string& path, std::int64_t pagesMax) {
@@ -82,7 +91,8 @@ Result<Store> Store::open(const std::string& path, std::int64_t pagesMax) {
     Result<Statement> removeItem = database->prepare(kRemoveItem);
     for (const auto* prepared : {&putUser, &putItem, &removeItem}) {
         if (!prepared->ok()) {
-            return prepared->error();
+            database->leaveUntouched();
+            return lackOfTables(path, prepared->error());
         }
     }
     return Store(*std::move(database), *std::move(putUser), *std::move(putItem), *std::move(removeItem));
@@ -101,7 +111,7 @@ Status Store::readUsers(const std::function<void(Uid, std::string_view)>& user) 
             user(*uid, *identifier);
         }
     }
-    return row.ok() ? Status() : Status(row.error());
+    return checked(row);
 }
 
 Status Store::readItems(const std::function<void(StoredItem)>& item) {
@@ -113,7 +123,17 @@ Status Store::readItems(const std::function<void(StoredItem)>& item) {
     for (; row.ok() && *row; row = items->step()) {
         item(itemOf(*items));
     }
-    return row.ok() ? Status() : Status(row.error());
+    return checked(row);
+}
+
+Status Store::checked(const Result<bool>& end) {
+    if (end) {
+        return {};
+    }
+    if (saysDamaged(end.error())) {
+        database_.leaveUntouched();
+    }
+    return end.error();
 }
 
 Status Store::put(const ItemRow& row) {
@@ -134,6 +154,21 @@ Status Store::put(const ItemRow& row) {
 }
 
 Status Store::apply(const Change& change) {
+    Status done = carryOut(change);
+    if (!done && saysUnsettled(done.error())) {
+        settle();
+    }
+    return done;
+}
+
+void Store::settle() {
+    // The commit may stand whole in the journal, and only its synchronisation have failed: whoever read the journal
+    // after a crash would carry it out after all. A commit that changes nothing takes its place there. When this
+    // fails too, the next change does.
+    static_cast<void>(database_.execute("PRAGMA user_version = " + std::to_string(kSchemaVersion)));
+}
+
+Status Store::carryOut(const Change& change) {
     Result<Transaction> transaction = Transaction::begin(database_);
     if (!transaction) {
         return transaction.error();
@@ -160,7 +195,7 @@ Status Store::apply(const Change& change) {
 }
 
 Status Store::checkpoint() {
-    return database_.execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    return database_.checkpoint();
 }
 
 }  // namespace ksw::daemon

@@ -60,7 +60,8 @@ public:
     Status readUsers(const std::function<void(Uid, std::string_view)>& user);
     Status readItems(const std::function<void(StoredItem)>& item);
 
-    /// Carries out a change: when it answers success it is on disk, else nothing of it is.
+    /// Carries out a change: when it answers success it is on disk, else nothing of it is, and a later change may
+    /// succeed. Only if the disk takes nothing any more may a change that failed be there at the next start.
     Status apply(const Change& change);
 
     /// Moves the journal into the database file.
@@ -73,7 +74,10 @@ private:
           putItem_(std::move(putItem)),
           removeItem_(std::move(removeItem)) {}
 
+    Status carryOut(const Change& change);
     Status put(const ItemRow& row);
+    void settle();
+    Status checked(const Result<bool>& end);
 
     Database database_;
     Statement putUser_;

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "servers/kestrelwoodd/open_registry.h"
+
 namespace ksw::daemon::test {
 
 Caller anOwner() {
@@ -36,11 +38,9 @@ void DaemonInside::restart() {
 void DaemonInside::restartWithPages(std::int64_t pagesMax) {
     operations_.reset();
     registry_.reset();
-    Result<Store> store = Store::open(path(), pagesMax);
-    ASSERT_TRUE(store.ok()) << store.error().description();
-    Result<std::unique_ptr<Registry>> registry = Registry::load(*std::move(store));
-    ASSERT_TRUE(registry.ok()) << registry.error().description();
-    registry_ = *std::move(registry);
+    Result<OpenedRegistry> opened = openRegistry(path(), pagesMax);
+    ASSERT_TRUE(opened.ok()) << opened.error().description();
+    registry_ = std::move(opened->registry);
     operations_ = std::make_unique<Operations>(*registry_, clock_);
 }
 

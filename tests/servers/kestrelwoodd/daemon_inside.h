@@ -62,9 +62,9 @@ public:
         return registry_->records().find(uid, identifier).item;
     }
 
-private:
     std::string path() const { return folder_.at("kestrelwood.db"); }
 
+private:
     const host::Clock& clock_;
     ksw::test::TempFolder folder_;
     std::unique_ptr<Registry> registry_;

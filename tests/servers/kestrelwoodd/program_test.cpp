@@ -16,6 +16,7 @@
 #include "client/protocol/manager_service.h"
 #include "client/protocol/services.h"
 #include "platform/ipc/connection.h"
+#include "servers/kestrelwoodd/set_aside.h"
 #include "servers/kestrelwoodd/sqlite.h"
 #include "tests/servers/kestrelwoodd/daemon_inside.h"
 #include "tests/servers/kestrelwoodd/daemon_process.h"
@@ -144,6 +145,24 @@ TEST_F(Kestrelwoodd, LeavesAStoreOfANewerSchemaAlone) {
     EXPECT_THAT(ending.output, HasSubstr("kestrelwood.db: has schema 99"));
     EXPECT_EQ(bytesOf(host_.databasePath()), before);
     EXPECT_FALSE(exists(host_.socketPath("com.velmont.kestrelwood")));
+}
+
+TEST_F(Kestrelwoodd, SetsADamagedStoreAsideAndSaysSo) {
+    host_.root().writeFile("var/lib/kestrelwood/kestrelwood.db", "no database at all");
+    std::unique_ptr<Process> daemon = host_.startReady();
+    ASSERT_NE(daemon, nullptr);
+    Client client;
+    EXPECT_EQ(client.enter("my.agent"), KSWErrorNone);
+    ASSERT_NE(client.fetch("my.agent"), nullptr);
+    EXPECT_EQ(client.fetch("my.agent")->disposition(), KSWDispositionEnabled);
+    daemon->signal(SIGTERM);
+    const Ending ending = daemon->wait();
+    EXPECT_EQ(ending.status, 0);
+    const std::vector<std::string> folders = *setAsideFolders(host_.databasePath());
+    ASSERT_EQ(folders.size(), 1U);
+    EXPECT_EQ(bytesOf(folders.front() + "/kestrelwood.db"), "no database at all");
+    EXPECT_THAT(ending.output, HasSubstr("\nkestrelwoodd: " + host_.databasePath() +
+                                         ": is not a database; it was set aside in " + folders.front()));
 }
 
 TEST_F(Kestrelwoodd, SaysWhereItCannotKeepItsState) {

@@ -30,30 +30,39 @@ ItemPointer knownDeveloper() {
 }
 
 TEST(TheFirstDisposition, LetsEverythingLaunchThatIsNoDaemon) {
-    EXPECT_EQ(initialDisposition(KSWItemTypeAgent, nullptr), kLaunchable);
-    EXPECT_EQ(initialDisposition(KSWItemTypeUserItem, nullptr), kLaunchable);
+    EXPECT_EQ(initialDisposition(KSWItemTypeAgent, nullptr, History::Whole), kLaunchable);
+    EXPECT_EQ(initialDisposition(KSWItemTypeUserItem, nullptr, History::Whole), kLaunchable);
 }
 
 TEST(TheFirstDisposition, OfADaemonWaitsForApproval) {
-    EXPECT_EQ(initialDisposition(KSWItemTypeDaemon, nullptr), KSWDispositionEnabled);
-    EXPECT_EQ(initialDisposition(kLegacyDaemon, knownDeveloper().get()), KSWDispositionEnabled);
+    EXPECT_EQ(initialDisposition(KSWItemTypeDaemon, nullptr, History::Whole), KSWDispositionEnabled);
+    EXPECT_EQ(initialDisposition(kLegacyDaemon, knownDeveloper().get(), History::Whole), KSWDispositionEnabled);
 }
 
 TEST(TheFirstDisposition, OfADaemonBesideAnAllowedOneLetsItLaunch) {
     const ItemPointer developer = knownDeveloper();
     const ItemPointer daemon = itemOf(KSWItemTypeDaemon, "16.a");
     daemon->setContainer(developer);
-    EXPECT_EQ(initialDisposition(KSWItemTypeDaemon, developer.get()), kLaunchable);
+    EXPECT_EQ(initialDisposition(KSWItemTypeDaemon, developer.get(), History::Whole), kLaunchable);
     const ItemPointer agent = itemOf(KSWItemTypeAgent, "8.b", KSWDispositionEnabled);
     agent->setContainer(developer);
-    EXPECT_EQ(initialDisposition(KSWItemTypeDaemon, developer.get()), KSWDispositionEnabled);
+    EXPECT_EQ(initialDisposition(KSWItemTypeDaemon, developer.get(), History::Whole), KSWDispositionEnabled);
 }
 
 TEST(TheFirstDisposition, OfADaemonOfAnUnknownMakerIsNoOthersConcern) {
     const ItemPointer developer = newUnknownDeveloper(UUID::random());
     const ItemPointer daemon = itemOf(KSWItemTypeDaemon, "16.a");
     daemon->setContainer(developer);
-    EXPECT_EQ(initialDisposition(KSWItemTypeDaemon, developer.get()), KSWDispositionEnabled);
+    EXPECT_EQ(initialDisposition(KSWItemTypeDaemon, developer.get(), History::Whole), KSWDispositionEnabled);
+}
+
+TEST(TheFirstDisposition, OfEverythingWaitsForApprovalOnceRecordsWereLost) {
+    const ItemPointer developer = knownDeveloper();
+    const ItemPointer daemon = itemOf(KSWItemTypeDaemon, "16.a");
+    daemon->setContainer(developer);
+    for (const KSWItemType type : {KSWItemTypeAgent, KSWItemTypeUserItem, KSWItemTypeApp, KSWItemTypeDaemon}) {
+        EXPECT_EQ(initialDisposition(type, developer.get(), History::Lost), KSWDispositionEnabled);
+    }
 }
 
 ItemRow rowUnder(const ItemPointer& container, const ItemPointer& item) {

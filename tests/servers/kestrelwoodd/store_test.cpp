@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -186,7 +187,7 @@ TEST_F(AStore, RefusesAnotherProgramsDatabase) {
 
 TEST_F(AStore, RefusesAFileThatIsNoDatabase) {
     folder_.writeFile("kestrelwood.db", std::string(200, 'x'));
-    EXPECT_EQ(refusal(), path_ + ": is not a database; it is left as it is");
+    EXPECT_EQ(refusal(), path_ + ": is not a database");
     EXPECT_EQ(bytesOf(path_), std::string(200, 'x'));
 }
 
@@ -252,6 +253,38 @@ TEST_F(AStore, MovesItsJournalIntoTheFileWhenAsked) {
     ASSERT_FALSE(bytesOf(path_ + "-wal").empty());
     ASSERT_TRUE(store.checkpoint().ok());
     EXPECT_TRUE(bytesOf(path_ + "-wal").empty());
+}
+
+TEST_F(AStore, KeepsItsJournalShort) {
+    Store store = open();
+    ItemRow item = row(501, "8.large");
+    std::uintmax_t longest = 0;
+    for (int time = 0; time < 60; ++time) {
+        item.record.assign(limits::kRecordMax / 4, static_cast<std::uint8_t>(time));
+        ASSERT_TRUE(store.apply(putting({item})).ok());
+        longest = std::max(longest, std::filesystem::file_size(path_ + "-wal"));
+    }
+    // The change that makes it too long is still in it.
+    EXPECT_LT(longest, static_cast<std::uintmax_t>(kJournalPages * kPageSize) + limits::kRecordMax);
+}
+
+TEST_F(AStore, CutsAJournalThatALargeChangeHasMadeLong) {
+    Store store = open();
+    std::vector<ItemRow> rows;
+    for (int number = 0; number < 8; ++number) {
+        rows.push_back(row(501, "8.large." + std::to_string(number)));
+        rows.back().record.assign(limits::kRecordMax, 7);
+    }
+    ASSERT_TRUE(store.apply(putting(rows)).ok());
+    ASSERT_TRUE(store.apply(putting({row(501, "8.small")})).ok());
+    EXPECT_LE(std::filesystem::file_size(path_ + "-wal"), static_cast<std::uintmax_t>(kJournalPages * kPageSize));
+}
+
+TEST_F(AStore, IsMadeWholeBeforeItTakesItsName) {
+    folder_.writeFile("kestrelwood.db.new", "what a start that got no further left");
+    folder_.writeFile("kestrelwood.db.new-wal", "its journal");
+    { open(); }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.path()), {}), 1);
 }
 
 TEST_F(AStore, WritesAheadAndThroughToTheDisk) {
