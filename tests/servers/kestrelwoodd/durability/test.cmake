@@ -1,0 +1,5 @@
+foreach(shared daemon_inside daemon_process)
+    target_sources(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/servers/kestrelwoodd/${shared}.cpp)
+endforeach()
+target_link_libraries(${name} PRIVATE kestrelwoodd_inside)
+add_dependencies(${name} kestrelwoodd)
