@@ -13,6 +13,7 @@
 #include "platform/host/log_capture.h"
 #include "servers/kestrelwoodd/open_registry.h"
 #include "tests/servers/kestrelwoodd/daemon_inside.h"
+#include "tests/servers/kestrelwoodd/record_requests.h"
 #include "tests/support/sys_faults.h"
 
 namespace ksw::daemon::test {
@@ -248,6 +249,28 @@ TEST_F(ADamagedStore, IsNotAnotherProgramsDatabaseNorANewerOne) {
         EXPECT_EQ(bytesOf(path_), before);
         EXPECT_TRUE(folders().empty());
     }
+}
+
+TEST_F(ADamagedStore, LeavesOnlyTheAdministratorToAllow) {
+    DaemonInside daemon;
+    daemon.folder().makeFolder("set-aside-20260731-000000");
+    daemon.restart();
+    RecordRequests requests(daemon);
+    const Caller owner = anOwner();
+    const ItemPointer item = anAgent("added");
+    item->setAllowed(true);
+    ASSERT_EQ(requests.add(owner, item, owner.uid).code, KSWErrorNone);
+    const std::string identifier = *item->identifier();
+    const auto isAllowedAfterUpdateBy = [&](const Caller& caller) {
+        const ItemPointer copy = copyOf(daemon.record(owner.uid, identifier));
+        copy->setAllowed(true);
+        EXPECT_EQ(requests.update(caller, copy, owner.uid).code, KSWErrorRecordUpdated);
+        return daemon.record(owner.uid, identifier)->isAllowed();
+    };
+    EXPECT_FALSE(daemon.record(owner.uid, identifier)->isAllowed());
+    EXPECT_FALSE(isAllowedAfterUpdateBy(owner));
+    EXPECT_TRUE(isAllowedAfterUpdateBy(kRoot));
+    EXPECT_TRUE(isAllowedAfterUpdateBy(owner));
 }
 
 /// Rows that fill more pages than the database keeps in memory.

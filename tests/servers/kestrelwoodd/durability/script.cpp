@@ -72,7 +72,9 @@ std::vector<Step> script(std::size_t steps) {
 }
 
 std::int64_t perform(Registry& registry, const Step& step) {
-    return step.removes ? registry.remove(step.uid, step.identifier) : registry.enter(step.uid, itemOf(step)).code;
+    const Outcome outcome =
+        step.removes ? registry.remove(step.uid, step.identifier) : registry.enter(step.uid, itemOf(step));
+    return outcome.code;
 }
 
 std::string snapshot(const Registry& registry) {
