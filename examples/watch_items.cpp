@@ -1,5 +1,5 @@
-// watch_items: how many of the user's items may launch, told again whenever it may have changed. Ends with its
-// input. Exit status 0, or 6 when no daemon answers.
+// watch_items: how many of the user's items are enabled and allowed, told again whenever items have changed. Ends
+// with its input. Exit status 0, or 6 when no daemon answers.
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -14,9 +14,9 @@ public:
     void listDidChange(const std::shared_ptr<KSWList>& list) override {
         const KSWList::Items items = list->items();
         const auto launchable = std::count_if(items.begin(), items.end(), [](const auto& item) {
-            return KSWDispositionIsLaunchable(item->effectiveDisposition());
+            return KSWDispositionIsLaunchable(item->disposition());
         });
-        std::cout << launchable << " of " << items.size() << " items may launch" << std::endl;
+        std::cout << launchable << " of " << items.size() << " items are enabled and allowed" << std::endl;
     }
 };
 
@@ -29,8 +29,8 @@ int main() {
         return 6;
     }
     const auto teller = std::make_shared<Teller>();
-    teller->listDidChange(list);
     list->addListObserver(teller);
+    teller->listDidChange(list);
     for (std::string line; std::getline(std::cin, line);) {
     }
     list->removeListObserver(teller);
