@@ -45,8 +45,11 @@ void NotificationCenter::Inside::observe(const std::shared_ptr<Entry>& entry) {
         place_ = std::move(place);
         session = startThread() ? settledSession(lock) : nullptr;
     }
-    if (session != nullptr) {
-        (void)session->observe(entry->name);  // a session that is over is the thread's business
+    while (session != nullptr && !session->observe(entry->name)) {
+        // The hub has gone, and the thread may not have noticed yet.
+        Lock lock(mutex_);
+        isReached_ = isReached_ && session_ != session;
+        session = settledSession(lock);
     }
 }
 
@@ -197,7 +200,6 @@ void NotificationCenter::Inside::attemptOver(bool isReached) {
 /// Tells what comes, until the hub has gone or the thread is to end.
 void NotificationCenter::Inside::serve(HubSession& session) {
     watch_.end();
-    lastComplaint_.clear();
     tellMissed();
     session.askNext();
     while (true) {
@@ -214,6 +216,7 @@ void NotificationCenter::Inside::serve(HubSession& session) {
             complain(next->error());
             return;
         }
+        lastComplaint_.clear();
         deliver(**next);
         session.askNext();
     }

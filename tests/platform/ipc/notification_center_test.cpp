@@ -4,11 +4,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <latch>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <thread>
 
+#include "platform/base/limits.h"
 #include "platform/host/log_capture.h"
 #include "tests/platform/ipc/notification_service.h"
 
@@ -70,33 +73,6 @@ TEST(ACenterOfASession, ObservesTheSessionsHub) {
     EXPECT_EQ(told.await(1).at(0), numbered("a", 2));
 }
 
-TEST(ACenterWithoutAHub, ObservesAtOnceAndTellsNothingUntilOneComes) {
-    const HostRoot root;
-    NotificationCenter center(ipc::Domain::System);
-    Told told;
-    const auto observation = center.observe("a", told.handler());
-    ServedHub hub;
-    hub.awaitObservers(1);
-    hub->post(numbered("a", 1));
-    EXPECT_EQ(told.await(1).at(0), numbered("a", 1)) << "the first hub is no reason to tell anything";
-}
-
-TEST(ACenterWhoseHubIsRestarted, TellsOnceThatSomethingMayHaveBeenMissedAndGoesOn) {
-    const HostRoot root;
-    std::optional<ServedHub> hub;
-    hub.emplace();
-    NotificationCenter center(ipc::Domain::System);
-    Told told;
-    const auto one = center.observe("a", told.handler());
-    const auto other = center.observe("b", told.handler());
-    hub.reset();
-    hub.emplace();
-    const std::vector<Notification> missed = told.await(2);
-    EXPECT_EQ(missed, (std::vector<Notification>{{"a", std::nullopt}, {"b", std::nullopt}}));
-    (*hub)->post(numbered("b", 1));
-    EXPECT_EQ(told.await(3).at(2), numbered("b", 1));
-}
-
 TEST(AnObservation, IsOverWhenItIsDestroyed) {
     const HostRoot root;
     ServedHub hub;
@@ -127,6 +103,179 @@ TEST(AnObservation, MayBeDestroyedByItsHandler) {
     hub->post(numbered("a", 2));
     other.await(2);
     EXPECT_EQ(told.await(1).size(), 1U);
+}
+
+TEST(AnObservationThatIsDestroyed, WaitsForItsHandlerThatRuns) {
+    const HostRoot root;
+    ServedHub hub;
+    NotificationCenter center(ipc::Domain::System);
+    std::latch entered(1);
+    std::latch go(1);
+    std::atomic<bool> isThrough{false};
+    std::optional<NotificationCenter::Observation> observation(center.observe("a", [&](const Notification&) {
+        entered.count_down();
+        go.wait();
+        isThrough = true;
+    }));
+    hub->post(numbered("a", 1));
+    entered.wait();
+    const std::jthread other([&] { go.count_down(); });
+    observation.reset();
+    EXPECT_TRUE(isThrough);
+}
+
+TEST(AnObservationThatIsDestroyed, FreesItsHandler) {
+    const HostRoot root;
+    ServedHub hub;
+    NotificationCenter center(ipc::Domain::System);
+    auto captured = std::make_shared<int>(0);
+    const std::weak_ptr<int> watched = captured;
+    {
+        const auto observation = center.observe("a", [captured = std::move(captured)](const Notification&) {});
+    }
+    EXPECT_TRUE(watched.expired());
+}
+
+TEST(AnObservation, MayBeginInAHandler) {
+    const HostRoot root;
+    ServedHub hub;
+    NotificationCenter center(ipc::Domain::System);
+    Told told;
+    NotificationCenter::Observation second;
+    const auto first = center.observe("a", [&](const Notification& notification) {
+        second = center.observe("b", told.handler());
+        told.add(notification);
+    });
+    hub->post(numbered("a", 1));
+    told.await(1);
+    hub->post(numbered("b", 2));
+    EXPECT_EQ(told.await(2).at(1), numbered("b", 2));
+}
+
+TEST(AnObservation, OutlivesItsCenter) {
+    const HostRoot root;
+    ServedHub hub;
+    Told told;
+    NotificationCenter::Observation observation;
+    {
+        NotificationCenter center(ipc::Domain::System);
+        observation = center.observe("a", told.handler());
+    }
+    hub->post(numbered("a", 1));
+    EXPECT_TRUE(told.await(0).empty());
+}
+
+TEST(ACenter, MayBeDestroyedByAHandler) {
+    const HostRoot root;
+    ServedHub hub;
+    auto center = std::make_unique<NotificationCenter>(ipc::Domain::System);
+    Told told;
+    const auto observation = center->observe("a", [&](const Notification& notification) {
+        center.reset();
+        told.add(notification);
+    });
+    hub->post(numbered("a", 1));
+    told.await(1);
+    hub.awaitObservers(0);
+}
+
+TEST(ACenterThatWasStoppedForAWhile, TellsTheLatestOfEachNameInTheirOrder) {
+    const HostRoot root;
+    ServedHub hub;
+    NotificationCenter center(ipc::Domain::System);
+    Told told;
+    std::latch entered(1);
+    std::latch go(1);
+    const auto first = center.observe("first", [&](const Notification&) {
+        entered.count_down();
+        go.wait();
+    });
+    const auto a = center.observe("a", told.handler());
+    const auto b = center.observe("b", told.handler());
+    hub->post({"first", std::nullopt});
+    entered.wait();
+    for (std::int64_t number = 0; number < 200; number += 2) {
+        hub->post(numbered("b", number));
+        hub->post(numbered("a", number + 1));
+    }
+    go.count_down();
+    told.await(2);
+    hub->post(numbered("a", 1000));
+    EXPECT_EQ(told.await(3),
+              (std::vector<Notification>{numbered("b", 198), numbered("a", 199), numbered("a", 1000)}));
+}
+
+TEST(ACenterThatIsSuspended, KeepsOneOfEachAndTellsItOnGoingOn) {
+    const HostRoot root;
+    ServedHub hub;
+    NotificationCenter center(ipc::Domain::System);
+    Told told;
+    const auto summing =
+        center.observe("a", told.handler(), [](const Notification& older, const Notification& newer) {
+            return numbered("a", numberOf(older) + numberOf(newer));
+        });
+    const auto latest = center.observe("a", told.handler());
+    const auto last = center.observe("b", told.handler());
+    std::uint64_t served = hub.server().counters().served;
+    center.setSuspended(true);
+    for (std::int64_t number = 1; number <= 3; ++number) {
+        hub->post(numbered("a", number));
+        hub.awaitServed(++served);
+    }
+    hub->post(numbered("b", 4));
+    hub.awaitServed(++served);  // has been asked for, so the others are there
+    EXPECT_TRUE(told.await(0).empty());
+    center.setSuspended(false);
+    EXPECT_EQ(told.await(3), (std::vector<Notification>{numbered("a", 6), numbered("a", 3), numbered("b", 4)}));
+    hub->post(numbered("a", 5));
+    EXPECT_EQ(told.await(5).at(4), numbered("a", 5));
+}
+
+TEST(AName, ThatIsNoNotificationsIsTheCallersBug) {
+    NotificationCenter center(ipc::Domain::System);
+    const auto nothing = [](const Notification&) {};
+    EXPECT_THROW((void)center.observe("", nothing), std::invalid_argument);
+    EXPECT_THROW((void)center.observe(std::string(limits::kSelectorMax + 1, 'n'), nothing), std::invalid_argument);
+}
+
+TEST(ANameThatTheHubTakesNoMore, IsALineInTheLog) {
+    const HostRoot root;
+    ServedHub hub;
+    NotificationCenter center(ipc::Domain::System);
+    Told told;
+    std::vector<NotificationCenter::Observation> observations;
+    const host::LogCapture log;
+    for (std::size_t index = 0; index <= limits::kNotificationNamesMax; ++index) {
+        observations.push_back(center.observe("name" + std::to_string(index), told.handler()));
+    }
+    EXPECT_EQ(log.at(host::LogLevel::Error),
+              std::vector<std::string>{"notification \"name64\" is not observed: a connection observes at most 64 "
+                                       "names"});
+    hub->post({"name64", std::nullopt});
+    hub->post({"name63", std::nullopt});
+    EXPECT_EQ(told.await(1), (std::vector<Notification>{{"name63", std::nullopt}}));
+}
+
+TEST(AForkedChild, ObservesByItselfAndNothingOfItsParents) {
+    const HostRoot root;
+    ServedHub hub;
+    NotificationCenter center(ipc::Domain::System);
+    Told told;
+    auto observation = center.observe("a", told.handler());
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        observation = {};
+        Told childs;
+        const auto own = center.observe("a", childs.handler());
+        const bool isPosted = HubClient().post("a", Dictionary{{"number", 1}}) == "0";
+        const bool isTold = childs.await(1).at(0) == numbered("a", 1);
+        ::_exit(isPosted && isTold && told.await(0).empty() ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(told.await(1).at(0), numbered("a", 1));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <latch>
 #include <optional>
 #include <string>
 #include <thread>
@@ -17,12 +16,9 @@
 #include "platform/host/log_capture.h"
 #include "tests/platform/ipc/notification_service.h"
 #include "tests/platform/ipc/raw_client.h"
-#include "tests/platform/ipc/test_service.h"
 
 namespace ksw::test {
 namespace {
-
-using namespace std::chrono_literals;
 
 std::vector<std::int64_t> numbersOf(HubClient& client, int count) {
     std::vector<std::int64_t> numbers;
@@ -270,35 +266,6 @@ TEST(AHub, OutlivesItsServerWithAnswersStillOwed) {
     }
     EXPECT_EQ(hub.observers(), 0U);
     hub.post(numbered("a", 1));
-}
-
-TEST(AnAnswerThatMayWaitForEver, IsNotLateWhenOthersAre) {
-    const HostRoot root;
-    ipc::NotificationHub hub(ipc::Domain::System);
-    ipc::ServerOptions options;
-    options.limits.request = 20ms;
-    options.limits.longRequest = 20ms;
-    options.limits.launchQuestion = 20ms;
-    options.limits.stall = 20ms;
-    ipc::Dispatcher dispatcher = hub.service();
-    std::optional<ipc::Responder<>> kept;
-    dispatcher.on(kNeverAnswered, [&](const ipc::RequestContext&, ipc::Responder<> responder) {
-        kept.emplace(std::move(responder));
-    });
-    ipc::Server server(options);
-    ASSERT_TRUE(server.listen(ipc::kNotifyService, ipc::Domain::System, std::move(dispatcher)).ok());
-    ASSERT_TRUE(server.start().ok());
-    HubClient client;
-    ASSERT_TRUE(client.observe("a").ok());
-    std::optional<Result<Notification>> next;
-    std::jthread waiting([&] { next = client.next(); });
-    const auto late = client.connection().call(kNeverAnswered);
-    ASSERT_FALSE(late.ok());
-    EXPECT_EQ(late.error().localizedDescription(), "the server took too long");
-    hub.post(numbered("a", 1));
-    waiting.join();
-    ASSERT_TRUE(next->ok()) << next->error().description();
-    EXPECT_EQ(numberOf(**next), 1);
 }
 
 TEST(AnObserverThatNeverReads, DelaysNobodyAndMakesNothingGrow) {

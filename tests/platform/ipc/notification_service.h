@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/ipc/connection.h"
@@ -43,6 +44,15 @@ public:
             std::this_thread::yield();
         }
         EXPECT_EQ(hub_.observers(), count);
+    }
+
+    /// Waits until so many requests have been answered with a reply.
+    void awaitServed(std::uint64_t count) {
+        const auto end = std::chrono::steady_clock::now() + kTooLong;
+        while (server_.counters().served < count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        EXPECT_GE(server_.counters().served, count);
     }
 
 private:
