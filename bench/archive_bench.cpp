@@ -12,51 +12,19 @@
 
 #include <kestrelwood/KSWItem.h>
 
+#include "bench/support/items.h"
 #include "model/item/item_archive.h"
 #include "platform/archive/keyed_archive.h"
 
 namespace {
 
-using Items = std::vector<std::shared_ptr<KSWItem>>;
+using ksw::bench::Items;
+using ksw::bench::makeItem;
 
 constexpr int kItems = 10'000;
 constexpr int kContainers = 100;
 constexpr double kEncodeTarget = 2.0;
 constexpr double kDecodeTarget = 2.5;
-
-ksw::Data bytes(std::size_t size, int seed) {
-    ksw::Data data(size);
-    for (std::size_t i = 0; i < size; ++i) {
-        data[i] = static_cast<std::uint8_t>(seed + static_cast<int>(i));
-    }
-    return data;
-}
-
-std::shared_ptr<KSWItem> makeItem(int number, KSWItemType type) {
-    const std::string text = std::to_string(number);
-    const std::string bundle = "com.example.application" + text;
-    auto item = KSWItem::initWithType(type, "8." + bundle + ".agent");
-    item->setFlags(0x8);
-    item->setName("Agent number " + text);
-    item->setDeveloperName("Example Software Incorporated");
-    item->setEditable(true);
-    item->setCanHide(true);
-    item->setUrl(ksw::URL::fileURL("/Applications/Example" + text + ".app/Contents/Library/Agents/agent.plist"));
-    item->setModificationDate(700'000'000.5 + number);
-    item->setSha256(bytes(32, number));
-    item->setExecutablePath("/Applications/Example" + text + ".app/Contents/Linux/agent");
-    item->setExecutableModificationDate(700'000'001.5 + number);
-    item->setProgramArguments(KSWItem::Strings{"/usr/libexec/agent", "--label", bundle});
-    item->setDisposition(0xB);
-    item->setBundleIdentifier(bundle);
-    item->setAssociatedBundleIdentifiers(KSWItem::Strings{bundle, "com.example.suite"});
-    item->setBookmark(bytes(120, number));
-    item->setTeamIdentifier("ABCDE12345");
-    item->setDesignatedRequirement("identifier \"" + bundle + "\" and anchor trusted and team \"ABCDE12345\"");
-    item->setLightweightRequirement(bytes(64, number));
-    item->setGeneration(number);
-    return item;
-}
 
 /// CPU time of this thread in nanoseconds: what other programs do on the machine is not in it.
 double now() {
@@ -84,15 +52,6 @@ private:
 void report(const char* what, double figure, double floor, double target) {
     std::printf("%-8s %8.1f ns an item; floor (copy) %8.1f ns; ratio %.2f (target %.1f)\n", what, figure, floor,
                 figure / floor, target);
-}
-
-Items copies(const Items& items) {
-    Items made;
-    made.reserve(items.size());
-    for (const auto& item : items) {
-        made.push_back(item->copy());
-    }
-    return made;
 }
 
 }  // namespace
@@ -128,7 +87,7 @@ int main(int argumentCount, char** arguments) {
     Figure encoding;
     Figure decoding;
     for (int round = 0; round < rounds; ++round) {
-        floor.turn([&items] { return copies(items); });
+        floor.turn([&items] { return ksw::bench::copies(items); });
         encoding.turn(encode);
         decoding.turn(decode);
     }

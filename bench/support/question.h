@@ -51,6 +51,8 @@ public:
     BenchRoot(const BenchRoot&) = delete;
     BenchRoot& operator=(const BenchRoot&) = delete;
 
+    const std::string& path() const { return path_; }
+
 private:
     std::string path_;
 };
