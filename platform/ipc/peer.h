@@ -50,8 +50,11 @@ public:
     int fd() const { return stream_.fd(); }
     const host::PeerIdentity& identity() const { return identity_; }
 
-    /// Handles events of the socket; returns at once when another thread is at it, which then handles these too.
-    void work(std::uint32_t events);
+    /// Notes events of the socket. Whether it is the caller's to see that the peer gets a turn; else it has one
+    /// already, or waits for it.
+    bool note(std::uint32_t events);
+    /// Serves what has arrived, until its turn is over. Whether something is left to do.
+    bool work();
 
     /// Answers for requests that are late and ends the connection when it has stalled. When something will be due
     /// next; absent when nothing is under way.
@@ -70,13 +73,15 @@ public:
     void release(std::unique_ptr<PendingRequest> request);
 
 private:
+    friend class Turns;
     using Lock = std::unique_lock<std::mutex>;
 
     /// What became of the frames that have arrived.
-    enum class Arrived : std::uint8_t { Served, Paused, Broken };
+    enum class Arrived : std::uint8_t { Served, Left, Paused, Broken };
 
     // reading, in peer_reading.cpp
-    void handle(std::uint32_t events);
+    bool handle(std::uint32_t events);
+    bool isTurnOver() const;
     Arrived serveArrived();
     Arrived serveFrames(bool& isInBatch);
     Arrived serve(const Frame& frame, bool& isInBatch);
@@ -110,6 +115,7 @@ private:
     Stream stream_;               // received from by the working thread; sent to and closed under the mutex
     std::size_t missing_ = 0;     // of the frame that has begun; the working thread's
     std::shared_ptr<void> kept_;  // the service's own, until the connection ends; the working thread's
+    Instant turnEnd_{};           // the working thread's
 
     std::mutex mutex_;  // guards all below; held by whoever calls the sending functions
     bool isClosed_ = false;
@@ -123,6 +129,9 @@ private:
     std::size_t inFlight_ = 0;
     PendingRequest* first_ = nullptr;
     std::unique_ptr<PendingRequest> spare_;
+
+    Turns::User& turns_;
+    std::shared_ptr<Peer> nextInTurn_;  // who waits behind it; guarded by the turns
 };
 
 }  // namespace ksw::ipc

@@ -18,8 +18,8 @@ namespace {
 /// Beside the events: a thread is handling them.
 constexpr std::uint32_t kBusy = 1U << 20U;
 constexpr std::uint32_t kEndEvents = static_cast<std::uint32_t>(EPOLLRDHUP) | EPOLLHUP | EPOLLERR;
-/// Receives in a row before other peers get their turn.
-constexpr int kRoundsMax = 32;
+/// How long others wait when a peer has more to serve than it has time for; the clock is a few milliseconds coarse.
+constexpr auto kTurn = std::chrono::milliseconds(1);
 /// A handler that takes longer holds back no answer of its batch.
 constexpr auto kQuick = std::chrono::microseconds(200);
 /// Smaller requests are covered by what the connection itself is charged, in bytes.
@@ -38,32 +38,45 @@ Peer::Peer(UniqueFd fd, host::PeerIdentity identity, std::shared_ptr<ServerCore>
       key_(core_->newKey()),
       requestMax_(requestMaxOf(identity_, core_->limits)),
       stream_(std::move(fd), Charge(core_->quotas, identity_.uid())),
-      outCharge_(core_->quotas, identity_.uid()) {}
+      outCharge_(core_->quotas, identity_.uid()),
+      turns_(core_->turns.join(identity_.uid())) {}
 
-Peer::~Peer() = default;
+Peer::~Peer() {
+    core_->turns.leave(identity_.uid());
+}
 
-void Peer::work(std::uint32_t events) {
-    if ((events_.fetch_or(events | kBusy) & kBusy) != 0) {
-        return;
-    }
+bool Peer::note(std::uint32_t events) {
+    return (events_.fetch_or(events | kBusy) & kBusy) == 0;
+}
+
+bool Peer::work() {
+    turnEnd_ = coarseNow() + kTurn;
     while (true) {
         const std::uint32_t pending = events_.exchange(kBusy) & ~kBusy;
-        if (pending != 0) {
-            handle(pending);
-            continue;
+        if (handle(pending)) {
+            events_.fetch_or(pending);
+            return true;
         }
         std::uint32_t expected = kBusy;
         if (events_.compare_exchange_strong(expected, 0)) {
-            return;
+            return false;
+        }
+        if (isTurnOver()) {
+            return true;
         }
     }
 }
 
-void Peer::handle(std::uint32_t events) {
+bool Peer::isTurnOver() const {
+    return coarseNow() >= turnEnd_;
+}
+
+/// Serves what the events tell of. Whether the turn has ended before that.
+bool Peer::handle(std::uint32_t events) {
     {
         const Lock lock(mutex_);
         if (isClosed_) {
-            return;
+            return false;
         }
         if ((events & EPOLLOUT) != 0) {
             flush();
@@ -71,39 +84,43 @@ void Peer::handle(std::uint32_t events) {
         }
     }
     bool isDrained = false;
-    for (int round = 0; round < kRoundsMax; ++round) {
+    while (true) {
         switch (serveArrived()) {
             case Arrived::Broken:
                 core_->dropped.fetch_add(1);
                 close();
-                return;
+                return false;
             case Arrived::Paused:
                 frameSince_.store(0);
-                return;
+                return false;
+            case Arrived::Left:
+                frameSince_.store(0);
+                return true;
             case Arrived::Served:
                 break;
         }
         // A receive may stop early, at descriptors that came along for instance; then it stops within a frame.
         if (isDrained && stream_.buffer().bytes().empty() && (events & kEndEvents) == 0) {
             noteProgress();
-            return;
+            return false;
         }
         const Result<Received> received = stream_.receive(missing_);
         if (!received || *received == Received::End) {
             const bool isOverLimit = !received && received.error().code() == ENOMEM;
             core_->dropped.fetch_add(isOverLimit ? 1 : 0);
             close();
-            return;
+            return false;
         }
         if (*received == Received::Nothing) {
             noteProgress();
-            return;
+            return false;
         }
         isDrained = *received == Received::Drained;
+        if (isTurnOver()) {
+            noteProgress();
+            return true;
+        }
     }
-    const Lock lock(mutex_);
-    isWaitingToWrite_ = false;
-    wantWriting(true);  // is reported at once, behind the events of others
 }
 
 Peer::Arrived Peer::serveArrived() {
@@ -138,6 +155,9 @@ Peer::Arrived Peer::serveFrames(bool& isInBatch) {
             return arrived;
         }
         stream_.buffer().consume(found->frame->size());
+        if (isTurnOver()) {
+            return Arrived::Left;
+        }
     }
 }
 

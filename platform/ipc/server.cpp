@@ -1,6 +1,8 @@
 #include "platform/ipc/server.h"
 
+#include <array>
 #include <list>
+#include <span>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -17,19 +19,38 @@ namespace ksw::ipc {
 
 namespace {
 
-/// Handles events until the server stops. One event at a time, so that no peer waits behind another's handler.
+/// Events that a worker takes at once when it need not wait for them.
+constexpr std::size_t kEventsMax = 16;
+
+/// Looks for events, and waits for one if nobody waits who may be served. Whose turn it is then.
+Turns::Turn nextTurn(ServerCore& core) {
+    const bool rests = core.turns.rest();
+    std::array<epoll_event, kEventsMax> events;
+    const Result<std::size_t> count =
+        rests ? host::sys::epollWait(core.events(), std::span(events).first<1>(), std::nullopt)
+              : host::sys::epollWait(core.events(), events, std::chrono::milliseconds(0));
+    std::array<std::shared_ptr<Peer>, kEventsMax> arrived;
+    std::size_t arrivals = 0;
+    for (std::size_t index = 0; index < (count ? *count : 0); ++index) {
+        std::shared_ptr<Peer> peer = core.find(events[index].data.u64);
+        if (peer != nullptr && peer->note(events[index].events)) {
+            arrived[arrivals++] = std::move(peer);
+        }
+    }
+    return core.turns.take(std::span(arrived).first(arrivals), rests);
+}
+
+/// Serves peers until the server stops. Who has come meanwhile is noted before each turn, so that whoever waits
+/// hides nobody.
 void work(ServerCore& core) {
-    while (true) {
-        epoll_event event{};
-        const Result<std::size_t> count = host::sys::epollWait(core.events(), {&event, 1}, std::nullopt);
-        if (core.isStopping()) {
-            return;
+    while (!core.isStopping()) {
+        Turns::Turn turn = nextTurn(core);
+        if (turn.isMore) {
+            core.wakeWorker();
         }
-        if (!count || *count == 0) {
-            continue;
-        }
-        if (const std::shared_ptr<Peer> peer = core.find(event.data.u64)) {
-            peer->work(event.events);
+        if (turn.peer != nullptr) {
+            const bool hasMore = !core.isStopping() && turn.peer->work();
+            core.turns.end(std::move(turn.peer), hasMore);
         }
     }
 }
@@ -47,7 +68,7 @@ Dictionary statusOf(const ServerCounters& counters) {
 class Server::Inside {
 public:
     explicit Inside(const ServerOptions& options)
-        : core_(std::make_shared<ServerCore>(options.limits)),
+        : core_(std::make_shared<ServerCore>(options.limits, options.workers)),
           workers_(options.workers == 0 ? 1 : options.workers) {}
     ~Inside() { stop(); }
     Inside(const Inside&) = delete;
@@ -122,6 +143,7 @@ void Server::Inside::stop() {
         }
         threads_.clear();
     }
+    core_->turns.clear();
     for (const std::shared_ptr<Peer>& peer : core_->peers()) {
         peer->close();
     }

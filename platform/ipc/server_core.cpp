@@ -31,17 +31,24 @@ Instant coarseNow() {
     return Instant(std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec));
 }
 
-ServerCore::ServerCore(const ServerLimits& bounds)
+ServerCore::ServerCore(const ServerLimits& bounds, std::size_t workers)
     : limits(bounds),
       quotas(quotaBounds(bounds)),
+      turns(workers),
       shortestTime_(std::min({bounds.stall, bounds.launchQuestion, bounds.request, bounds.longRequest})) {}
 
 Status ServerCore::open() {
     for (Status status : {take(host::sys::epollCreate(), events_), take(host::sys::eventDescriptor(), stop_),
-                          take(host::sys::timerDescriptor(), timer_), take(host::sys::eventDescriptor(), wake_)}) {
+                          take(host::sys::eventDescriptor(), more_), take(host::sys::timerDescriptor(), timer_),
+                          take(host::sys::eventDescriptor(), wake_)}) {
         if (!status) {
             return status;
         }
+    }
+    // Nobody drains it: each signal is an edge of its own, and wakes one worker.
+    constexpr std::uint32_t kEdges = static_cast<std::uint32_t>(EPOLLIN) | EPOLLET;
+    if (Status status = host::sys::epollControl(events(), EPOLL_CTL_ADD, more_.get(), kEdges, kMoreKey); !status) {
+        return status;
     }
     return host::sys::epollControl(events(), EPOLL_CTL_ADD, stop_.get(), EPOLLIN, kStopKey);
 }
@@ -137,6 +144,10 @@ void ServerCore::connectionEnded(Uid uid) {
 
 void ServerCore::wakeSupervisor() {
     (void)host::sys::signalEvent(wake());
+}
+
+void ServerCore::wakeWorker() {
+    (void)host::sys::signalEvent(more_.get());
 }
 
 void ServerCore::stop() {

@@ -14,6 +14,7 @@
 #include "platform/base/unique_fd.h"
 #include "platform/ipc/quota.h"
 #include "platform/ipc/server.h"
+#include "platform/ipc/turns.h"
 
 namespace ksw::ipc {
 
@@ -33,13 +34,14 @@ struct Service {
 /// Lives as long as any peer does. Safe from any thread.
 class ServerCore {
 public:
-    explicit ServerCore(const ServerLimits& bounds);
+    ServerCore(const ServerLimits& bounds, std::size_t workers);
 
     /// Opens the descriptors. Error: the kernel denies one.
     Status open();
 
     const ServerLimits limits;
     Quotas quotas;
+    Turns turns;
     std::atomic<std::uint64_t> served{0};
     std::atomic<std::uint64_t> refused{0};
     std::atomic<std::uint64_t> dropped{0};
@@ -78,6 +80,8 @@ public:
     /// The supervisor's: whether it waits for one.
     std::atomic<bool> isAcceptingPaused{false};
     void wakeSupervisor();
+    /// Wakes one worker that rests.
+    void wakeWorker();
     /// Ends the threads.
     void stop();
     bool isStopping() const { return isStopping_.load(); }
@@ -86,18 +90,20 @@ public:
     int timer() const { return timer_.get(); }
     int wake() const { return wake_.get(); }
 
-    /// The key of the event that ends the workers.
+    // Keys of events that are no peer's: the end of the workers, and work for one that rests.
     static constexpr std::uint64_t kStopKey = 0;
+    static constexpr std::uint64_t kMoreKey = 1;
 
 private:
     const std::chrono::milliseconds shortestTime_;
     // Constant once open.
     UniqueFd events_;
     UniqueFd stop_;
+    UniqueFd more_;
     UniqueFd timer_;
     UniqueFd wake_;
 
-    std::atomic<std::uint64_t> nextKey_{kStopKey + 1};
+    std::atomic<std::uint64_t> nextKey_{kMoreKey + 1};
     std::atomic<bool> isTicking_{false};
     std::atomic<bool> isStopping_{false};
     std::mutex timerMutex_;  // guards tickAt_

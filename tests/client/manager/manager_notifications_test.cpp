@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "client/protocol/user_data_change.h"
 #include "tests/client/manager/list_daemon.h"
@@ -41,6 +43,16 @@ protected:
         daemon_.has({itemNamed("8.a"), itemNamed("8.b")});
     }
 
+    /// Waits until the log has the line so often.
+    void awaitLine(const std::string& line, std::size_t count) {
+        const auto end = std::chrono::steady_clock::now() + kTooLong;
+        while (log_.count(line) < count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        EXPECT_GE(log_.count(line), count) << line;
+    }
+
+    const std::string line_ = "-[KSWManager handleUserDataDidChangeNotification:]: uid=501, type=0x8, list count=";
     ServedHub hub_;
     std::shared_ptr<KSWList> list_ = manager_->getItemsMatching(8, 501);
     std::shared_ptr<Expected> expected_ = std::make_shared<Expected>();
@@ -51,6 +63,14 @@ TEST_F(ANotification, RefreshesTheListsOfAManagerAndTellsTheirObservers) {
     expected_->await(1);
     EXPECT_THAT(expected_->told().back(), ElementsAre("8.a", "8.b"));
     EXPECT_EQ(list_->count(), 2U);
+}
+
+TEST_F(ANotification, ReachesAManagerOfEitherMode) {
+    const auto roster = KSWManager::initWithMode(1);
+    log_.clear();
+    hub_->post(protocol::notificationOf({501, 8}));
+    awaitLine(line_ + "1", 1);
+    awaitLine(line_ + "0", 2);  // the process's own manager and the roster's
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ Dictionary versioned(const std::string& label, int version) {
 /// Changes its own items, one request after the other. One thread at a time.
 class Client {
 public:
-    explicit Client(unsigned number) : number_(number), random_(kSeed + number) {
+    explicit Client(unsigned number) : random_(kSeed + number) {
         for (unsigned item = 0; item < kItemsPerClient; ++item) {
             items_["client." + std::to_string(number) + ".item." + std::to_string(item)];
         }
@@ -130,7 +130,6 @@ private:
         return true;
     }
 
-    unsigned number_;
     std::mt19937 random_;
     int version_ = 0;
     std::map<std::string, Known> items_;
