@@ -23,18 +23,6 @@ namespace methods = protocol::manager;
 
 constexpr std::int64_t kJob = static_cast<std::int64_t>(KSWItemTypeAgent | KSWItemTypeLegacyBit);
 
-template <class... R, class... A>
-Data frameOf(const ipc::Method<ipc::Reply<R...>(A...)>& method, const std::type_identity_t<A>&... arguments) {
-    const ipc::ArgumentSource sources[] = {ipc::sourceOf(arguments)..., {}};
-    Data frame;
-    if (ipc::encodeRequest(method.selector, {sources, sizeof...(A)}, frame)) {
-        const auto length = static_cast<std::uint32_t>(frame.size() - ipc::kHeaderSize);
-        ipc::writeHeader({ipc::FrameKind::Request, length, 1},
-                         std::span<std::uint8_t>(frame).first<ipc::kHeaderSize>());
-    }
-    return frame;
-}
-
 Data question() {
     return frameOf(methods::kEffectiveDispositionOfURL, std::nullopt, kJob, jobURLOf(0), configurationOf(0),
                    ::getuid());

@@ -8,9 +8,24 @@
 #include <kestrelwood/values.h>
 
 #include "platform/base/unique_fd.h"
+#include "platform/ipc/body.h"
+#include "platform/ipc/frame.h"
 #include "tests/servers/load/load.h"
 
 namespace ksw::test {
+
+/// The frame of a request.
+template <class... R, class... A>
+Data frameOf(const ipc::Method<ipc::Reply<R...>(A...)>& method, const std::type_identity_t<A>&... arguments) {
+    const ipc::ArgumentSource sources[] = {ipc::sourceOf(arguments)..., {}};
+    Data frame;
+    if (ipc::encodeRequest(method.selector, {sources, sizeof...(A)}, frame)) {
+        const auto length = static_cast<std::uint32_t>(frame.size() - ipc::kHeaderSize);
+        ipc::writeHeader({ipc::FrameKind::Request, length, 1},
+                         std::span<std::uint8_t>(frame).first<ipc::kHeaderSize>());
+    }
+    return frame;
+}
 
 /// What a hog opens, in connections.
 struct Greed {

@@ -8,8 +8,12 @@
 
 #include "client/protocol/manager_service.h"
 #include "client/protocol/services.h"
+#include "client/protocol/user_data_change.h"
 #include "platform/base/limits.h"
 #include "platform/ipc/connection.h"
+#include "platform/ipc/dialer.h"
+#include "platform/ipc/notifications.h"
+#include "platform/ipc/stream.h"
 #include "tests/servers/kestrelwoodd/daemon_process.h"
 #include "tests/servers/load/hog.h"
 #include "tests/servers/load/load.h"
@@ -92,6 +96,22 @@ void expectUnslowed(Request request, int count) {
     EXPECT_LE(*busy, 10 * std::max(*idle, kFloor)) << "idle " << idle->count() << " ns";
     testing::Test::RecordProperty("idle_p99_us", static_cast<int>(*idle / 1us));
     testing::Test::RecordProperty("busy_p99_us", static_cast<int>(*busy / 1us));
+}
+
+TEST(AnObserverThatNeverReads, DelaysNoChange) {
+    const daemon::test::DaemonHost host;
+    const auto process = host.startReady();
+    ASSERT_NE(process, nullptr);
+    const auto idle = p99Of(change, sized(300, 100));
+    ASSERT_TRUE(idle.has_value());
+    Result<UniqueFd> deaf = ipc::dial(*ipc::servicePlace(ipc::kNotifyService, ipc::Domain::System, std::nullopt));
+    ASSERT_TRUE(deaf.ok());
+    ipc::Stream stream(std::move(*deaf));
+    ASSERT_TRUE(stream.sendAll(frameOf(ipc::kObserveNotification, std::string(protocol::kUserDataDidChange))).ok());
+    ASSERT_TRUE(stream.sendAll(frameOf(ipc::kNextNotification)).ok());
+    const auto observed = p99Of(change, sized(300, 100));
+    ASSERT_TRUE(observed.has_value());
+    EXPECT_LE(*observed, 10 * std::max(*idle, kFloor)) << "idle " << idle->count() << " ns";
 }
 
 TEST(ANeighbourOfAHog, IsAnsweredAsSoonAsBefore) {
