@@ -5,13 +5,13 @@
 #include <array>
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <stdexcept>
 
 #include <unistd.h>
 
 #include <kestrelwood/KSWManager.h>
 
+#include "client/manager/fork_guarded.h"
 #include "client/manager/refresh_turns.h"
 #include "client/manager/request_frame.h"
 #include "client/values/list_record.h"
@@ -87,25 +87,18 @@ void logObserver(ksw::Literal operation, const KSWListObserver* observer) {
 }  // namespace
 
 struct KSWList::State {
-    State(ContentPointer content, ksw::Uid user, std::int64_t mask, std::shared_ptr<KSWManager> owner)
-        : type(mask), manager(std::move(owner)), uid(user), content_(std::move(content)) {}
-
-    ContentPointer content() { return *content_.lock(); }
-    /// The former content goes when the lock is open again: it may be the last to know its items.
-    void setContent(ContentPointer content) { std::swap(*content_.lock(), content); }
+    State(ContentPointer shown, ksw::Uid user, std::int64_t mask, std::shared_ptr<KSWManager> owner)
+        : type(mask), manager(std::move(owner)), uid(user), content(std::move(shown)) {}
 
     // Constant after construction.
     const std::int64_t type;
     const std::shared_ptr<KSWManager> manager;
 
     std::atomic<ksw::Uid> uid;
+    /// What goes with a former content goes with no lock held: it may be the last to know its items.
+    ksw::client::Replaceable<Content> content;
     ksw::client::RefreshTurns turns;
-
-    std::mutex observersLock;
-    Observers observers;
-
-private:
-    ksw::Guarded<ContentPointer> content_;
+    ksw::client::ForkGuarded<Observers> observers;
 };
 
 KSWListObserver::~KSWListObserver() = default;
@@ -165,24 +158,24 @@ std::int64_t KSWList::type() const {
     return state_->type;
 }
 Items KSWList::items() const {
-    return state_->content()->items;
+    return state_->content.get()->items;
 }
 void KSWList::setItems(Items items) {
-    state_->setContent(contentOf(std::move(items)));
+    state_->content.set(contentOf(std::move(items)));
 }
 Items KSWList::containers() const {
-    return state_->content()->containers;
+    return state_->content.get()->containers;
 }
 const KSWList::Observers& KSWList::observers() const {
-    return state_->observers;
+    return *state_->observers.lock();
 }
 
 std::size_t KSWList::count() const {
-    return state_->content()->items.size();
+    return state_->content.get()->items.size();
 }
 
 std::shared_ptr<KSWItem> KSWList::itemAtIndex(std::size_t index) const {
-    const ContentPointer content = state_->content();
+    const ContentPointer content = state_->content.get();
     if (index >= content->items.size()) {
         throw std::out_of_range(ksw::format("%s: index %lu beyond count %lu",
                                             ksw::Literal{"-[KSWList itemAtIndex:]"}, index, content->items.size()));
@@ -191,7 +184,7 @@ std::shared_ptr<KSWItem> KSWList::itemAtIndex(std::size_t index) const {
 }
 
 std::optional<std::size_t> KSWList::indexOfItem(const std::shared_ptr<const KSWItem>& item) const {
-    const ContentPointer content = state_->content();
+    const ContentPointer content = state_->content.get();
     for (std::size_t index = 0; index < content->items.size(); ++index) {
         if (content->items[index]->isEqual(item)) {
             return index;
@@ -249,7 +242,7 @@ bool KSWList::refreshWithError(std::optional<ksw::Error>* error) {
         }
         ended.hasList = fresh != nullptr;
         if (ended.hasList) {
-            state_->setContent(fresh->state_->content());
+            state_->content.set(fresh->state_->content.get());
         }
         return ended;
     });
@@ -263,9 +256,9 @@ void KSWList::addListObserver(const std::shared_ptr<KSWListObserver>& observer) 
     if (observer == nullptr) {
         return;
     }
-    const std::lock_guard lock(state_->observersLock);
+    const auto observers = state_->observers.lock();
     logObserver(ksw::Literal{"-[KSWList addListObserver:]"}, observer.get());
-    state_->observers.insert(observer);
+    observers->insert(observer);
 }
 
 void KSWList::removeListObserver(const std::shared_ptr<KSWListObserver>& observer) {
@@ -274,12 +267,12 @@ void KSWList::removeListObserver(const std::shared_ptr<KSWListObserver>& observe
     }
     // Goes after the lock: an observer may do anything while it is destroyed.
     Observers::node_type removed;
-    const std::lock_guard lock(state_->observersLock);
+    const auto observers = state_->observers.lock();
     logObserver(ksw::Literal{"-[KSWList removeListObserver:]"}, observer.get());
-    removed = state_->observers.extract(observer);
+    removed = observers->extract(observer);
 }
 
 std::vector<std::shared_ptr<KSWListObserver>> KSWList::currentObservers() const {
-    const std::lock_guard lock(state_->observersLock);
-    return {state_->observers.begin(), state_->observers.end()};
+    const auto observers = state_->observers.lock();
+    return {observers->begin(), observers->end()};
 }

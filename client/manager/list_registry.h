@@ -9,8 +9,7 @@
 
 #include <kestrelwood/KSWList.h>
 
-#include "platform/base/guarded.h"
-#include "platform/host/lock_word.h"
+#include "client/manager/fork_guarded.h"
 
 namespace ksw::client {
 
@@ -57,7 +56,7 @@ private:
         std::size_t sweepAt = kSweepMin;
     };
 
-    Guarded<Entries, host::LockWord> entries_;
+    ForkGuarded<Entries> entries_;
 };
 
 }  // namespace ksw::client

@@ -68,10 +68,16 @@ std::shared_ptr<KSWList> KSWManager::_getItemsMatching(std::int64_t type, ksw::U
 }
 
 std::shared_ptr<KSWList> KSWManager::getItemsMatching(std::int64_t type, ksw::Uid uid, ErrorPlace error) {
+    const std::uint64_t handledBefore = state_->changesHandled;
     std::shared_ptr<KSWList> list = _getItemsMatching(type, uid, error);
-    if (list != nullptr) {
-        state_->lists.add(
-            list, [&] { mainLog.debug("%s: adding list %p, type=%#lx", kGetItems, addressOf(list), type); });
+    if (list == nullptr) {
+        return nullptr;
+    }
+    state_->lists.add(list,
+                      [&] { mainLog.debug("%s: adding list %p, type=%#lx", kGetItems, addressOf(list), type); });
+    // A change that was handled meanwhile did not find the list, and what the daemon answered may be older.
+    if (state_->changesHandled != handledBefore && listsAreRefreshed()) {
+        list->refresh();
     }
     return list;
 }
@@ -86,6 +92,7 @@ std::shared_ptr<KSWList> KSWManager::getItemsMatchingForCaller(std::int64_t type
 
 void KSWManager::handleUserDataDidChangeNotification(const ksw::Notification& notification) {
     const RequestActivity activity("KSWManager.userDataDidChange");
+    ++state_->changesHandled;
     const ksw::client::ListRegistry::Lists lists = state_->lists.living();
     logChange(notification, lists.size());
     const UserDataChange change = ksw::protocol::userDataChangeOf(notification);

@@ -1,6 +1,7 @@
 // manager_state.h: what a KSWManager holds.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -19,6 +20,8 @@ struct KSWManager::State {
     ksw::client::Requester requester;
 
     ksw::client::ListRegistry lists;
+    /// How many notifications have been handled; raised before their lists are looked for.
+    std::atomic<std::uint64_t> changesHandled = 0;
     /// Last, so that nobody is told of changes while the rest goes.
     ksw::ipc::NotificationCenter::Observation changes;
 };

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <atomic>
+#include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -9,8 +11,7 @@
 
 #include <kestrelwood/values/error.h>
 
-#include "platform/base/guarded.h"
-#include "platform/host/lock_word.h"
+#include "client/manager/fork_guarded.h"
 #include "platform/ipc/process_epoch.h"
 
 namespace ksw::client {
@@ -22,14 +23,16 @@ struct RefreshOutcome {
 };
 
 /// At most one refresh runs and at most one waits for it to end, so that an older answer never takes the place of a
-/// newer one. Who comes while one waits shares it: it will ask later than they came. Any thread; `run` blocks.
+/// newer one. Who comes while one waits shares it: it will ask later than they came. Any thread; `run` blocks. What
+/// an ask throws is thrown by its own `run`; who shared it gets an error.
 class RefreshTurns {
 public:
     template <class Ask>
     RefreshOutcome run(const Ask& ask) {
         const Turn turn = take();
-        if (turn.before != nullptr) {
-            turn.before->ended.wait(0);
+        const Pointer& awaited = turn.isOurs ? turn.before : turn.round;
+        if (awaited != nullptr) {
+            awaited->ended.wait(0);
         }
         if (turn.isOurs) {
             const Ending ending(*this, *turn.round);
@@ -38,11 +41,18 @@ public:
         return turn.round->outcome;
     }
 
+    /// How many threads wait for the one that asks to end.
+    std::size_t waiting() {
+        const auto rounds = rounds_.lock();
+        return rounds->waiting == nullptr ? 0 : static_cast<std::size_t>(rounds->waiting.use_count()) - 1;
+    }
+
 private:
     struct Round {
         const std::uint64_t epoch = ipc::processEpoch();
-        /// Written by the thread whose round it is, before `ended`.
-        RefreshOutcome outcome;
+        /// Written by the thread whose round it is, before `ended`. An ask throws when there is no memory, and
+        /// then there may be none for an error either.
+        RefreshOutcome outcome{false, Error(kPosixErrorDomain, ENOMEM, "refresh: out of memory")};
         std::atomic<std::uint32_t> ended = 0;
     };
     using Pointer = std::shared_ptr<Round>;
@@ -53,7 +63,7 @@ private:
     };
     struct Turn {
         Pointer round;
-        /// What to wait for.
+        /// The round to wait for before ours begins.
         Pointer before;
         bool isOurs = true;
     };
@@ -92,10 +102,10 @@ private:
             rounds->waiting = std::make_shared<Round>();
             return {rounds->waiting, rounds->running};
         }
-        return {rounds->waiting, rounds->waiting, false};
+        return {rounds->waiting, nullptr, false};
     }
 
-    Guarded<Rounds, host::LockWord> rounds_;
+    ForkGuarded<Rounds> rounds_;
 };
 
 }  // namespace ksw::client

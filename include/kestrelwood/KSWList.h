@@ -20,14 +20,16 @@ class KSWManager;
 class KSW_EXPORT KSWListObserver {
 public:
     virtual ~KSWListObserver();
-    /// Called after the list was refreshed, on the thread on which the manager is told of changes. It may use the
-    /// list and its manager, and add or remove observers. It must not throw.
+    /// Called when a change was announced that concerns the list, on the thread on which all managers of the
+    /// process are told, which it holds up for as long as it runs. The list has been refreshed before, unless that
+    /// failed or the feature "AutoRefreshLists" is off: then it is as it was. May use the list and its manager, and
+    /// add or remove observers. Must not throw.
     virtual void listDidChange(const std::shared_ptr<KSWList>& list) = 0;
 };
 
 /// A snapshot of items. A list that `KSWManager::getItemsMatching` handed out is refreshed, and its observers told,
-/// when the daemon announces a change of its user's items; any other list changes by `refresh` only. Changes made
-/// through a list go to the daemon under the list's uid, and show in the list after its next refresh.
+/// when the daemon announces a change of its user's items; any other list changes by `refresh` and `setItems` only.
+/// Changes made through a list go to the daemon under the list's uid, and show in the list after its next refresh.
 ///
 /// Threads: any thread may call anything, at the same time too. What `items` and `containers` hand out is a copy of
 /// the list's pointers; the items themselves follow the rule of `KSWItem`.
@@ -60,6 +62,7 @@ public:
     std::int64_t type() const;
     /// The items in the daemon's order. Each keeps its containers alive.
     Items items() const;
+    /// Shows these items until the next refresh; null ones are left out. The daemon is not told.
     void setItems(Items items);
     /// Every container of an item, once.
     Items containers() const;
@@ -87,7 +90,8 @@ public:
     bool refresh();
     bool refreshWithError(std::optional<ksw::Error>* error = nullptr);
 
-    /// The same observer twice counts once; null is left out.
+    /// The same observer twice counts once; null is left out. One that is removed while another thread is telling
+    /// the observers of a change may be called once more after `removeListObserver` has returned.
     void addListObserver(const std::shared_ptr<KSWListObserver>& observer);
     void removeListObserver(const std::shared_ptr<KSWListObserver>& observer);
 

@@ -26,17 +26,21 @@ inline constexpr ksw::StringConstant KSWUserDataDidChangeNotification =
 ///
 /// Threads: any number of threads may use one manager at once; each request runs on its caller's thread and
 /// blocks it until the reply or the connection's error is there. Requests are neither repeated nor timed out
-/// here: the daemon bounds what it does. After a fork the child's requests use a connection of their own.
+/// here: the daemon bounds what it does. After a fork the child's requests use a connection of their own, also
+/// those of its parent's managers and lists; but it is told of no change until it makes a manager of its own, and
+/// then for the lists of that one.
 ///
-/// Failures are values. A connection that fails is logged once per request and the operation answers false,
-/// null, an empty collection or -1, as each says.
+/// Failures are values. When the connection fails the operation answers false, null, an empty collection or -1, as
+/// each says (`removeItem` and `addUserItemForURL` succeed even then), and the failure is logged; but not by
+/// `addItem`, `updateItem` and `updateItems`, which only hand the error out.
 ///
 /// The feature "ControlAutomaticAppLaunch" of the domain "Kestrelwood" turns the manager on. With it off a manager
 /// has no connection, and every operation answers false, null, 0 or an empty collection, and no error; what never
 /// fails does not fail then either (`removeItem`, `addUserItemForURL`).
 ///
 /// A manager observes the daemon's announcements from its construction on, and keeps the lists current that it has
-/// handed out and that are still held.
+/// handed out and that are still held. All managers of a process are told on one thread, one after the other: an
+/// observer of a list that takes its time holds up the others.
 ///
 /// Common parameters: `appURL` or `bundleURL` is the application that owns the item, or the audit token of a
 /// process from whose bundle the daemon finds it; `type` is an item type of KSWTypes.h; `relativeURL` is the
@@ -53,7 +57,7 @@ public:
     /// The process-wide manager of the legacy login-item store, made on first use and never destroyed.
     static KSWManager& sharedRosterManager();
     /// A manager of mode 0 (items) or 1 (the legacy login-item store); any other mode has no connection.
-    /// Nothing is dialled before the first request.
+    /// The service is dialled by the first request. Announcements are observed from now on, on another thread.
     static std::shared_ptr<KSWManager> initWithMode(std::int64_t mode);
 
     ~KSWManager();
@@ -149,8 +153,9 @@ public:
     std::shared_ptr<KSWItem> fetchItemWithUUID(const std::optional<ksw::UUID>& uuid, ksw::Uid uid,
                                                ErrorPlace error = nullptr);
 
-    /// The user's items whose type has a bit of the mask, in a list that stays current as long as it is held. Null
-    /// after a failure, and then `*error` says why.
+    /// The user's items whose type has a bit of the mask, in a list that stays current as long as it is held: a
+    /// change that comes while it is fetched is in it, at the price of a second request. Null after a failure, and
+    /// then `*error` says why.
     std::shared_ptr<KSWList> getItemsMatching(std::int64_t type, ksw::Uid uid, ErrorPlace error = nullptr);
     std::shared_ptr<KSWList> getItemsMatching(std::int64_t type);
     // A template, so that a uid of 0 is not taken for a null pointer.

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -77,8 +78,15 @@ public:
         daemon_.on(methods::kGetItemsMatching,
                    [this](const ipc::RequestContext&, Responder responder, std::int64_t type, Uid uid) {
                        queries_.add({type, uid});
-                       const std::lock_guard lock(mutex_);
-                       responder.answer(archive_, error_);
+                       std::unique_lock lock(mutex_);
+                       const auto archive = archive_;
+                       const auto error = error_;
+                       const auto meanwhile = std::exchange(meanwhile_, nullptr);
+                       lock.unlock();
+                       if (meanwhile) {
+                           meanwhile();
+                       }
+                       responder.answer(archive, error);
                    });
         daemon_.on(methods::kAddItem, [this](const ipc::RequestContext&, ipc::Responder<std::int64_t> responder,
                                              const std::shared_ptr<KSWItem>&, Uid uid) {
@@ -107,6 +115,11 @@ public:
         archive_ = std::move(archive);
         error_ = std::move(error);
     }
+    /// Runs when the next query has been looked up, before it is answered.
+    void meanwhile(std::function<void()> act) {
+        const std::lock_guard lock(mutex_);
+        meanwhile_ = std::move(act);
+    }
     void start() { daemon_.start(); }
     void stop() { daemon_.stop(); }
 
@@ -116,9 +129,10 @@ public:
 private:
     Seen<Query> queries_;
     Seen<Change> changes_;
-    std::mutex mutex_;  // guards both below
+    std::mutex mutex_;  // guards the three below
     std::optional<Data> archive_;
     std::optional<Error> error_;
+    std::function<void()> meanwhile_;
     ScriptedDaemon daemon_;
 };
 

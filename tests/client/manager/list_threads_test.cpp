@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -94,7 +97,78 @@ TEST(TheTurnsOfAList, RunOneAtATimeAndAnswerWithWhatWasAskedLater) {
         }
     }
     EXPECT_EQ(wrong, 0);
-    EXPECT_LE(asked, static_cast<std::int64_t>(kThreads) * kRounds);
+}
+
+/// Turns, the first of which runs until it is released.
+class TurnsBehindOneThatRuns : public ::testing::Test {
+protected:
+    TurnsBehindOneThatRuns() { isRunning_.wait(false); }
+    ~TurnsBehindOneThatRuns() override { release(); }
+
+    RefreshOutcome ask() { return {true, Error("Ask", ++asked_)}; }
+    /// Waits until so many threads wait for the one that asks.
+    void awaitWaiting(std::size_t count) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (turns_.waiting() != count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(turns_.waiting(), count);
+    }
+    void release() {
+        mayEnd_ = true;
+        mayEnd_.notify_all();
+    }
+
+    RefreshTurns turns_;
+    std::atomic<std::int64_t> asked_ = 0;
+    std::atomic<bool> isRunning_ = false;
+    std::atomic<bool> mayEnd_ = false;
+    std::jthread first_{[this] {
+        turns_.run([this] {
+            isRunning_ = true;
+            isRunning_.notify_all();
+            mayEnd_.wait(false);
+            return ask();
+        });
+    }};
+};
+
+TEST_F(TurnsBehindOneThatRuns, AreOneForAllWhoCome) {
+    constexpr std::size_t kThreads = 8;
+    Seen<std::int64_t> answers;
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t index = 0; index < kThreads; ++index) {
+            threads.emplace_back([&] { answers.add(turns_.run([this] { return ask(); }).error.value().code()); });
+        }
+        awaitWaiting(kThreads);
+        release();
+    }
+    EXPECT_EQ(asked_, 2);
+    EXPECT_EQ(answers.all(), std::vector<std::int64_t>(kThreads, 2));
+}
+
+TEST_F(TurnsBehindOneThatRuns, AreAnErrorForWhoSharesOneThatThrows) {
+    std::atomic<int> thrown = 0;
+    Seen<RefreshOutcome> shared;
+    {
+        std::vector<std::jthread> threads;
+        for (int index = 0; index < 2; ++index) {
+            threads.emplace_back([&] {
+                try {
+                    shared.add(turns_.run([]() -> RefreshOutcome { throw std::bad_alloc(); }));
+                } catch (const std::bad_alloc&) {
+                    ++thrown;
+                }
+            });
+        }
+        awaitWaiting(2);
+        release();
+    }
+    EXPECT_EQ(thrown, 1);
+    EXPECT_FALSE(shared.only().hasList);
+    EXPECT_EQ(shared.only().error, Error(kPosixErrorDomain, ENOMEM, "refresh: out of memory"));
+    EXPECT_TRUE(turns_.run([this] { return ask(); }).hasList);
 }
 
 TEST(TheTurnsOfAList, GoOnAfterOneThatThrew) {

@@ -126,6 +126,39 @@ TEST_F(AQuery, WithoutADaemonLogsAndHandsOutTheConnectionsError) {
     EXPECT_EQ(manager_->getItemsMatching(8, 501), nullptr);
 }
 
+/// A query during which the items change, and the manager is told so.
+class AnOvertakenQuery : public AQuery {
+protected:
+    AnOvertakenQuery() {
+        daemon_.meanwhile([this] {
+            daemon_.has({itemNamed("8.a"), itemNamed("8.b")});
+            manager_->handleUserDataDidChangeNotification(change());
+        });
+    }
+};
+
+TEST_F(AnOvertakenQuery, HandsOutAListThatWasRefreshedOnce) {
+    const auto list = manager_->getItemsMatching(8, 501, &error_);
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(names(list->items()), (Names{"8.a", "8.b"}));
+    EXPECT_EQ(error_, std::nullopt);
+    EXPECT_THAT(daemon_.queries(), ElementsAre(Query{8, 501}, Query{8, 501}));
+}
+
+TEST_F(AnOvertakenQuery, HandsOutTheOldItemsWhenListsAreNotRefreshed) {
+    root_.setFeature("AutoRefreshLists", false);
+    const auto list = manager_->getItemsMatching(8, 501);
+    EXPECT_EQ(names(list->items()), (Names{"8.a"}));
+    EXPECT_THAT(daemon_.queries(), SizeIs(1));
+}
+
+TEST_F(AnOvertakenQuery, HandsOutNoListWhenItFailed) {
+    daemon_.says(std::nullopt, KSWErrorWithCode(-97));
+    EXPECT_EQ(manager_->getItemsMatching(8, 501, &error_), nullptr);
+    EXPECT_EQ(error_, KSWErrorWithCode(-97));
+    EXPECT_THAT(daemon_.queries(), SizeIs(1));
+}
+
 /// A manager that has handed out a list of the user 501's agents.
 class AChange : public ListTest {
 protected:
@@ -256,13 +289,18 @@ TEST_F(AChange, KnowsTheListsOfTwoQueriesApart) {
 
 TEST_F(AChange, DoesNotTouchListsThatNobodyAskedFor) {
     const auto made = KSWList::initWithItems({}, 501, 8, manager_);
+    const auto initial = KSWList::init();
     const auto decoded = KSWList::initWithCoder(archiveOfList({}));
-    made->addListObserver(witness_);
-    decoded->addListObserver(witness_);
+    for (const auto& list : {made, initial, decoded}) {
+        list->addListObserver(witness_);
+    }
     list_->removeListObserver(witness_);
     list_->refresh();
     EXPECT_EQ(listCount(), 1U);
     tell();
+    log_.clear();
+    KSWManager::shared().handleUserDataDidChangeNotification(change());
+    EXPECT_THAT(debugLines(), ElementsAre(std::string(kHandler) + "uid=-1, type=0, list count=0"));
     EXPECT_THAT(witness_->told(), IsEmpty());
 }
 
