@@ -88,7 +88,7 @@ public:
 
 private:
     ForkLock lock_;
-    T value_;
+    T value_{};
 };
 
 /// A pointer to something immutable that is replaced whole. A forked child has the one or the other, whatever the
