@@ -57,7 +57,7 @@ Result<ItemPointer> updatedRecord(const KSWItem& record, const KSWItem& given) {
         return KSWErrorWithCode(KSWErrorInvalidGeneration);
     }
     ItemPointer updated = copyOfRecord(given);
-    updated->setGeneration(record.generation() + 1);
+    updated->setGeneration(nextGeneration(record.generation()));
     setManaged(*updated, record.flags(), record.type());
     return updated;
 }

@@ -1,6 +1,7 @@
 // record.h: an item as the store keeps it: one record, without relatives, and back again.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include <kestrelwood/KSWItem.h>
@@ -21,6 +22,12 @@ Uid scopeOf(KSWItemType type, Uid uid);
 
 /// A new item with every stored field of `record`, its flags included, no container and no children.
 ItemPointer copyOfRecord(const KSWItem& record);
+
+/// The generation after this one, as clients count on from a change of theirs: the highest is followed by the
+/// lowest. A store's file may hold any number.
+constexpr std::int64_t nextGeneration(std::int64_t generation) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(generation) + 1);
+}
 
 /// The row that keeps the item, its container by UUID. Error: it has no identifier or UUID, or its archive is
 /// larger than a record may be.

@@ -127,7 +127,7 @@ Outcome Registry::add(Uid uid, const ItemPointer& item) {
 Outcome Registry::takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item) {
     const ItemPointer updated = copyOfRecord(*current);
     takeFacts(*updated, *item);
-    updated->setGeneration(current->generation() + 1);
+    updated->setGeneration(nextGeneration(current->generation()));
     Outcome outcome = replace({{uid, current, updated}});
     if (outcome.code == KSWErrorNone) {
         outcome.item = index_.find(uid, *updated->identifier()).item;
