@@ -20,7 +20,10 @@ inline constexpr std::size_t kBufferAheadMax = 64 * kKiB;
 inline constexpr std::size_t kSelectorMax = 256;
 /// A distributed notification, in bytes.
 inline constexpr std::size_t kNotificationMax = 64 * kKiB;
-/// Names of notifications that one connection observes: a process observes a handful.
+/// Names of notifications that one connection observes: a process observes a handful. What a hub keeps for its
+/// observers is charged to nobody, since this bounds it: 64 names of at most 256 bytes are 32 KiB a connection, and
+/// 32 MiB for a user's kHubConnectionsPerUidMax. A notification is kept once for all who wait for it, and is as
+/// large as those make it who may post: the system itself, and in a session its only user.
 inline constexpr std::size_t kNotificationNamesMax = 64;
 
 // Decoding.
@@ -53,6 +56,8 @@ inline constexpr std::size_t kLoginItemsMax = 1'024;
 inline constexpr std::size_t kRequestsInFlightMax = 128;
 inline constexpr std::size_t kConnectionsMax = 4'096;
 inline constexpr std::size_t kConnectionsPerUidMax = 256;
+/// The same of a hub: every process that observes keeps one open, beside those for its requests.
+inline constexpr std::size_t kHubConnectionsPerUidMax = 1'024;
 /// Connections kept free for uid 0.
 inline constexpr std::size_t kConnectionsReservedForRoot = 64;
 /// Bytes held for one uid, and for all of them together.

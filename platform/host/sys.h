@@ -5,3 +5,4 @@
 #include "platform/host/sys_events.h"
 #include "platform/host/sys_files.h"
 #include "platform/host/sys_sockets.h"
+#include "platform/host/sys_threads.h"

@@ -1,8 +1,10 @@
 #include "platform/ipc/async_queue.h"
 
+#include <new>
 #include <system_error>
 #include <utility>
 
+#include "platform/host/sys_threads.h"
 #include "platform/ipc/body.h"
 
 namespace ksw::ipc {
@@ -13,8 +15,10 @@ bool AsyncQueue::start() {
         return true;
     }
     try {
-        thread_ = std::thread([self = shared_from_this()] { self->run(); });
+        thread_ = host::sys::startThread([self = shared_from_this()] { self->run(); });
     } catch (const std::system_error&) {
+        return false;
+    } catch (const std::bad_alloc&) {
         return false;
     }
     isStarted_ = true;

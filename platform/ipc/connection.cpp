@@ -69,7 +69,11 @@ void Connection::State::end() {
     const std::lock_guard lock(sending);
     hasEnded = true;
     if (link != nullptr) {
-        link->end(Error(ConnectionError::Invalidated, "the connection has ended"));
+        try {
+            link->end(Error(ConnectionError::Invalidated, "the connection has ended"));
+        } catch (const std::bad_alloc&) {
+            link->end(noMemoryError());
+        }
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include "platform/host/log.h"
 #include "platform/host/sys.h"
+#include "platform/ipc/responder.h"
 
 namespace ksw::ipc {
 
@@ -13,9 +14,24 @@ ServiceInterface notifyInterface() {
     return makeInterface("NotifyInterface", kObserveNotification, kNextNotification, kPostNotification);
 }
 
-bool isRefusal(const Error& error) {
-    return error.domain() == kConnectionErrorDomain &&
-           error.code() == static_cast<std::int64_t>(ConnectionError::Refused);
+/// Whether asking again would end the same.
+bool isFinalRefusal(const Error& error) {
+    if (error.domain() != kConnectionErrorDomain ||
+        error.code() != static_cast<std::int64_t>(ConnectionError::Refused)) {
+        return false;
+    }
+    const auto* code = find<std::int64_t>(error.userInfo(), kRefusalCodeKey);
+    if (code == nullptr) {
+        return false;
+    }
+    switch (static_cast<Refusal>(*code)) {
+        case Refusal::UnknownMethod:
+        case Refusal::ArgumentsInvalid:
+        case Refusal::NotBuilt:
+            return true;
+        default:
+            return *code == kTooManyNamesCode;
+    }
 }
 
 }  // namespace
@@ -40,24 +56,26 @@ HubSession::HubSession(Domain domain, std::shared_ptr<Bell> bell)
     : bell_(std::move(bell)),
       connection_(kNotifyService, {domain, std::nullopt, Redial::UntilReached}, notifyInterface()) {}
 
-bool HubSession::hasTold(const std::string& name) {
+HubSession::Standing HubSession::standing(const std::string& name) {
     const std::lock_guard lock(mutex_);
-    return told_.contains(name);
+    const auto told = told_.find(name);
+    return told == told_.end() ? Standing::Untold : told->second;
 }
 
 Status HubSession::observe(const std::string& name) {
-    if (hasTold(name)) {
+    if (standing(name) != Standing::Untold) {
         return {};
     }
-    if (const auto reply = connection_.call(kObserveNotification, name); !reply) {
-        if (!isRefusal(reply.error())) {
+    const auto reply = connection_.call(kObserveNotification, name);
+    if (!reply) {
+        if (!isFinalRefusal(reply.error())) {
             return reply.error();
         }
         host::mainLog.error("notification \"%{public}@\" is not observed: %{public}@", name,
                             reply.error().localizedDescription());
     }
     const std::lock_guard lock(mutex_);
-    told_.insert(name);
+    told_.emplace(name, reply ? Standing::Observed : Standing::Refused);
     return {};
 }
 

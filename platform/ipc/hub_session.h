@@ -1,10 +1,11 @@
 // hub_session.h: one connection of an observing process to a hub, from the dialling to its end.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 
 #include "platform/base/unique_fd.h"
@@ -30,17 +31,23 @@ private:
 };
 
 /// Never dials twice: a later hub is a later session, so that no name is taken for observed that another hub was
-/// told. Any thread may call `observe` and `end`; the rest is for one thread. No call blocks for longer than the
-/// hub takes for a request.
+/// told. Any thread may call `standing` and `end`; the rest is for one thread. No call blocks for longer than the
+/// hub takes for a request, or until another thread calls `end`.
 class HubSession {
 public:
     /// Nothing is dialled yet. `bell` rings when there is something to take.
     HubSession(Domain domain, std::shared_ptr<Bell> bell);
 
-    /// Tells the hub a name, unless it knows it. Error: the session is over. A name that the hub refuses is none:
-    /// a line in the log says so, and it is not told again.
+    /// What the hub makes of a name.
+    enum class Standing : std::uint8_t {
+        Untold,    ///< It was not told.
+        Observed,  ///< What is posted from now on comes.
+        Refused,   ///< It does not take the name, and never will.
+    };
+    Standing standing(const std::string& name);
+    /// Tells the hub a name, unless it was told. Error: the session is of no use any more. A name that the hub
+    /// refuses for good is none: a line in the log says so.
     Status observe(const std::string& name);
-    bool hasTold(const std::string& name);
     /// Asks for the next notification; again when one was taken.
     void askNext();
     /// The notification that was asked for, or why none will come any more; absent while neither is known.
@@ -51,7 +58,7 @@ public:
 private:
     const std::shared_ptr<Bell> bell_;
     std::mutex mutex_;  // guards both below
-    std::set<std::string> told_;
+    std::map<std::string, Standing> told_;
     std::optional<Result<Notification>> next_;
     Connection connection_;  // last: its handlers use the rest
 };

@@ -14,10 +14,11 @@ namespace ksw::ipc {
 /// One domain's notifications, as this process observes them. Any thread may call anything.
 ///
 /// The first observation starts the one thread on which all handlers run, one after the other. It connects to the
-/// domain's hub; when there is none, or when the hub goes away, it waits for one to come to the run directory.
-/// After a hub went away each observed name is told once without user information, since something may have been
-/// missed. After a fork the child's first observation starts a thread and a connection of its own; the parent's
-/// observations tell the child nothing.
+/// domain's hub; when there is none, or when the hub goes away, it waits for one to come to the run directory. Only
+/// that thread waits for a hub. Whatever was posted while the hub did not know a name may have been missed; so an
+/// observation is told once without user information when a hub has learned its name: at first, and after every
+/// hub that went away. After a fork the child's first observation starts a thread and a connection of its own; the
+/// parent's observations tell the child nothing.
 class NotificationCenter {
 public:
     using Handler = std::function<void(const Notification&)>;
@@ -44,12 +45,12 @@ public:
     /// The process's own; never destroyed.
     static NotificationCenter& of(Domain domain);
 
-    /// Calls `handler` for each notification of the name from now on. `coalesce` as for a hub, for what comes while
-    /// the centre is suspended. The handler must not throw. The hub, if there is one, knows the name when this
-    /// returns, unless the hub has just come back and the centre is still telling what may have been missed. Blocks
-    /// for no longer than a request to a hub; without a hub it returns at once. Throws std::invalid_argument for a
-    /// name that has not 1 to limits::kSelectorMax bytes. A name that the hub does not take any more
-    /// (limits::kNotificationNamesMax) is a line in the log.
+    /// Calls `handler` for each notification of the name from now on, and first of all once without user
+    /// information when the hub has learned the name, unless the hub knows it already. `coalesce` as for a hub, for
+    /// what comes while the centre is suspended. The handler must throw nothing but std::bad_alloc: then the
+    /// observation is told later that it may have missed something. Returns at once, whatever the hub does. Throws
+    /// std::invalid_argument for a name that has not 1 to limits::kSelectorMax bytes. A name that the hub does not
+    /// take any more (limits::kNotificationNamesMax) is a line in the log.
     [[nodiscard]] Observation observe(std::string name, Handler handler, Coalesce coalesce = nullptr);
 
     /// While suspended no handler is called; for each observation one notification is kept, and told on going on.

@@ -3,6 +3,8 @@
 #include "platform/ipc/notification_center_inside.h"
 
 #include <algorithm>
+#include <chrono>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -18,6 +20,9 @@ std::string placeOfHub(Domain domain) {
     return domain == Domain::System ? host::systemServicePath(kNotifyService)
                                     : host::sessionServicePath(kNotifyService);
 }
+
+/// How long the thread leaves the machine alone when it has no memory.
+constexpr std::chrono::milliseconds kMemoryPause{1'000};
 
 /// Whether an error is none of the hub's ordinary comings and goings.
 bool isRemarkable(const Error& error) {
@@ -38,18 +43,13 @@ bool isRemarkable(const Error& error) {
 
 void NotificationCenter::Inside::observe(const std::shared_ptr<Entry>& entry) {
     std::string place = placeOfHub(domain_);
-    std::shared_ptr<HubSession> session;
-    {
-        Lock lock(mutex_);
-        entries_.push_back(entry);
-        place_ = std::move(place);
-        session = startThread() ? settledSession(lock) : nullptr;
-    }
-    while (session != nullptr && !session->observe(entry->name)) {
-        // The hub has gone, and the thread may not have noticed yet.
-        Lock lock(mutex_);
-        isReached_ = isReached_ && session_ != session;
-        session = settledSession(lock);
+    const Lock lock(mutex_);
+    entries_.push_back(entry);
+    place_ = std::move(place);
+    entry->mayHaveMissed = session_ == nullptr || session_->standing(entry->name) != HubSession::Standing::Observed;
+    if (startThread()) {
+        isWanted_ = session_ == nullptr;
+        bell_->ring();
     }
 }
 
@@ -64,7 +64,7 @@ bool NotificationCenter::Inside::startThread() {
     }
     bell_ = std::move(*bell);
     try {
-        thread_ = std::thread([self = shared_from_this()] { self->run(); });
+        thread_ = host::sys::startThread([self = shared_from_this()] { self->run(); });
     } catch (const std::system_error& failure) {
         host::mainLog.error("notifications: %{public}@",
                             host::sys::callError(failure.code().value(), "clone").localizedDescription());
@@ -74,25 +74,11 @@ bool NotificationCenter::Inside::startThread() {
     return true;
 }
 
-/// The session with the hub, after another attempt when there is none. Null: there is no hub; or the thread runs a
-/// handler, which may wait for the caller, and tells the hub later.
-std::shared_ptr<HubSession> NotificationCenter::Inside::settledSession(Lock& lock) {
-    if (!isReached_) {
-        isWanted_ = true;
-        bell_->ring();
-        const std::uint64_t before = attempts_;
-        changed_.wait(lock,
-                      [&] { return attempts_ != before || running_ != nullptr || isStopping_ || isOwnThread(); });
-    }
-    return isReached_ ? session_ : nullptr;
-}
-
 void NotificationCenter::Inside::release(Entry& entry) {
     Handler over;  // ends outside the lock
     Lock lock(mutex_);
     entry.isOver = true;
     std::erase_if(entries_, [&](const std::shared_ptr<Entry>& one) { return one.get() == &entry; });
-    mayHaveMissed_ = mayHaveMissed_ && !entries_.empty();
     if (running_ == &entry && isOwnThread()) {
         return;
     }
@@ -136,11 +122,12 @@ void NotificationCenter::Inside::stop() {
 
 void NotificationCenter::Inside::run() {
     while (!isStopping()) {
-        if (const std::shared_ptr<HubSession> session = reachHub()) {
-            serve(*session);
+        try {
+            attend();
+        } catch (const std::bad_alloc&) {
             lose();
+            awaitBell(kMemoryPause);
         }
-        awaitHub();
     }
 }
 
@@ -149,84 +136,77 @@ bool NotificationCenter::Inside::isStopping() {
     return isStopping_;
 }
 
-/// Dials, and tells the hub every name that is observed. Null when that fails, or nothing is observed.
-std::shared_ptr<HubSession> NotificationCenter::Inside::reachHub() {
-    std::shared_ptr<HubSession> session;
-    {
-        const Lock lock(mutex_);
-        isWanted_ = false;
-        if (!isStopping_ && !entries_.empty()) {
-            session = std::make_shared<HubSession>(domain_, bell_);
-            session_ = session;
+/// One hub, from the attempt to reach it until another attempt is due.
+void NotificationCenter::Inside::attend() {
+    if (const std::shared_ptr<HubSession> session = newSession()) {
+        if (tellNames(*session)) {
+            serve(*session);
         }
+        lose();
     }
-    while (session != nullptr) {
-        const std::optional<std::string> name = firstUntold(*session);
-        if (!name) {
-            return session;
-        }
-        if (Status status = session->observe(*name); !status) {
-            complain(status.error());
-            break;
-        }
-    }
-    const Lock lock(mutex_);
-    attemptOver(false);
-    return nullptr;
+    awaitHub();
 }
 
-/// A name that the hub does not know yet. Absent: it knows all, and is reached.
+/// Null when nothing is observed, or the thread is to end.
+std::shared_ptr<HubSession> NotificationCenter::Inside::newSession() {
+    const Lock lock(mutex_);
+    isWanted_ = false;
+    if (!isStopping_ && !entries_.empty()) {
+        session_ = std::make_shared<HubSession>(domain_, bell_);
+    }
+    return session_;
+}
+
+/// Tells the hub every name that it was not told, dialling for the first. False: the session is of no use.
+bool NotificationCenter::Inside::tellNames(HubSession& session) {
+    while (const std::optional<std::string> name = firstUntold(session)) {
+        if (Status status = session.observe(*name); !status) {
+            complain(status.error());
+            return false;
+        }
+    }
+    return true;
+}
+
 std::optional<std::string> NotificationCenter::Inside::firstUntold(HubSession& session) {
     const Lock lock(mutex_);
     for (const std::shared_ptr<Entry>& entry : entries_) {
-        if (!session.hasTold(entry->name)) {
+        if (session.standing(entry->name) == HubSession::Standing::Untold) {
             return entry->name;
         }
     }
-    attemptOver(true);
     return std::nullopt;
-}
-
-/// With the lock held.
-void NotificationCenter::Inside::attemptOver(bool isReached) {
-    isReached_ = isReached;
-    if (!isReached) {
-        session_.reset();
-    }
-    ++attempts_;
-    changed_.notify_all();
 }
 
 /// Tells what comes, until the hub has gone or the thread is to end.
 void NotificationCenter::Inside::serve(HubSession& session) {
     watch_.end();
-    tellMissed();
     session.askNext();
-    while (true) {
+    do {
+        // What a name may have missed is told before anything that has come since.
+        tellMissed(session);
+        if (const std::optional<Result<Notification>> next = session.takeNext()) {
+            if (!*next) {
+                complain(next->error());
+                return;
+            }
+            lastComplaint_.clear();
+            deliver(**next);
+            session.askNext();
+        }
         awaitBell();
-        if (isStopping()) {
-            return;
-        }
         tellHeld();
-        const std::optional<Result<Notification>> next = session.takeNext();
-        if (!next) {
-            continue;
-        }
-        if (!*next) {
-            complain(next->error());
-            return;
-        }
-        lastComplaint_.clear();
-        deliver(**next);
-        session.askNext();
-    }
+    } while (!isStopping() && tellNames(session));
 }
 
-void NotificationCenter::Inside::lose() {
+/// The session, if there is one, is over: whatever is posted until the next may be missed.
+void NotificationCenter::Inside::lose() noexcept {
+    std::shared_ptr<HubSession> session;  // ends outside the lock
     const Lock lock(mutex_);
-    isReached_ = false;
-    session_.reset();  // the thread has it still
-    mayHaveMissed_ = !entries_.empty();
+    session.swap(session_);
+    for (const std::shared_ptr<Entry>& entry : entries_) {
+        entry->mayHaveMissed = true;
+    }
 }
 
 /// Waits until another attempt to reach a hub is worth while, or wanted at once.
@@ -256,9 +236,9 @@ void NotificationCenter::Inside::awaitHub() {
     }
 }
 
-void NotificationCenter::Inside::awaitBell() {
+void NotificationCenter::Inside::awaitBell(host::sys::Timeout timeout) {
     pollfd wait{bell_->fd(), POLLIN, 0};
-    (void)host::sys::poll({&wait, 1}, std::nullopt);
+    (void)host::sys::poll({&wait, 1}, timeout);
     bell_->silence();
 }
 

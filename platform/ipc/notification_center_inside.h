@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/host/sys_events.h"
 #include "platform/ipc/hub_session.h"
 #include "platform/ipc/hub_watch.h"
 #include "platform/ipc/notification_center.h"
@@ -25,7 +26,9 @@ struct NotificationCenter::Observation::Entry {
     Handler handler;
     Coalesce coalesce;
 
-    bool isOver = false;  // guarded by the centre
+    // Guarded by the centre.
+    bool isOver = false;
+    bool mayHaveMissed = true;  // something that was posted, and has not been told so
 };
 
 /// Any thread may call the public functions. The thread of its own runs until `stop`.
@@ -51,23 +54,24 @@ private:
 
     bool startThread();
     bool isOwnThread() const { return std::this_thread::get_id() == threadId_; }
-    std::shared_ptr<HubSession> settledSession(Lock& lock);
 
     // The thread's: reaching hubs.
     void run();
     bool isStopping();
-    std::shared_ptr<HubSession> reachHub();
+    void attend();
+    std::shared_ptr<HubSession> newSession();
+    bool tellNames(HubSession& session);
     std::optional<std::string> firstUntold(HubSession& session);
-    void attemptOver(bool isReached);
     void serve(HubSession& session);
-    void lose();
+    void lose() noexcept;
     void awaitHub();
-    void awaitBell();
+    void awaitBell(host::sys::Timeout timeout = std::nullopt);
     void complain(const Error& error);
 
     // The thread's: telling.
-    void tellMissed();
+    void tellMissed(HubSession& session);
     void deliver(const Notification& notification);
+    void tellOrHold(const std::shared_ptr<Entry>& entry, const Notification& notification);
     bool tell(Entry& entry, const Notification& notification);
     bool isHeld(const Entry& entry) const;
     void hold(const std::shared_ptr<Entry>& entry, const Notification& notification);
@@ -88,10 +92,7 @@ private:
     std::thread::id threadId_;
     std::string place_;                    // where the hub's socket is looked for
     std::shared_ptr<HubSession> session_;  // null while there is no hub
-    bool isReached_ = false;               // the session's hub knows all names; later ones are told by who observes
-    std::uint64_t attempts_ = 0;           // to reach the hub, that are over
     const Entry* running_ = nullptr;       // whose handler runs
-    bool mayHaveMissed_ = false;           // a hub has gone that was observed
     bool isSuspended_ = false;
     bool isWanted_ = false;  // another attempt, now
     bool isStopping_ = false;

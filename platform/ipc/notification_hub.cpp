@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -20,7 +21,7 @@ namespace ksw::ipc {
 namespace {
 
 using host::mainLog;
-/// One for all the observers that have not taken it.
+/// One for all the observers that have not taken it. Null: one for which there was no memory.
 using Shared = std::shared_ptr<const Notification>;
 using NextResponder = Responder<std::optional<std::string>, std::optional<Dictionary>>;
 using PostResponder = Responder<std::int64_t>;
@@ -51,23 +52,38 @@ public:
         friend class Inside;
         const std::shared_ptr<Inside> hub_;
         // Guarded by the hub.
-        std::vector<std::string> names_;
-        std::vector<Shared> pending_;  // one a name, in the order in which the names became pending
+        /// What is told of each name when there is no memory to say more.
+        std::vector<Shared> names_;
+        /// One a name, in the order in which the names became pending; has room for all.
+        std::vector<Shared> pending_;
         std::optional<NextResponder> waiting_;
     };
 
     void observe(Observer& observer, Responder<>& responder, const std::optional<std::string>& name);
     void next(Observer& observer, NextResponder responder);
     void postFromOutside(PostResponder& responder, const Notification& notification);
-    void post(const Shared& notification);
+    void post(const std::string& name, const Shared& notification);
     std::size_t observers() const {
         const std::lock_guard lock(mutex_);
         return observers_.size();
     }
 
 private:
+    /// A notification for whom it waits.
+    struct Due {
+        NextResponder responder;
+        Shared notification;
+    };
+    /// What a post has made of an older notification, for all who have that pending.
+    struct Merged {
+        Shared older;
+        Shared one;
+    };
+
     void enter(Observer& observer) {
+        const std::lock_guard posting(posting_);
         const std::lock_guard lock(mutex_);
+        due_.reserve(observers_.size() + 1);
         observers_.push_back(&observer);
     }
     void leave(Observer& observer) {
@@ -75,12 +91,19 @@ private:
         std::erase(observers_, &observer);
     }
     bool mayPost(Uid uid) const { return uid != kNoUser && (uid == 0 || uid == owner_ || uid == sessionUser_); }
-    void holdFor(Observer& observer, const Shared& notification) const;
+    static const Shared* find(const std::vector<Shared>& list, const std::string& name);
+    bool enter(Observer& observer, const std::string& name);
+    void collectDue(const std::string& name, const Shared& notification);
+    void holdFor(Observer& observer, const Shared& plain, const Shared& notification, Merged& merged) const;
 
     // Constant after construction.
     const Coalesce coalesce_;
     const Uid owner_;
     const Uid sessionUser_;
+
+    /// Held by who posts, so that all observers are told in one order; guards what is due. Taken before the other.
+    std::mutex posting_;
+    std::vector<Due> due_;  // has room for one an observer, so that a post needs no memory
 
     mutable std::mutex mutex_;  // guards all below, and what the observers have; no answer is given under it
     std::vector<Observer*> observers_;  // oldest first
@@ -92,23 +115,33 @@ void NotificationHub::Inside::observe(Observer& observer, Responder<>& responder
         responder.refuse(Refusal::ArgumentsInvalid, status.error().localizedDescription());
         return;
     }
-    bool isObserved = true;
-    {
-        const std::lock_guard lock(mutex_);
-        std::vector<std::string>& names = observer.names_;
-        if (std::find(names.begin(), names.end(), *name) == names.end()) {
-            isObserved = names.size() < limits::kNotificationNamesMax;
-            if (isObserved) {
-                names.push_back(*name);
-            }
-        }
-    }
-    if (isObserved) {
+    if (enter(observer, *name)) {
         responder.answer();
     } else {
-        responder.refuse(Refusal::Overloaded,
+        responder.refuse(kTooManyNamesCode,
                          format("a connection observes at most %ld names", limits::kNotificationNamesMax));
     }
+}
+
+/// False: it observes as many as it may.
+bool NotificationHub::Inside::enter(Observer& observer, const std::string& name) {
+    const auto plain = std::make_shared<const Notification>(Notification{name, std::nullopt});
+    const std::lock_guard lock(mutex_);
+    std::vector<Shared>& names = observer.names_;
+    if (find(names, name) != nullptr) {
+        return true;
+    }
+    if (names.size() >= limits::kNotificationNamesMax) {
+        return false;
+    }
+    observer.pending_.reserve(names.size() + 1);
+    names.push_back(plain);
+    return true;
+}
+
+const Shared* NotificationHub::Inside::find(const std::vector<Shared>& list, const std::string& name) {
+    const auto found = std::find_if(list.begin(), list.end(), [&](const Shared& one) { return one->name == name; });
+    return found == list.end() ? nullptr : &*found;
 }
 
 void NotificationHub::Inside::next(Observer& observer, NextResponder responder) {
@@ -139,43 +172,56 @@ void NotificationHub::Inside::postFromOutside(PostResponder& responder, const No
         responder.refuse(Refusal::ArgumentsInvalid, status.error().localizedDescription());
         return;
     }
-    post(std::make_shared<const Notification>(notification));
+    post(notification.name, std::make_shared<const Notification>(notification));
     responder.answer(KSWErrorNone);
 }
 
-void NotificationHub::Inside::post(const Shared& notification) {
-    std::vector<NextResponder> waiting;
-    {
-        const std::lock_guard lock(mutex_);
-        waiting.reserve(observers_.size());
-        for (Observer* observer : observers_) {
-            const std::vector<std::string>& names = observer->names_;
-            if (std::find(names.begin(), names.end(), notification->name) == names.end()) {
-                continue;
-            }
-            if (observer->waiting_) {
-                waiting.push_back(std::move(*observer->waiting_));
-                observer->waiting_.reset();
-            } else {
-                holdFor(*observer, notification);
-            }
-        }
+void NotificationHub::Inside::post(const std::string& name, const Shared& notification) {
+    const std::lock_guard posting(posting_);
+    collectDue(name, notification);
+    for (Due& due : due_) {
+        tell(due.responder, *due.notification);
     }
-    for (NextResponder& responder : waiting) {
-        tell(responder, *notification);
+    due_.clear();
+}
+
+void NotificationHub::Inside::collectDue(const std::string& name, const Shared& notification) {
+    Merged merged;
+    const std::lock_guard lock(mutex_);
+    for (Observer* observer : observers_) {
+        const Shared* plain = find(observer->names_, name);
+        if (plain == nullptr) {
+            continue;
+        }
+        const Shared& told = notification == nullptr ? *plain : notification;
+        if (observer->waiting_) {
+            due_.push_back({std::move(*observer->waiting_), told});
+            observer->waiting_.reset();
+        } else {
+            holdFor(*observer, *plain, told, merged);
+        }
     }
 }
 
-void NotificationHub::Inside::holdFor(Observer& observer, const Shared& notification) const {
+void NotificationHub::Inside::holdFor(Observer& observer, const Shared& plain, const Shared& notification,
+                                      Merged& merged) const {
     std::vector<Shared>& pending = observer.pending_;
     const auto older = std::find_if(pending.begin(), pending.end(),
                                     [&](const Shared& one) { return one->name == notification->name; });
     if (older == pending.end()) {
         pending.push_back(notification);
-    } else if (coalesce_ == nullptr) {
+    } else if (coalesce_ == nullptr || notification == plain) {
         *older = notification;
-    } else {
-        *older = std::make_shared<const Notification>(coalesced(coalesce_, **older, *notification));
+    } else if (*older != plain) {  // which says all that there is to say
+        try {
+            if (merged.older != *older) {
+                merged = {*older,
+                          std::make_shared<const Notification>(coalesced(coalesce_, **older, *notification))};
+            }
+            *older = merged.one;
+        } catch (const std::bad_alloc&) {
+            *older = plain;
+        }
     }
 }
 
@@ -206,13 +252,15 @@ Dispatcher NotificationHub::service() {
     return dispatcher;
 }
 
-void NotificationHub::post(const Notification& notification) {
+void NotificationHub::post(const Notification& notification) try {
     if (Status status = checkNotification(notification); !status) {
         mainLog.error("notification \"%{public}@\" dropped: %{public}@", notification.name,
                       status.error().localizedDescription());
         return;
     }
-    inside_->post(std::make_shared<const Notification>(notification));
+    inside_->post(notification.name, std::make_shared<const Notification>(notification));
+} catch (const std::bad_alloc&) {
+    inside_->post(notification.name, nullptr);
 }
 
 std::size_t NotificationHub::observers() const {

@@ -26,7 +26,8 @@ public:
     Dispatcher service();
 
     /// Posts in the name of this process. One that is larger than limits::kNotificationMax, or has no name, is
-    /// dropped with a line in the log.
+    /// dropped with a line in the log. Where there is no memory for it, or for making it one with an older one,
+    /// observers are told the name without user information: that anything may have happened.
     void post(const Notification& notification);
 
     /// Connections that observe something or wait for it now.

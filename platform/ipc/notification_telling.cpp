@@ -1,28 +1,30 @@
 // notification_telling.cpp: what a centre's thread tells its observations, and what it holds back meanwhile.
 
 #include <algorithm>
+#include <iterator>
+#include <new>
 #include <utility>
 
 #include "platform/ipc/notification_center_inside.h"
 
 namespace ksw::ipc {
 
-/// After a hub went away and one was reached again: each name, once.
-void NotificationCenter::Inside::tellMissed() {
-    std::vector<std::string> names;
+/// Each observation whose name the hub has learned since it last knew it, once.
+void NotificationCenter::Inside::tellMissed(HubSession& session) {
+    std::vector<std::shared_ptr<Entry>> missing;
     {
         const Lock lock(mutex_);
-        if (!std::exchange(mayHaveMissed_, false)) {
-            return;
-        }
-        for (const std::shared_ptr<Entry>& entry : entries_) {
-            if (std::find(names.begin(), names.end(), entry->name) == names.end()) {
-                names.push_back(entry->name);
-            }
+        std::copy_if(entries_.begin(), entries_.end(), std::back_inserter(missing),
+                     [&](const std::shared_ptr<Entry>& entry) {
+                         return entry->mayHaveMissed &&
+                                session.standing(entry->name) == HubSession::Standing::Observed;
+                     });
+        for (const std::shared_ptr<Entry>& entry : missing) {
+            entry->mayHaveMissed = false;
         }
     }
-    for (std::string& name : names) {
-        deliver({std::move(name), std::nullopt});
+    for (const std::shared_ptr<Entry>& entry : missing) {
+        tellOrHold(entry, {entry->name, std::nullopt});
     }
 }
 
@@ -34,14 +36,19 @@ void NotificationCenter::Inside::deliver(const Notification& notification) {
                      [&](const std::shared_ptr<Entry>& entry) { return entry->name == notification.name; });
     }
     for (const std::shared_ptr<Entry>& entry : interested) {
-        if (isHeld(*entry) || !tell(*entry, notification)) {
-            hold(entry, notification);
-        }
+        tellOrHold(entry, notification);
     }
     tellHeld();
 }
 
-/// Runs the handler, unless the observation is over. False: the centre is suspended.
+void NotificationCenter::Inside::tellOrHold(const std::shared_ptr<Entry>& entry, const Notification& notification) {
+    if (isHeld(*entry) || !tell(*entry, notification)) {
+        hold(entry, notification);
+    }
+}
+
+/// Runs the handler, unless the observation is over. False: the centre is suspended. What a handler has no memory
+/// for is told again as missed, when something else comes.
 bool NotificationCenter::Inside::tell(Entry& entry, const Notification& notification) {
     {
         const Lock lock(mutex_);
@@ -54,10 +61,16 @@ bool NotificationCenter::Inside::tell(Entry& entry, const Notification& notifica
         running_ = &entry;
     }
     changed_.notify_all();
-    entry.handler(notification);
+    bool isMissed = false;
+    try {
+        entry.handler(notification);
+    } catch (const std::bad_alloc&) {
+        isMissed = true;
+    }
     {
         const Lock lock(mutex_);
         running_ = nullptr;
+        entry.mayHaveMissed = entry.mayHaveMissed || isMissed;
     }
     changed_.notify_all();
     return true;

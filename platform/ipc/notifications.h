@@ -26,6 +26,9 @@ inline constexpr Method<Reply<std::optional<std::string>, std::optional<Dictiona
 inline constexpr Method<Reply<std::int64_t>(std::optional<std::string>, std::optional<Dictionary>)>
     kPostNotification{3, "postNotification:userInfo:reply:"};
 
+/// The hub's refusal of a name beyond limits::kNotificationNamesMax.
+inline constexpr std::int64_t kTooManyNamesCode = 100;
+
 /// Makes one notification of two of a name when an observer has not taken the older one yet. It only computes: a
 /// hub's runs under the hub's lock and must not use the hub. What it gives keeps the name; when it is too large for
 /// a notification, the newer one stays.

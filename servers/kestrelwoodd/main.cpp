@@ -5,6 +5,7 @@
 
 #include "client/protocol/services.h"
 #include "client/protocol/user_data_change.h"
+#include "platform/base/limits.h"
 #include "platform/ipc/notification_hub.h"
 #include "platform/ipc/server.h"
 #include "servers/common/command_line.h"
@@ -60,8 +61,7 @@ Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::Not
         ipc::Dispatcher dispatcher;
     };
     const Service services[] = {{kManagerService, managerService(operations, announce)},
-                                {kRegistrarService, registrarService(operations, announce)},
-                                {ipc::kNotifyService, hub.service()}};
+                                {kRegistrarService, registrarService(operations, announce)}};
     for (const auto& [name, dispatcher] : services) {
         if (Status listening = server.listen(name, ipc::Domain::System, dispatcher); !listening) {
             return listening;
@@ -70,17 +70,39 @@ Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::Not
     return server.start();
 }
 
+/// Observers have a server of their own: the connection that each process keeps takes none away from its user's
+/// requests, and no request waits for them.
+ipc::ServerOptions hubServerOptions() {
+    ipc::ServerOptions options;
+    options.limits.connectionsPerUid = limits::kHubConnectionsPerUidMax;
+    options.workers = 1;
+    return options;
+}
+
+Status startHubServer(ipc::Server& server, ipc::NotificationHub& hub) {
+    if (Status listening = server.listen(ipc::kNotifyService, ipc::Domain::System, hub.service()); !listening) {
+        return listening;
+    }
+    return server.start();
+}
+
 Status serve(daemon::Registry& registry, servers::StopSignals& stop, const servers::Notifier& notifier) {
     daemon::Operations operations(registry);
     ipc::NotificationHub hub(ipc::Domain::System, protocol::coalesced);
+    ipc::Server hubServer(hubServerOptions());
     ipc::Server server;
+    if (Status started = startHubServer(hubServer, hub); !started) {
+        return started;
+    }
     if (Status started = startServer(server, operations, hub); !started) {
         return started;
     }
     notifier.ready();
     Status waited = stop.wait(notifier);
     notifier.stopping();
+    // Observers hear of what the last requests change.
     server.stop();
+    hubServer.stop();
     if (Status moved = registry.checkpoint(); !moved) {
         // The next start reads the journal, so nothing is lost.
         daemon::logError(moved.error().localizedDescription());

@@ -28,6 +28,11 @@ EFFECTIVE = "effectiveItemDispositionWithAppURL:type:relativeURL:configuration:u
 ITEM = "itemWithAppURL:type:relativeURL:configuration:uid:reply:"
 USERS = "fetchUserIdentifiersAndUIDsWithReply:"
 STATUS = "serverStatusWithReply:"
+OBSERVE = "observeNotification:reply:"
+NEXT = "nextNotificationWithReply:"
+POST = "postNotification:userInfo:reply:"
+USER_DATA_CHANGED = "com.velmont.private.kestrelwood.user-data-changed"
+TOO_MANY_NAMES = 100
 
 
 class Closed(Exception):
@@ -202,6 +207,58 @@ class Asking(AStranger):
         for byte in peer.frame(cbor2.dumps([STATUS, []]), 9):
             peer.send(bytes([byte]))
         self.assertEqual(peer.answer()[:2], (REPLY, 9))
+
+
+class Observing(AStranger):
+    def observer(self, *names):
+        peer = self.peer("notify")
+        for name in names:
+            self.assertEqual(peer.call(OBSERVE, name), [])
+        return peer
+
+    def post(self, name, *user_info):
+        for one in user_info:
+            self.assertEqual(self.peer("notify").call(POST, name, one), [0])
+
+    def test_hears_of_a_change_by_another(self):
+        observer = self.observer(USER_DATA_CHANGED)
+        self.register(self.peer(), "com.stranger.observed")
+        name, user_info = observer.call(NEXT)
+        self.assertEqual((name, set(user_info), user_info["uid"]), (USER_DATA_CHANGED, {"uid", "type"}, os.getuid()))
+        self.assertEqual(user_info["type"] & 8, 8)
+
+    def test_hears_what_the_owner_posts_while_it_waits(self):
+        observer = self.observer("stranger")
+        observer.send(observer.frame(cbor2.dumps([NEXT, []]), 77))
+        self.post("stranger", {"list": [1, "x"]})
+        self.assertEqual(observer.answer(), (REPLY, 77, ["stranger", {"list": [1, "x"]}]))
+
+    def test_hears_one_of_each_name_in_their_order(self):
+        observer = self.observer("a", "b")
+        self.post("b", None)
+        self.post("a", {"number": 1})
+        self.post("b", None)
+        self.assertEqual([observer.call(NEXT), observer.call(NEXT)], [["b", None], ["a", {"number": 1}]])
+
+    def test_hears_one_that_says_what_two_say(self):
+        for second, said in [({"uid": 2, "type": 16}, (EVERY_USER, 24)), ({"uid": 1, "type": 16}, (1, 24)),
+                             ({}, (EVERY_USER, 4095)), (None, (EVERY_USER, 4095)),
+                             ({"uid": 1, "type": 0x40000000}, (1, 0x40000008))]:  # fmt: skip
+            with self.subTest(second=second):
+                observer = self.observer(USER_DATA_CHANGED)
+                self.post(USER_DATA_CHANGED, {"uid": 1, "type": 8}, second)
+                _, user_info = observer.call(NEXT)
+                self.assertEqual((user_info["uid"], user_info["type"]), said)
+
+    def test_is_refused_names_that_are_none_and_more_than_there_may_be(self):
+        peer = self.observer("x" * 256)
+        for name in [None, "", "x" * 257]:
+            kind, (code, _) = peer.exchange(cbor2.dumps([OBSERVE, [name]]))
+            self.assertEqual((kind, code), (REFUSAL, DOES_NOT_FIT), name)
+        for number in range(63):
+            self.assertEqual(peer.call(OBSERVE, str(number)), [])
+        kind, (code, _) = peer.exchange(cbor2.dumps([OBSERVE, ["one more"]]))
+        self.assertEqual((kind, code), (REFUSAL, TOO_MANY_NAMES))
 
 
 class BeingRefused(AStranger):

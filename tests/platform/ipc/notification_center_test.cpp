@@ -5,10 +5,15 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
+#include <fstream>
+#include <future>
 #include <latch>
 #include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "platform/base/limits.h"
@@ -25,7 +30,7 @@ TEST(ACenter, TellsAnObserverNameAndUserInformation) {
     ServedHub hub;
     NotificationCenter center(ipc::Domain::System);
     Told told;
-    const auto observation = center.observe("a", told.handler());
+    const auto observation = observeKnown(center, "a", told.handler());
     hub->post({"a", Dictionary{{"uid", 501}, {"type", 4}}});
     EXPECT_EQ(told.await(1).at(0), (Notification{"a", Dictionary{{"uid", 501}, {"type", 4}}}));
 }
@@ -37,9 +42,9 @@ TEST(ACenter, TellsAllWhoObserveANameAndNobodyElse) {
     Told one;
     Told other;
     Told neither;
-    const auto first = center.observe("a", one.handler());
+    const auto first = observeKnown(center, "a", one.handler());
     const auto second = center.observe("a", other.handler());
-    const auto third = center.observe("b", neither.handler());
+    const auto third = observeKnown(center, "b", neither.handler());
     hub->post(numbered("a", 1));
     EXPECT_EQ(one.await(1).size(), 1U);
     EXPECT_EQ(other.await(1).size(), 1U);
@@ -54,8 +59,8 @@ TEST(TwoCenters, AreBothTold) {
     NotificationCenter other(ipc::Domain::System);
     Told toldOne;
     Told toldOther;
-    const auto first = one.observe("a", toldOne.handler());
-    const auto second = other.observe("a", toldOther.handler());
+    const auto first = observeKnown(one, "a", toldOne.handler());
+    const auto second = observeKnown(other, "a", toldOther.handler());
     hub->post(numbered("a", 1));
     EXPECT_EQ(toldOne.await(1), std::vector<Notification>{numbered("a", 1)});
     EXPECT_EQ(toldOther.await(1), std::vector<Notification>{numbered("a", 1)});
@@ -67,7 +72,7 @@ TEST(ACenterOfASession, ObservesTheSessionsHub) {
     ServedHub hub(ipc::Domain::Session);
     NotificationCenter center(ipc::Domain::Session);
     Told told;
-    const auto observation = center.observe("a", told.handler());
+    const auto observation = observeKnown(center, "a", told.handler());
     system->post(numbered("a", 1));
     hub->post(numbered("a", 2));
     EXPECT_EQ(told.await(1).at(0), numbered("a", 2));
@@ -79,7 +84,7 @@ TEST(AnObservation, IsOverWhenItIsDestroyed) {
     NotificationCenter center(ipc::Domain::System);
     Told ended;
     Told told;
-    { const auto observation = center.observe("a", ended.handler()); }
+    { const auto observation = observeKnown(center, "a", ended.handler()); }
     const auto observation = center.observe("a", told.handler());
     hub->post(numbered("a", 1));
     told.await(1);
@@ -92,7 +97,7 @@ TEST(AnObservation, MayBeDestroyedByItsHandler) {
     NotificationCenter center(ipc::Domain::System);
     Told told;
     std::optional<NotificationCenter::Observation> observation;
-    observation = center.observe("a", [&](const Notification& notification) {
+    observation = observeKnown(center, "a", [&](const Notification& notification) {
         observation.reset();
         told.add(notification);
     });
@@ -112,7 +117,7 @@ TEST(AnObservationThatIsDestroyed, WaitsForItsHandlerThatRuns) {
     std::latch entered(1);
     std::latch go(1);
     std::atomic<bool> isThrough{false};
-    std::optional<NotificationCenter::Observation> observation(center.observe("a", [&](const Notification&) {
+    std::optional<NotificationCenter::Observation> observation(observeKnown(center, "a", [&](const Notification&) {
         entered.count_down();
         go.wait();
         isThrough = true;
@@ -142,14 +147,14 @@ TEST(AnObservation, MayBeginInAHandler) {
     NotificationCenter center(ipc::Domain::System);
     Told told;
     NotificationCenter::Observation second;
-    const auto first = center.observe("a", [&](const Notification& notification) {
+    const auto first = observeKnown(center, "a", [&](const Notification& notification) {
         second = center.observe("b", told.handler());
         told.add(notification);
     });
     hub->post(numbered("a", 1));
-    told.await(1);
+    EXPECT_EQ(told.await(2), (std::vector<Notification>{numbered("a", 1), {"b", std::nullopt}}));
     hub->post(numbered("b", 2));
-    EXPECT_EQ(told.await(2).at(1), numbered("b", 2));
+    EXPECT_EQ(told.await(3).at(2), numbered("b", 2));
 }
 
 TEST(AnObservation, OutlivesItsCenter) {
@@ -159,7 +164,7 @@ TEST(AnObservation, OutlivesItsCenter) {
     NotificationCenter::Observation observation;
     {
         NotificationCenter center(ipc::Domain::System);
-        observation = center.observe("a", told.handler());
+        observation = observeKnown(center, "a", told.handler());
     }
     hub->post(numbered("a", 1));
     EXPECT_TRUE(told.await(0).empty());
@@ -170,7 +175,7 @@ TEST(ACenter, MayBeDestroyedByAHandler) {
     ServedHub hub;
     auto center = std::make_unique<NotificationCenter>(ipc::Domain::System);
     Told told;
-    const auto observation = center->observe("a", [&](const Notification& notification) {
+    const auto observation = observeKnown(*center, "a", [&](const Notification& notification) {
         center.reset();
         told.add(notification);
     });
@@ -186,12 +191,12 @@ TEST(ACenterThatWasStoppedForAWhile, TellsTheLatestOfEachNameInTheirOrder) {
     Told told;
     std::latch entered(1);
     std::latch go(1);
-    const auto first = center.observe("first", [&](const Notification&) {
+    const auto first = observeKnown(center, "first", [&](const Notification&) {
         entered.count_down();
         go.wait();
     });
-    const auto a = center.observe("a", told.handler());
-    const auto b = center.observe("b", told.handler());
+    const auto a = observeKnown(center, "a", told.handler());
+    const auto b = observeKnown(center, "b", told.handler());
     hub->post({"first", std::nullopt});
     entered.wait();
     for (std::int64_t number = 0; number < 200; number += 2) {
@@ -211,11 +216,11 @@ TEST(ACenterThatIsSuspended, KeepsOneOfEachAndTellsItOnGoingOn) {
     NotificationCenter center(ipc::Domain::System);
     Told told;
     const auto summing =
-        center.observe("a", told.handler(), [](const Notification& older, const Notification& newer) {
+        observeKnown(center, "a", told.handler(), [](const Notification& older, const Notification& newer) {
             return numbered("a", numberOf(older) + numberOf(newer));
         });
     const auto latest = center.observe("a", told.handler());
-    const auto last = center.observe("b", told.handler());
+    const auto last = observeKnown(center, "b", told.handler());
     std::uint64_t served = hub.server().counters().served;
     center.setSuspended(true);
     for (std::int64_t number = 1; number <= 3; ++number) {
@@ -248,12 +253,65 @@ TEST(ANameThatTheHubTakesNoMore, IsALineInTheLog) {
     for (std::size_t index = 0; index <= limits::kNotificationNamesMax; ++index) {
         observations.push_back(center.observe("name" + std::to_string(index), told.handler()));
     }
+    EXPECT_EQ(told.await(64).size(), 64U) << "as the hub learns each";
+    hub.awaitRefused(1);
+    hub->post({"name64", std::nullopt});
+    hub->post(numbered("name63", 1));
+    EXPECT_EQ(told.await(65).at(64), numbered("name63", 1));
     EXPECT_EQ(log.at(host::LogLevel::Error),
               std::vector<std::string>{"notification \"name64\" is not observed: a connection observes at most 64 "
                                        "names"});
-    hub->post({"name64", std::nullopt});
-    hub->post({"name63", std::nullopt});
-    EXPECT_EQ(told.await(1), (std::vector<Notification>{{"name63", std::nullopt}}));
+}
+
+TEST(AHandlerWithoutMemory, IsToldLaterThatItMayHaveMissedSomething) {
+    const HostRoot root;
+    ServedHub hub;
+    NotificationCenter center(ipc::Domain::System);
+    Told told;
+    const auto other = observeKnown(center, "b", [](const Notification&) {});
+    const auto observation = observeKnown(center, "a", [&](const Notification& notification) {
+        if (numberOf(notification) == 1) {
+            throw std::bad_alloc();
+        }
+        told.add(notification);
+    });
+    hub->post(numbered("a", 1));
+    hub->post(numbered("b", 2));
+    EXPECT_EQ(told.await(1), (std::vector<Notification>{{"a", std::nullopt}}));
+    hub->post(numbered("a", 3));
+    EXPECT_EQ(told.await(2).at(1), numbered("a", 3));
+}
+
+/// The signals that the calling thread blocks, as the kernel has them: bit 0 is signal 1.
+std::uint64_t blockedSignals() {
+    std::ifstream status("/proc/thread-self/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.starts_with("SigBlk:")) {
+            return std::stoull(line.substr(7), nullptr, 16);
+        }
+    }
+    return 0;
+}
+
+TEST(TheLibrarysThreads, LeaveTheProgramsSignalsToItsOwn) {
+    const HostRoot root;
+    ServedHub hub;
+    const std::uint64_t former = blockedSignals();
+    std::uint64_t all = 0x7fffffff;
+    all &= ~(std::uint64_t{1} << (SIGKILL - 1)) & ~(std::uint64_t{1} << (SIGSTOP - 1));
+    NotificationCenter center(ipc::Domain::System);
+    std::promise<std::uint64_t> centers;
+    const auto observation =
+        observeKnown(center, "a", [&](const Notification&) { centers.set_value(blockedSignals()); });
+    hub->post(numbered("a", 1));
+    EXPECT_EQ(centers.get_future().get() & all, all);
+    std::promise<std::uint64_t> queues;
+    HubClient client;
+    client.connection().callAsync(
+        ipc::kObserveNotification, [&](const auto&) { queues.set_value(blockedSignals()); }, "a");
+    EXPECT_EQ(queues.get_future().get() & all, all);
+    EXPECT_EQ(blockedSignals(), former) << "who starts them keeps its own";
 }
 
 TEST(AForkedChild, ObservesByItselfAndNothingOfItsParents) {
@@ -261,13 +319,13 @@ TEST(AForkedChild, ObservesByItselfAndNothingOfItsParents) {
     ServedHub hub;
     NotificationCenter center(ipc::Domain::System);
     Told told;
-    auto observation = center.observe("a", told.handler());
+    auto observation = observeKnown(center, "a", told.handler());
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
         observation = {};
         Told childs;
-        const auto own = center.observe("a", childs.handler());
+        const auto own = observeKnown(center, "a", childs.handler());
         const bool isPosted = HubClient().post("a", Dictionary{{"number", 1}}) == "0";
         const bool isTold = childs.await(1).at(0) == numbered("a", 1);
         ::_exit(isPosted && isTold && told.await(0).empty() ? 0 : 1);

@@ -16,6 +16,7 @@
 #include "platform/host/log_capture.h"
 #include "tests/platform/ipc/notification_service.h"
 #include "tests/platform/ipc/raw_client.h"
+#include "tests/support/failing_allocation.h"
 
 namespace ksw::test {
 namespace {
@@ -212,9 +213,51 @@ TEST(AHub, TakesAConnectionsLastNameAndNotOneMore) {
     const auto reply = client.observe("one more");
     ASSERT_FALSE(reply.ok());
     EXPECT_EQ(reply.error().localizedDescription(), "a connection observes at most 64 names");
+    EXPECT_EQ(*find<std::int64_t>(reply.error().userInfo(), ipc::kRefusalCodeKey), ipc::kTooManyNamesCode);
     hub->post({"one more", std::nullopt});
     hub->post({"name63", std::nullopt});
     EXPECT_EQ(client.next()->name, "name63");
+}
+
+TEST(AHub, MakesOneOfTwoOnceForAllWhoHaveNotTakenTheOlder) {
+    const HostRoot root;
+    int made = 0;
+    ServedHub hub(ipc::Domain::System, [&](const Notification&, const Notification& newer) {
+        ++made;
+        return newer;
+    });
+    HubClient one;
+    HubClient other;
+    ASSERT_TRUE(one.observe("a").ok());
+    ASSERT_TRUE(other.observe("a").ok());
+    for (const std::int64_t number : {1, 2, 3}) {
+        hub->post(numbered("a", number));
+    }
+    EXPECT_EQ(made, 2);
+    EXPECT_EQ(numbersOf(one, 1), (std::vector<std::int64_t>{3}));
+    EXPECT_EQ(numbersOf(other, 1), (std::vector<std::int64_t>{3}));
+}
+
+TEST(AHubWithoutMemory, StillTellsThatSomethingHasHappened) {
+    const HostRoot root;
+    ServedHub hub(ipc::Domain::System, [](const Notification& older, const Notification& newer) {
+        return numbered("a", numberOf(older) + numberOf(newer));
+    });
+    HubClient client;
+    ASSERT_TRUE(client.observe("a").ok());
+    const Notification second = numbered("a", 2);
+    bool hasFailed = true;
+    for (std::size_t number = 0; hasFailed; ++number) {
+        hub->post(numbered("a", 1));
+        {
+            const FailingAllocation failing(number);
+            hub->post(second);
+            hasFailed = failing.hasHappened();
+        }
+        const Result<Notification> next = client.next();
+        ASSERT_TRUE(next.ok());
+        EXPECT_TRUE(!next->userInfo || numberOf(*next) == 3) << number << ": " << numberOf(*next);
+    }
 }
 
 TEST(AHub, RefusesASecondRequestForTheNextWhileOneWaits) {

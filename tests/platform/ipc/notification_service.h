@@ -6,11 +6,13 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <latch>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/ipc/connection.h"
@@ -44,6 +46,15 @@ public:
             std::this_thread::yield();
         }
         EXPECT_EQ(hub_.observers(), count);
+    }
+
+    /// Waits until so many requests have been refused.
+    void awaitRefused(std::uint64_t count) {
+        const auto end = std::chrono::steady_clock::now() + kTooLong;
+        while (server_.counters().refused < count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(server_.counters().refused, count);
     }
 
     /// Waits until so many requests have been answered with a reply.
@@ -85,6 +96,27 @@ private:
     std::condition_variable changed_;
     std::vector<Notification> list_;
 };
+
+/// Observes a name that the hub does not know yet, and waits until it does: the observation is told so. The handler
+/// is not.
+inline ipc::NotificationCenter::Observation observeKnown(ipc::NotificationCenter& center, std::string name,
+                                                         ipc::NotificationCenter::Handler handler,
+                                                         ipc::Coalesce coalesce = nullptr) {
+    const auto known = std::make_shared<std::latch>(1);
+    ipc::NotificationCenter::Observation observation = center.observe(
+        std::move(name),
+        [known, isKnown = false, handler = std::move(handler)](const Notification& notification) mutable {
+            if (std::exchange(isKnown, true)) {
+                handler(notification);
+                return;
+            }
+            EXPECT_FALSE(notification.userInfo.has_value());
+            known->count_down();
+        },
+        std::move(coalesce));
+    known->wait();
+    return observation;
+}
 
 inline Notification numbered(std::string name, std::int64_t number) {
     return {std::move(name), Dictionary{{"number", number}}};
