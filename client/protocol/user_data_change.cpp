@@ -45,7 +45,7 @@ UserDataChange userDataChangeOf(const Notification& notification) {
 }
 
 Notification coalesced(const Notification& older, const Notification& newer) {
-    if (older.userInfo == newer.userInfo) {
+    if (newer.name != kUserDataDidChange || older.userInfo == newer.userInfo) {
         return newer;
     }
     const UserDataChange former = userDataChangeOf(older);

@@ -7,7 +7,8 @@
 
 namespace ksw::host::sys {
 
-/// Blocks every signal on the calling thread while it lives; a thread started meanwhile keeps them blocked.
+/// Blocks the signals on the calling thread while it lives, but for those that a thread raises itself (SIGSEGV and
+/// the like); a thread started meanwhile keeps them blocked.
 class SignalsBlocked {
 public:
     SignalsBlocked();

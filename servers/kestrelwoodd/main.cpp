@@ -1,7 +1,10 @@
 // kestrelwoodd: keeps the records of all background items of this host and answers what may launch.
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <memory>
+#include <string>
 
 #include "client/protocol/services.h"
 #include "client/protocol/user_data_change.h"
@@ -110,7 +113,23 @@ Status serve(daemon::Registry& registry, servers::StopSignals& stop, const serve
     return waited;
 }
 
+/// A descriptor for each connection that the limits allow, and some for files. The soft limit that a process begins
+/// with is for programs that use select; without more, observers could take the descriptors of requests.
+void raiseDescriptorLimit() {
+    constexpr rlim_t kWanted = 2 * limits::kConnectionsMax + 256;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWanted) {
+        return;
+    }
+    limit.rlim_cur = std::min(limit.rlim_max, kWanted);
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur < kWanted) {
+        daemon::logError("only " + std::to_string(limit.rlim_cur) +
+                         " descriptors are allowed; full service takes " + std::to_string(kWanted));
+    }
+}
+
 Status run() {
+    raiseDescriptorLimit();
     const servers::Notifier notifier = servers::Notifier::fromEnvironment();
     daemon::leaveSupplementaryGroups();
     Result<servers::StopSignals> stop = servers::StopSignals::block();

@@ -45,6 +45,12 @@ TEST(AChangeOfUserData, TakesTheLowBitsOfLargerNumbers) {
     EXPECT_EQ(userDataChangeOf(saying(Dictionary{{"type", UINT64_MAX}})).type, -1);
 }
 
+TEST(TwoNotificationsOfAnotherName, AreTheNewerOne) {
+    const Notification older{"com.example.mail", Dictionary{{"uid", 501}, {"count", 1}}};
+    const Notification newer{"com.example.mail", Dictionary{{"uid", 502}, {"count", 2}}};
+    EXPECT_EQ(coalesced(older, newer), newer);
+}
+
 TEST(TwoChangesOfUserData, AreOneThatIsAtLeastAsWideAsEach) {
     const std::vector<Notification> changes{
         saying(std::nullopt),
