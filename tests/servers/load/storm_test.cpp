@@ -10,6 +10,7 @@
 #include <csignal>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <latch>
 #include <memory>
 #include <mutex>
@@ -85,6 +86,19 @@ struct HeldList {
     std::shared_ptr<Watcher> watcher = std::make_shared<Watcher>();
     std::shared_ptr<KSWList> list = manager->getItemsMatching(KSWItemTypeAgent, ::getuid());
 };
+
+/// Waits until the hub knows that this process observes changes. Whoever observed before it did is told once,
+/// because something may have been missed; whoever does from now on is not.
+ipc::NotificationCenter::Observation awaitHub() {
+    auto known = std::make_shared<std::promise<void>>();
+    auto once = std::make_shared<std::once_flag>();
+    auto observation = ipc::NotificationCenter::of(ipc::Domain::System)
+                           .observe(std::string(protocol::kUserDataDidChange), [known, once](const Notification&) {
+                               std::call_once(*once, [&known] { known->set_value(); });
+                           });
+    EXPECT_EQ(known->get_future().wait_for(kPatience), std::future_status::ready);
+    return observation;
+}
 
 /// One who changes jobs, over a connection of its own.
 class Changer {
@@ -202,6 +216,7 @@ TEST(AStormOfTenThousandChanges, EndsWithEveryListEqualToTheStore) {
 
 TEST(AListWhoseDaemonIsKilled, IsToldOnceAndStaysSubscribed) {
     StormyDaemon daemon(8);
+    const auto observation = awaitHub();
     const HeldList held;
     ASSERT_NE(held.list, nullptr);
     const std::int64_t before = *held.generationOf(3);
