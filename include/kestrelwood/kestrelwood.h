@@ -1,6 +1,7 @@
 // kestrelwood.h: everything that the framework exports.
 #pragma once
 
+#include <kestrelwood/KSWAttributions.h>
 #include <kestrelwood/KSWBackgroundItem.h>
 #include <kestrelwood/KSWErrors.h>
 #include <kestrelwood/KSWFetchResult.h>

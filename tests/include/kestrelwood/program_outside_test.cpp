@@ -7,6 +7,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
 #include <map>
 
 #include <kestrelwood/kestrelwood.h>
@@ -51,6 +52,33 @@ TEST_F(AProgramOutside, HasTheWordsForKindsFlagsAndDispositions) {
     EXPECT_EQ(ComposedItemIdentifier(0x10008, "x"), "8.x");
     EXPECT_EQ(ItemIdentifierCopyBaseFromIdentifierAndType("8.a.b", 0x8), "a.b");
     EXPECT_EQ(LabelForStewardPlist(ksw::URL::fileURL("/nowhere")), std::nullopt);
+}
+
+TEST_F(AProgramOutside, HasTheAttributionTablesOfItsHost) {
+    const auto write = [&](const std::string& path, std::string_view text) {
+        std::filesystem::create_directories((root_ / path).parent_path());
+        std::ofstream(root_ / path) << text;
+    };
+    write("usr/share/kestrelwood/internal/com.velmont.kestrelwood", "");
+    write("usr/share/kestrelwood/Resources/attributions.plist",
+          "<plist><dict><key>p</key><dict><key>TeamIdentifier</key><string>T</string><key>Attribution</key>"
+          "<string>Public</string><key>AssociatedBundleIdentifiers</key><array><string>A</string></array></dict>"
+          "</dict></plist>");
+    write(
+        "VelmontInternal/Library/Bundles/KestrelwoodInternal.bundle/Contents/Resources/attributions-internal.plist",
+        "<plist><dict><key>i</key><dict><key>Attribution</key><string>Internal</string>"
+        "<key>AssociatedBundleIdentifiers</key><array><string>B</string></array></dict></dict></plist>");
+    EXPECT_EQ(AttributionsByLabel().size(), 2U);
+    EXPECT_EQ(&AttributionsByLabel(), &ksw::AttributionsByLabel());
+    EXPECT_EQ(InternalAttributionsByLabel()->size(), 1U);
+    EXPECT_EQ(AttributionInfoForLabelAndTeamID("p", "T")->size(), 3U);
+    EXPECT_EQ(AttributionInfoForLabelAndTeamID("p", "U"), std::nullopt);
+    EXPECT_EQ(CuratedDeveloperNameForLabelAndTeamID("p", "T"), "Public");
+    EXPECT_EQ(CuratedInternalNameForLabel("i"), "Internal");
+    EXPECT_THAT(*CuratedAssociatedBundleIdentifiersForLabelAndTeamID("p", "T"), ElementsAre("A"));
+    EXPECT_THAT(*CuratedInternalAssociatedBundleIdentifiersForLabel("i"), ElementsAre("B"));
+    EXPECT_TRUE(AttributionsContainsLabelOrAttributionValue("Internal"));
+    EXPECT_FALSE(AttributionsContainsLabelOrAttributionValue(std::nullopt));
 }
 
 TEST_F(AProgramOutside, UsesConstantsAsStringsKeysAndViews) {

@@ -1,0 +1,56 @@
+// KSWAttributions.h: curated names. Tables that are shipped with the system say for the label of a job, signed by a
+// certain team, which developer or product to show and which applications it belongs to. On a host with internal
+// content a second, internal table adds to them.
+//
+// The tables are read on first use and kept for the life of the process: later changes of the files are not seen. A
+// table that cannot be read is empty. Any thread; the first call blocks for the reading. A value of the wrong kind
+// in a table is logged as an error and taken for absent.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <kestrelwood/export.h>
+#include <kestrelwood/values/value.h>
+
+/// The public table with the internal one in it: an entry by label, a dictionary with the keys "TeamIdentifier",
+/// "Attribution" and "AssociatedBundleIdentifiers". It lives as long as the process.
+KSW_EXPORT const ksw::Dictionary& AttributionsByLabel();
+
+/// The internal table; absent on a host without internal content.
+KSW_EXPORT std::optional<ksw::Dictionary> InternalAttributionsByLabel();
+
+/// The entry of the label, when its "TeamIdentifier" is this one. Absent otherwise, and without a label or team.
+KSW_EXPORT std::optional<ksw::Dictionary> AttributionInfoForLabelAndTeamID(
+    const std::optional<std::string>& label, const std::optional<std::string>& teamIdentifier);
+
+/// The name to show for the label's job when this team has signed it. Absent without an entry or a name in it.
+KSW_EXPORT std::optional<std::string> CuratedDeveloperNameForLabelAndTeamID(
+    const std::optional<std::string>& label, const std::optional<std::string>& teamIdentifier);
+
+/// The name in the internal table, whoever has signed the job.
+KSW_EXPORT std::optional<std::string> CuratedInternalNameForLabel(const std::optional<std::string>& label);
+
+/// The bundle identifiers of the applications that the label's job belongs to when this team has signed it. Absent,
+/// with a word in the log, without an entry or such a list in it; a list with anything but strings in it is none.
+KSW_EXPORT std::optional<std::vector<std::string>> CuratedAssociatedBundleIdentifiersForLabelAndTeamID(
+    const std::optional<std::string>& label, const std::optional<std::string>& teamIdentifier);
+
+/// The same from the internal table, whoever has signed the job.
+KSW_EXPORT std::optional<std::vector<std::string>> CuratedInternalAssociatedBundleIdentifiersForLabel(
+    const std::optional<std::string>& label);
+
+/// Whether the text is a label, or the "Attribution" of any entry. False for none.
+KSW_EXPORT bool AttributionsContainsLabelOrAttributionValue(const std::optional<std::string>& labelOrAttribution);
+
+namespace ksw {
+using ::AttributionInfoForLabelAndTeamID;
+using ::AttributionsByLabel;
+using ::AttributionsContainsLabelOrAttributionValue;
+using ::CuratedAssociatedBundleIdentifiersForLabelAndTeamID;
+using ::CuratedDeveloperNameForLabelAndTeamID;
+using ::CuratedInternalAssociatedBundleIdentifiersForLabel;
+using ::CuratedInternalNameForLabel;
+using ::InternalAttributionsByLabel;
+}  // namespace ksw
