@@ -13,5 +13,6 @@
 #include <kestrelwood/KSWRegistrar.h>
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/KSWUserSettings.h>
+#include <kestrelwood/code_signing.h>
 #include <kestrelwood/service_connection.h>
 #include <kestrelwood/values.h>

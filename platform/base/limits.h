@@ -80,6 +80,26 @@ inline constexpr std::size_t kAttributionTableMax = 8 * kMiB;
 /// Directory entries read while looking for a file that moved.
 inline constexpr std::size_t kBookmarkSearchEntriesMax = 4'096;
 
+// Code signatures, in bytes unless said otherwise.
+/// The message with the signer's certificates, and how many of those there may be.
+inline constexpr std::size_t kSignatureMessageMax = 1 * kMiB;
+inline constexpr std::size_t kSignatureCertificatesMax = 16;
+/// Certificates from the signer's own to the trusted one, both included.
+inline constexpr std::size_t kSignatureChainMax = 8;
+inline constexpr int kSignatureRsaBitsMin = 2'048;
+/// What a signature says of its code: two property lists of `kPropertyListFileMax`, two fields, and some room.
+inline constexpr std::size_t kCodeDirectoryMax = 2 * kPropertyListFileMax + 2 * kFieldMax + 64 * kKiB;
+/// A signature as it stands in a file, before it is written as text.
+inline constexpr std::size_t kSignatureMax = kCodeDirectoryMax + kSignatureMessageMax + 64;
+/// Code that is verified: a few seconds of hashing.
+inline constexpr std::uint64_t kSignedCodeMax = 2'048 * kMiB;
+/// A signing or team identifier.
+inline constexpr std::size_t kCodeIdentifierMax = 1 * kKiB;
+/// Trusted certificates read from one folder, and files looked at there.
+inline constexpr std::size_t kTrustedCertificatesMax = 256;
+/// Verified files that are remembered.
+inline constexpr std::size_t kVerifiedFilesMax = 1'024;
+
 // The log.
 inline constexpr std::size_t kLogFieldMax = 8 * kKiB;
 /// How long one send to the journal may wait, in milliseconds.

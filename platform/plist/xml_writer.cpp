@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <variant>
 
+#include "platform/base/base64.h"
 #include "platform/base/limits.h"
 #include "platform/plist/xml_character.h"
 #include "platform/plist/xml_scalars.h"
@@ -12,7 +13,6 @@ namespace {
 
 constexpr std::string_view kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
 constexpr std::string_view kTail = "</plist>\n";
-constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 /// Bytes on one line of base64: 76 characters, as mail has them (RFC 2045).
 constexpr std::size_t kDataLineBytes = 57;
@@ -30,15 +30,6 @@ std::string_view escaped(char character) {
             return "&#13;";
         default:
             return {};
-    }
-}
-
-/// Up to three bytes as four characters.
-void appendGroup(std::string& out, Bytes bytes) {
-    const auto byte = [&](std::size_t index) -> unsigned { return index < bytes.size() ? bytes[index] : 0U; };
-    const unsigned group = (byte(0) << 16U) | (byte(1) << 8U) | byte(2);
-    for (std::size_t index = 0; index < 4; ++index) {
-        out.push_back(index <= bytes.size() ? kAlphabet[(group >> (18U - 6U * index)) & 0x3FU] : '=');
     }
 }
 
@@ -169,7 +160,7 @@ void XmlWriter::data(Bytes bytes) {
         indent();
         const Bytes row = bytes.subspan(from, std::min(kDataLineBytes, bytes.size() - from));
         for (std::size_t group = 0; group < row.size(); group += 3) {
-            appendGroup(out_, row.subspan(group, std::min<std::size_t>(3, row.size() - group)));
+            appendBase64Group(out_, row.subspan(group, std::min<std::size_t>(3, row.size() - group)));
         }
         out_ += '\n';
     }

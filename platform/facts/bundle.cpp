@@ -1,0 +1,103 @@
+#include "platform/facts/bundle.h"
+
+#include <string_view>
+#include <utility>
+
+#include "platform/base/limits.h"
+#include "platform/facts/status.h"
+#include "platform/host/file_facts.h"
+#include "platform/host/sys.h"
+#include "platform/plist/property_list.h"
+
+namespace ksw::facts {
+
+namespace {
+
+constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK;
+constexpr std::string_view kSuffix = ".app";
+constexpr std::string_view kExecutableKey = "QCBundleExecutable";
+
+Error badBundle(const Error& reason) {
+    return statusError(CodeStatus::BadBundle, reason.localizedDescription());
+}
+
+Result<UniqueFd> openFolder(int folder, const std::string& name) {
+    Result<UniqueFd> opened = host::sys::openAt(folder, name, kFolderFlags | O_NOFOLLOW);
+    return opened ? std::move(opened) : Result<UniqueFd>(badBundle(opened.error()));
+}
+
+Result<Data> readInformation(const CodeFile& file) {
+    const Result<FileStamp> stamp = file.stamp();
+    if (!stamp) {
+        return stamp.error();
+    }
+    if (stamp->size > limits::kPropertyListFileMax) {
+        return statusError(CodeStatus::BadBundle, "its information property list is too large");
+    }
+    Data content(static_cast<std::size_t>(stamp->size));
+    if (Status status = file.read(0, content); !status) {
+        return status.error();
+    }
+    return content;
+}
+
+/// The name by which the list calls the main executable, else the bundle's own; empty when it is no plain name.
+std::string executableName(const std::string& path, const Dictionary& information) {
+    std::string_view bundle = path;
+    while (bundle.ends_with('/')) {
+        bundle.remove_suffix(1);
+    }
+    bundle = bundle.substr(bundle.rfind('/') + 1);
+    std::string name(bundle.substr(0, bundle.size() - kSuffix.size()));
+    if (const auto given = information.find(kExecutableKey); given != information.end()) {
+        const auto* text = given->second.as<std::string>();
+        name = text == nullptr ? std::string() : *text;
+    }
+    const bool isPlain =
+        name.find_first_of(std::string_view("/\0", 2)) == std::string::npos && name != "." && name != "..";
+    return isPlain ? name : std::string();
+}
+
+}  // namespace
+
+bool isBundle(const std::string& path) {
+    // Most paths are told by their ends alone.
+    if (!path.ends_with(kSuffix) && !path.ends_with('/')) {
+        return false;
+    }
+    const Result<host::FileFacts> facts = host::fileFacts(path);
+    return facts && facts->isApplication;
+}
+
+Result<BundleFiles> openBundle(const std::string& path) {
+    const Result<UniqueFd> bundle = host::sys::open(path, kFolderFlags);
+    if (!bundle) {
+        return fileError(bundle.error());
+    }
+    const Result<UniqueFd> contents = openFolder(bundle->get(), "Contents");
+    if (!contents) {
+        return contents.error();
+    }
+    const Result<CodeFile> information = CodeFile::openAt(contents->get(), "Info.plist");
+    Result<Data> content = information ? readInformation(*information) : Result<Data>(information.error());
+    if (!content) {
+        return badBundle(content.error());
+    }
+    const Result<Value> list = plist::read(*content);
+    const Dictionary* dictionary = list ? list->as<Dictionary>() : nullptr;
+    std::string name = dictionary == nullptr ? std::string() : executableName(path, *dictionary);
+    if (name.empty()) {
+        return statusError(CodeStatus::BadBundle, "its information property list names no main executable");
+    }
+    Result<UniqueFd> folder = openFolder(contents->get(), "Linux");
+    if (!folder) {
+        return folder.error();
+    }
+    Result<CodeFile> executable = CodeFile::openAt(folder->get(), name);
+    if (!executable) {
+        return badBundle(executable.error());
+    }
+    return BundleFiles{std::move(*folder), std::move(name), std::move(*executable), std::move(*content)};
+}
+
+}  // namespace ksw::facts

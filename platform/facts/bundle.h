@@ -1,0 +1,26 @@
+// bundle.h: the parts of an application bundle that its signature covers.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/facts/code_file.h"
+
+namespace ksw::facts {
+
+/// The main executable of a bundle, open, and its information property list as it was read; both found inside one
+/// open folder and through no link.
+struct BundleFiles {
+    UniqueFd executableFolder;  ///< Contents/Linux.
+    std::string executableName;
+    CodeFile executable;
+    Data information;
+};
+
+/// Whether the path leads to a directory whose name ends in ".app".
+bool isBundle(const std::string& path);
+
+/// Error: `BadBundle` when a part is not there or the list cannot be read, else why a file cannot be.
+Result<BundleFiles> openBundle(const std::string& path);
+
+}  // namespace ksw::facts
