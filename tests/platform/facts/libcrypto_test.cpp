@@ -1,0 +1,69 @@
+#include "platform/facts/libcrypto.h"
+
+#include <sys/stat.h>
+
+#include "platform/host/log_capture.h"
+#include "platform/host/sys.h"
+#include "tests/platform/facts/signing_support.h"
+#include "tests/support/environment.h"
+
+namespace ksw::facts {
+namespace {
+
+using AHostWithoutLibcrypto = SigningTest;
+using TheHostsLibcrypto = SigningTest;
+
+TEST_F(AHostWithoutLibcrypto, HasNoSignedCodeAndSaysSoOnce) {
+    const std::string path = signedFile("file", "some code");
+    ASSERT_TRUE(judged(path).ok());
+    const ScopedLibCryptoName absent("libcrypto-that-is-not-there.so");
+    const host::LogCapture capture;
+    EXPECT_EQ(statusOf(path), CodeStatus::Unsigned);
+    EXPECT_EQ(statusOf(path), CodeStatus::Unsigned);
+    EXPECT_EQ(facts::statusOf(sign(path, request(&signer()))), CodeStatus::NoCryptography);
+    EXPECT_EQ(facts::statusOf(strip(path)), CodeStatus::NoCryptography);
+    const std::vector<std::string> errors = capture.at(host::LogLevel::Error);
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_TRUE(
+        errors[0].starts_with("No code counts as signed on this host: the host has no usable libcrypto: "
+                              "libcrypto-that-is-not-there.so"))
+        << errors[0];
+}
+
+TEST_F(AHostWithoutLibcrypto, IsOneWhoseLibraryLacksFunctions) {
+    const auto library = LibCrypto::load("libm.so.6");
+    ASSERT_FALSE(library.ok());
+    EXPECT_EQ(library.error(), statusError(CodeStatus::NoCryptography, "libm.so.6 lacks ASN1_STRING_get0_data"));
+}
+
+TEST_F(TheHostsLibcrypto, ReadsNoConfigurationFileAndHeedsNoVariable) {
+    const std::string path = signedFile("file", "some code");
+    const std::string pipe = files_.at("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    // Whoever opened the pipe would wait for its writer for ever.
+    const test::ScopedVariable configuration("OPENSSL_CONF", pipe);
+    const test::ScopedVariable modules("OPENSSL_MODULES", files_.path());
+    const test::ScopedVariable trusted("SSL_CERT_FILE", pipe);
+    const ScopedLibCryptoName again("libcrypto.so.3");
+    EXPECT_TRUE(judged(path).ok());
+}
+
+TEST_F(TheHostsLibcrypto, LeavesTheProgramsErrorQueueAlone) {
+    const Identity stranger = certificates_.root("stranger", {"plain"});
+    const std::string path = signedByOpenssl(stranger);
+    const LibCrypto& crypto = *LibCrypto::shared();
+    EXPECT_EQ(statusOf(path), CodeStatus::NotTrusted);
+    EXPECT_EQ(statusOf(fileWith("file", "code", bytesOf("x"), Data())), CodeStatus::DirectoryMalformed);
+    EXPECT_EQ(crypto.ERR_peek_error(), 0U);
+}
+
+TEST_F(TheHostsLibcrypto, IsDeclaredToPackageBuilders) {
+    const std::string program = *host::sys::readLink("/proc/self/exe");
+    const std::string output = files_.at("notes");
+    ASSERT_EQ(run({"readelf", "--wide", "--hex-dump=.note.dlopen", program}, output), 0);
+    EXPECT_NE(textOf(contentOf(output)).find("FDO."), std::string::npos);
+    EXPECT_NE(textOf(contentOf(program)).find("[{\"soname\":[\"libcrypto.so.3\"],\"feature\":"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace ksw::facts

@@ -1,0 +1,279 @@
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "platform/facts/code.h"
+#include "platform/host/peer_identity.h"
+#include "platform/host/sys.h"
+#include "tests/platform/facts/signing_support.h"
+
+namespace ksw::facts {
+namespace {
+
+using ARunningProgram = SigningTest;
+
+/// A program that answers what it is told.
+class Program {
+public:
+    explicit Program(const std::function<void()>& execute) {
+        EXPECT_EQ(::pipe2(in_, O_CLOEXEC), 0);
+        EXPECT_EQ(::pipe2(out_, O_CLOEXEC), 0);
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::dup2(in_[0], 0);
+            ::dup2(out_[1], 1);
+            execute();
+            ::_exit(127);
+        }
+    }
+    explicit Program(std::vector<std::string> arguments)
+        : Program([&] {
+              std::vector<char*> words;
+              for (std::string& argument : arguments) {
+                  words.push_back(argument.data());
+              }
+              words.push_back(nullptr);
+              ::execv(words[0], words.data());
+          }) {}
+    ~Program() {
+        end();
+        for (const int fd : {in_[0], in_[1], out_[0], out_[1]}) {
+            ::close(fd);
+        }
+    }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    void tell(std::string_view text) const {
+        EXPECT_EQ(::write(in_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    void awaitAnswer() const {
+        char answer[64];
+        EXPECT_GT(::read(out_[0], answer, sizeof answer), 0);
+    }
+    /// Once it has answered it is the program that it should be.
+    AuditToken token() const { return *host::auditTokenForPid(pid_); }
+    void end() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+            pid_ = 0;
+        }
+    }
+
+private:
+    pid_t pid_ = 0;
+    int in_[2]{};
+    int out_[2]{};
+};
+
+/// A signed copy of cat, running.
+struct Cat {
+    explicit Cat(const std::string& path) : program({path}) {
+        program.tell("hello\n");
+        program.awaitAnswer();
+    }
+    Program program;
+};
+
+std::string identifierOf(const Result<RunningCode>& code) {
+    if (!code) {
+        return code.error().description();
+    }
+    const auto facts = code->facts();
+    return facts ? (*facts)->identifier : facts.error().description();
+}
+
+TEST_F(ARunningProgram, HasTheFactsOfItsFile) {
+    const std::string path = signedProgram("/bin/cat", "cat", "com.example.cat");
+    const Cat cat(path);
+    Verifier verifier;
+    const Result<RunningCode> code = RunningCode::open(cat.program.token(), verifier);
+    EXPECT_EQ(identifierOf(code), "com.example.cat");
+    EXPECT_EQ((*code->facts())->format, "elf executable");
+    EXPECT_EQ(*code->path(), path);
+    const Requirement met = *Requirement::parse("anchor trusted");
+    EXPECT_TRUE(code->checkValidity(Checks::Default, &met).ok());
+    const Requirement other = *Requirement::parse("anchor velmont");
+    EXPECT_EQ(facts::statusOf(code->checkValidity(Checks::Default, &other)), CodeStatus::RequirementNotMet);
+}
+
+TEST_F(ARunningProgram, ThatIsNotSignedIsUnsigned) {
+    const Cat cat("/bin/cat");
+    Verifier verifier;
+    EXPECT_EQ(facts::statusOf(RunningCode::open(cat.program.token(), verifier)->facts()), CodeStatus::Unsigned);
+}
+
+TEST_F(ARunningProgram, WhoseFileWasDeletedKeepsItsFacts) {
+    const std::string path = signedProgram("/bin/cat", "cat", "com.example.cat");
+    const Cat cat(path);
+    std::filesystem::remove(path);
+    Verifier verifier;
+    const Result<RunningCode> code = RunningCode::open(cat.program.token(), verifier);
+    EXPECT_EQ(identifierOf(code), "com.example.cat");
+    EXPECT_EQ(facts::statusOf(code->path()), CodeStatus::NoPath);
+}
+
+TEST_F(ARunningProgram, WhoseFileWasReplacedKeepsItsFacts) {
+    const std::string path = signedProgram("/bin/cat", "cat", "com.example.cat");
+    const std::string other = signedProgram("/bin/cat", "other", "com.example.other");
+    const Cat cat(path);
+    std::filesystem::rename(other, path);
+    Verifier verifier;
+    const Result<RunningCode> code = RunningCode::open(cat.program.token(), verifier);
+    EXPECT_EQ(identifierOf(code), "com.example.cat");
+    EXPECT_EQ(facts::statusOf(code->path()), CodeStatus::NoPath);
+}
+
+TEST_F(ARunningProgram, FromMemoryHasTheFactsOfWhatRuns) {
+    const Data content = contentOf(signedProgram("/bin/cat", "cat", "com.example.memory"));
+    const UniqueFd memory = *host::sys::memoryFile("cat");
+    ASSERT_EQ(::write(memory.get(), content.data(), content.size()), static_cast<ssize_t>(content.size()));
+    Program program([&] {
+        char name[] = "cat";
+        char* words[] = {name, nullptr};
+        ::fexecve(memory.get(), words, environ);
+    });
+    program.tell("hello\n");
+    program.awaitAnswer();
+    Verifier verifier;
+    const Result<RunningCode> code = RunningCode::open(program.token(), verifier);
+    EXPECT_EQ(identifierOf(code), "com.example.memory");
+    EXPECT_EQ(facts::statusOf(code->path()), CodeStatus::NoPath);
+}
+
+TEST_F(ARunningProgram, ThatBecomesAnotherIsAnErrorOrTheOther) {
+    const std::string shell = signedProgram("/bin/sh", "sh", "com.example.shell");
+    const std::string cat = signedProgram("/bin/cat", "cat", "com.example.cat");
+    Program program({shell, "-c", "echo ready; read line; exec \"$0\"", cat});
+    program.awaitAnswer();
+    const AuditToken token = program.token();
+    Verifier verifier;
+    const Result<RunningCode> before = RunningCode::open(token, verifier);
+    ASSERT_TRUE(before.ok());
+    program.tell("go\n");
+    program.tell("hello\n");
+    program.awaitAnswer();
+    EXPECT_EQ(facts::statusOf(before->facts()), CodeStatus::ProcessChanged);
+    EXPECT_EQ(identifierOf(RunningCode::open(token, verifier)), "com.example.cat");
+}
+
+TEST_F(ARunningProgram, ThatHasEndedIsGone) {
+    Cat cat(signedProgram("/bin/cat", "cat"));
+    const AuditToken token = cat.program.token();
+    Verifier verifier;
+    const Result<RunningCode> code = RunningCode::open(token, verifier);
+    ASSERT_TRUE(code.ok());
+    cat.program.end();
+    EXPECT_EQ(facts::statusOf(code->facts()), CodeStatus::ProcessGone);
+    EXPECT_EQ(facts::statusOf(RunningCode::open(token, verifier)), CodeStatus::ProcessGone);
+}
+
+TEST_F(ARunningProgram, IsToldFromAnotherWithItsNumber) {
+    const Cat cat(signedProgram("/bin/cat", "cat"));
+    AuditToken token = cat.program.token();
+    Verifier verifier;
+    token.words[7] ^= 1U;
+    EXPECT_EQ(facts::statusOf(RunningCode::open(token, verifier)), CodeStatus::ProcessGone);
+    token.words[6] = token.words[7] = 0;
+    EXPECT_EQ(facts::statusOf(RunningCode::open(token, verifier)), CodeStatus::ProcessGone);
+    EXPECT_EQ(facts::statusOf(RunningCode::open(AuditToken{}, verifier)), CodeStatus::ProcessGone);
+}
+
+/// Makes the next process of this namespace have the number. False where that is not permitted.
+bool setNextPid(pid_t pid) {
+    const Result<UniqueFd> file = host::sys::open("/proc/sys/kernel/ns_last_pid", O_WRONLY);
+    const std::string text = std::to_string(pid - 1);
+    return file && ::write(file->get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+pid_t startWaiting() {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        while (true) {
+            ::pause();
+        }
+    }
+    return pid;
+}
+
+void end(pid_t pid) {
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, nullptr, 0);
+}
+
+enum Reuse : int { Held = 0, NotPermitted = 1, AnothersFacts = 2, NoToken = 3, OtherNumber = 4 };
+
+/// One process ends, and another gets its number: once before it is asked for, once in between.
+Reuse reuseOnce(Verifier& verifier, pid_t number) {
+    if (!setNextPid(number) || startWaiting() != number) {
+        return OtherNumber;
+    }
+    const Result<AuditToken> token = host::auditTokenForPid(number);
+    const Result<RunningCode> opened =
+        token ? RunningCode::open(*token, verifier) : Result<RunningCode>(token.error());
+    end(number);
+    if (!opened) {
+        return NoToken;
+    }
+    if (!setNextPid(number) || startWaiting() != number) {
+        return OtherNumber;
+    }
+    const bool isTold = facts::statusOf(opened->facts()) == CodeStatus::ProcessGone &&
+                        facts::statusOf(RunningCode::open(*token, verifier)) == CodeStatus::ProcessGone;
+    end(number);
+    return isTold ? Held : AnothersFacts;
+}
+
+/// As the first process of a namespace that has its own numbers.
+Reuse reuseInNamespace() {
+    constexpr pid_t kNumber = 300;
+    if (::mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0 || !setNextPid(kNumber)) {
+        return NotPermitted;
+    }
+    Verifier verifier;
+    for (int turn = 0; turn < 1'000 / kSlowness; ++turn) {
+        if (const Reuse reuse = reuseOnce(verifier, kNumber); reuse != Held) {
+            return reuse;
+        }
+    }
+    return Held;
+}
+
+Reuse reuseInChild() {
+    const int userNamespace = ::geteuid() == 0 ? 0 : CLONE_NEWUSER;
+    if (::unshare(userNamespace | CLONE_NEWPID | CLONE_NEWNS) != 0 ||
+        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        return NotPermitted;
+    }
+    const pid_t first = ::fork();
+    if (first == 0) {
+        ::_exit(reuseInNamespace());
+    }
+    int status = 0;
+    ::waitpid(first, &status, 0);
+    return WIFEXITED(status) ? static_cast<Reuse>(WEXITSTATUS(status)) : AnothersFacts;
+}
+
+TEST_F(ARunningProgram, IsToldFromALaterOneThatGotItsNumber) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(reuseInChild());
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    // Where no namespace may be made, the test with another identity stands for it.
+    EXPECT_TRUE(WEXITSTATUS(status) == Held || WEXITSTATUS(status) == NotPermitted) << WEXITSTATUS(status);
+    RecordProperty("reuse", WEXITSTATUS(status));
+}
+
+}  // namespace
+}  // namespace ksw::facts
