@@ -79,6 +79,9 @@ public:
         return library_;
     }
 
+    /// Gives up what was opened, for one that is no longer asked.
+    void close() { delete std::exchange(library_, nullptr); }
+
 private:
     const char* soname_;
     std::once_flag once_;
@@ -139,6 +142,10 @@ const LibCrypto* LibCrypto::shared() {
 
 struct ScopedLibCryptoName::Use {
     explicit Use(const char* soname) : library(soname) {}
+    ~Use() { library.close(); }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
     LibraryUse library;
 };
 

@@ -56,7 +56,8 @@ private:
     EVP_MD* sha256_ = nullptr;
 };
 
-/// Has `LibCrypto::shared` open another library by name while it lives. For tests; one at a time.
+/// Has `LibCrypto::shared` open another library by name while it lives; what was made with that one must be gone by
+/// then. For tests; one at a time.
 class ScopedLibCryptoName {
 public:
     explicit ScopedLibCryptoName(const char* soname);

@@ -132,7 +132,7 @@ TEST(ACodeDirectory, HasBoundedContent) {
 }
 
 TEST(ACodeDirectory, HasDigestsOf32Bytes) {
-    for (const std::size_t size : {0, 31, 33}) {
+    for (const std::size_t size : {std::size_t{0}, std::size_t{31}, std::size_t{33}}) {
         const Data bytes = written(5, [&](auto& writer) {
             writeStart(writer);
             writer.unsignedInteger(4);
