@@ -65,9 +65,10 @@ Items copies(const Items& items) {
     return made;
 }
 
-void recordAgents(int count, Uid uid) {
-    const daemon::StateFolder folder = orExit(daemon::StateFolder::take());
-    daemon::Store store = orExit(daemon::Store::open(folder.at(daemon::kStoreFile)));
+namespace {
+
+/// Puts agents into a store under the unknown developer; the last one's row.
+daemon::ItemRow putAgents(daemon::Store& store, int count, Uid uid) {
     daemon::Change change;
     change.users.push_back({uid, "bench"});
     const auto developer = daemon::newUnknownDeveloper(UUID::random());
@@ -81,6 +82,21 @@ void recordAgents(int count, Uid uid) {
         std::fprintf(stderr, "%s\n", done.error().description().c_str());
         std::exit(2);
     }
+    return change.put.back();
+}
+
+}  // namespace
+
+void recordAgents(int count, Uid uid) {
+    const daemon::StateFolder folder = orExit(daemon::StateFolder::take());
+    daemon::Store store = orExit(daemon::Store::open(folder.at(daemon::kStoreFile)));
+    (void)putAgents(store, count, uid);
+}
+
+daemon::Store storeWithAgent(const std::string& path, daemon::ItemRow& row) {
+    daemon::Store store = orExit(daemon::Store::open(path));
+    row = putAgents(store, 1, 0);
+    return store;
 }
 
 }  // namespace ksw::bench

@@ -16,7 +16,6 @@
 #include "platform/host/log_capture.h"
 #include "tests/platform/ipc/notification_service.h"
 #include "tests/platform/ipc/raw_client.h"
-#include "tests/support/failing_allocation.h"
 
 namespace ksw::test {
 namespace {
@@ -236,28 +235,6 @@ TEST(AHub, MakesOneOfTwoOnceForAllWhoHaveNotTakenTheOlder) {
     EXPECT_EQ(made, 2);
     EXPECT_EQ(numbersOf(one, 1), (std::vector<std::int64_t>{3}));
     EXPECT_EQ(numbersOf(other, 1), (std::vector<std::int64_t>{3}));
-}
-
-TEST(AHubWithoutMemory, StillTellsThatSomethingHasHappened) {
-    const HostRoot root;
-    ServedHub hub(ipc::Domain::System, [](const Notification& older, const Notification& newer) {
-        return numbered("a", numberOf(older) + numberOf(newer));
-    });
-    HubClient client;
-    ASSERT_TRUE(client.observe("a").ok());
-    const Notification second = numbered("a", 2);
-    bool hasFailed = true;
-    for (std::size_t number = 0; hasFailed; ++number) {
-        hub->post(numbered("a", 1));
-        {
-            const FailingAllocation failing(number);
-            hub->post(second);
-            hasFailed = failing.hasHappened();
-        }
-        const Result<Notification> next = client.next();
-        ASSERT_TRUE(next.ok());
-        EXPECT_TRUE(!next->userInfo || numberOf(*next) == 3) << number << ": " << numberOf(*next);
-    }
 }
 
 TEST(AHub, RefusesASecondRequestForTheNextWhileOneWaits) {
