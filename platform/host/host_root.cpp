@@ -1,10 +1,11 @@
 #include "platform/host/host_root.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <optional>
 
 #include <unistd.h>
 
+#include "platform/host/environment.h"
 #include "platform/host/file_facts.h"
 #include "platform/host/sys.h"
 
@@ -28,12 +29,12 @@ bool isBelow(std::string_view path, std::string_view folder) {
 }  // namespace
 
 std::string hostRoot() {
-    const char* given = ::secure_getenv("KESTRELWOOD_ROOT");
-    if (given == nullptr || *given == '\0') {
+    std::optional<std::string> given = environmentVariable("KESTRELWOOD_ROOT");
+    if (!given || given->empty()) {
         return {};
     }
-    Result<std::string> canonical = canonicalPath(given);
-    std::string root = canonical ? std::move(*canonical) : std::string(given);
+    Result<std::string> canonical = canonicalPath(*given);
+    std::string root = canonical ? std::move(*canonical) : std::move(*given);
     while (root.ends_with('/')) {
         root.pop_back();
     }
@@ -66,13 +67,13 @@ std::string systemRunFolder() {
 }
 
 std::string sessionRunFolder() {
-    const char* given = ::secure_getenv("XDG_RUNTIME_DIR");
-    if (given == nullptr || *given != '/') {
+    const std::optional<std::string> given = environmentVariable("XDG_RUNTIME_DIR");
+    if (!given || !given->starts_with('/')) {
         return userRunFolder(::geteuid());
     }
     const std::string root = hostRoot();
     // A session inside the host root may name its folder by the path that the outside sees.
-    return joined(isBelow(given, root) ? given : root + given, kRunFolderName);
+    return joined(isBelow(*given, root) ? *given : root + *given, kRunFolderName);
 }
 
 std::string userRunFolder(Uid uid) {

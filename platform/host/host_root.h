@@ -1,6 +1,6 @@
 // host_root.h: where the host's own files and sockets are. With KESTRELWOOD_ROOT set, all of them lie below that
 // folder, which makes tests hermetic and lets an image be looked at from outside. Any thread; the environment is
-// read on each call, so it must not be changed while other threads run.
+// read on each call (environment.h).
 #pragma once
 
 #include <string>

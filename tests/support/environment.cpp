@@ -1,12 +1,16 @@
 #include "tests/support/environment.h"
 
 #include <cstdlib>
+#include <mutex>
+
+#include "platform/host/environment.h"
 
 namespace ksw::test {
 
 namespace {
 
 void setVariable(const std::string& name, const std::optional<std::string>& value) {
+    const std::lock_guard lock(host::environmentMutex());
     if (value) {
         ::setenv(name.c_str(), value->c_str(), 1);
     } else {
