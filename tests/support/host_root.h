@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "tests/support/environment.h"
 #include "tests/support/temp_folder.h"
 
 namespace ksw::test {
@@ -12,7 +13,6 @@ namespace ksw::test {
 class HostRoot {
 public:
     HostRoot();
-    ~HostRoot();
     HostRoot(const HostRoot&) = delete;
     HostRoot& operator=(const HostRoot&) = delete;
 
@@ -23,8 +23,7 @@ public:
 
 private:
     TempFolder folder_;
-    std::string before_;
-    bool wasSet_;
+    ScopedVariable variable_;
 };
 
 }  // namespace ksw::test
