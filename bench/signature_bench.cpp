@@ -38,7 +38,7 @@ public:
 };
 
 Data contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path, std::ifstream::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
@@ -64,7 +64,7 @@ std::string makeExecutable(const std::string& root) {
         "ELF";
     std::copy(head.begin(), head.end(), code.begin());
     const std::string path = root + "/executable";
-    std::ofstream(path, std::ios::binary)
+    std::ofstream(path, std::ofstream::binary)
         .write(reinterpret_cast<const char*>(code.data()), static_cast<std::streamsize>(code.size()));
     SigningRequest request;
     request.identifier = "com.example.bench";

@@ -69,13 +69,13 @@ std::string textOf(Bytes bytes) {
 }
 
 Data contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path, std::ifstream::binary);
     EXPECT_TRUE(file.good()) << path;
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 void writeContent(const std::string& path, Bytes content) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    std::ofstream file(path, std::ofstream::binary | std::ofstream::trunc);
     file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
     EXPECT_TRUE(file.good()) << path;
 }

@@ -286,7 +286,7 @@ std::vector<ItemRow> moreThanIsKeptInMemory() {
 
 /// Writes into the file itself, which somebody has open.
 void overwrite(const std::string& path, const std::string& bytes) {
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    std::fstream file(path, std::fstream::in | std::fstream::out | std::fstream::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 

@@ -18,7 +18,7 @@ bool exists(const std::string& path) {
 }
 
 std::vector<char> contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path, std::ifstream::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
@@ -96,7 +96,7 @@ void Unsynchronised::lose(Death death, unsigned seed) const {
         if (copy.isRemoved) {
             // That it was removed may have been forgotten too.
             if (copy.kept && random() % 2 == 0) {
-                std::ofstream(path, std::ios::binary | std::ios::trunc)
+                std::ofstream(path, std::ofstream::binary | std::ofstream::trunc)
                     .write(copy.kept->data(), static_cast<std::streamsize>(copy.kept->size()));
             }
             continue;
@@ -109,7 +109,7 @@ void Unsynchronised::lose(Death death, unsigned seed) const {
             continue;
         }
         const Content content = remains(copy, death, last, random);
-        std::ofstream(path, std::ios::binary | std::ios::trunc)
+        std::ofstream(path, std::ofstream::binary | std::ofstream::trunc)
             .write(content.data(), static_cast<std::streamsize>(content.size()));
     }
 }
