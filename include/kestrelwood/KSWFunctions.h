@@ -1,5 +1,5 @@
-// KSWFunctions.h: identifiers of items, which the management daemon composes by the same rules, and job files.
-// Any thread.
+// KSWFunctions.h: identifiers of items, which the management daemon composes by the same rules, job files, and who
+// sits at the machine. Any thread.
 #pragma once
 
 #include <optional>
@@ -8,6 +8,7 @@
 
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/export.h>
+#include <kestrelwood/values/audit_token.h>
 #include <kestrelwood/values/error.h>
 #include <kestrelwood/values/url.h>
 #include <kestrelwood/values/value.h>
@@ -32,6 +33,15 @@ KSW_EXPORT std::optional<std::string> ItemIdentifierForURLAndType(KSWItemType ty
 /// than 1 MiB, or has no text there. Blocks for the reading of the file.
 KSW_EXPORT std::optional<std::string> LabelForStewardPlist(const ksw::URL& url);
 
+/// The user who owns the console, `/dev/console`; 0, which is also the superuser, when that cannot be told.
+KSW_EXPORT ksw::Uid ConsoleUserUID();
+
+/// Tells the notification service of the user, and that of the console's user, which parent applications the user
+/// has. Does nothing without a text or for 4294967294, which is every user. A failure is logged for debugging.
+/// Blocks until both have answered, and for at most 5 seconds for each; for a user whose service has not answered
+/// an earlier registration in that time, and still has not, not at all.
+KSW_EXPORT void RegisterParentApps(const std::optional<std::string>& apps, ksw::Uid uid);
+
 namespace ksw {
 
 /// The dictionary in a property list file, XML or binary. Absent when the URL is no file URL, there is no regular
@@ -40,7 +50,9 @@ namespace ksw {
 KSW_EXPORT std::optional<Dictionary> readPropertyListFile(const URL& url, std::optional<Error>* error = nullptr);
 
 using ::ComposedItemIdentifier;
+using ::ConsoleUserUID;
 using ::ItemIdentifierCopyBaseFromIdentifierAndType;
 using ::ItemIdentifierForURLAndType;
 using ::LabelForStewardPlist;
+using ::RegisterParentApps;
 }  // namespace ksw

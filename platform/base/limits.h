@@ -67,6 +67,8 @@ inline constexpr std::size_t kBytesHeldMax = 512 * kMiB;
 // Time, in seconds.
 /// Dialling: a full backlog would block for ever.
 inline constexpr int kDialSeconds = 5;
+/// A request to a service of a user who may have stopped it, for those who must not wait for one user.
+inline constexpr int kUserServiceSeconds = 5;
 /// A started frame that makes no progress, or a reply that its reader does not take.
 inline constexpr int kStallSeconds = 30;
 /// What a server allows itself before an error is the reply.

@@ -54,6 +54,11 @@ TEST_F(AProgramOutside, HasTheWordsForKindsFlagsAndDispositions) {
     EXPECT_EQ(LabelForStewardPlist(ksw::URL::fileURL("/nowhere")), std::nullopt);
 }
 
+TEST_F(AProgramOutside, AsksWhoOwnsTheConsoleAndTellsUsersServicesOfParentApplications) {
+    EXPECT_EQ(ConsoleUserUID(), 0U);
+    RegisterParentApps("/Applications/Ledger.app", 501);
+}
+
 TEST_F(AProgramOutside, HasTheAttributionTablesOfItsHost) {
     const auto write = [&](const std::string& path, std::string_view text) {
         std::filesystem::create_directories((root_ / path).parent_path());
