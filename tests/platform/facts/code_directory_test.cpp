@@ -4,7 +4,7 @@
 
 #include "platform/archive/cbor_writer.h"
 #include "platform/base/limits.h"
-#include "tests/platform/facts/signing_support.h"
+#include "tests/support/signing_support.h"
 
 namespace ksw::facts {
 namespace {

@@ -4,8 +4,8 @@
 
 #include "platform/host/log_capture.h"
 #include "platform/host/sys.h"
-#include "tests/platform/facts/signing_support.h"
 #include "tests/support/environment.h"
+#include "tests/support/signing_support.h"
 
 namespace ksw::facts {
 namespace {

@@ -12,7 +12,7 @@
 #include "platform/facts/code.h"
 #include "platform/host/peer_identity.h"
 #include "platform/host/sys.h"
-#include "tests/platform/facts/signing_support.h"
+#include "tests/support/signing_support.h"
 
 namespace ksw::facts {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "tests/platform/facts/signing_support.h"
+#include "tests/support/signing_support.h"
 #include "tests/support/sys_faults.h"
 
 namespace ksw::facts {

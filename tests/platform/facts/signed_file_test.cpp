@@ -2,7 +2,7 @@
 
 #include "platform/base/base64.h"
 #include "platform/base/limits.h"
-#include "tests/platform/facts/signing_support.h"
+#include "tests/support/signing_support.h"
 
 namespace ksw::facts {
 namespace {

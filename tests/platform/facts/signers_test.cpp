@@ -1,6 +1,6 @@
 // Who may sign, and which messages are accepted.
 #include "platform/facts/cms.h"
-#include "tests/platform/facts/signing_support.h"
+#include "tests/support/signing_support.h"
 
 namespace ksw::facts {
 namespace {

@@ -1,4 +1,4 @@
-#include "tests/platform/facts/signing_support.h"
+#include "tests/support/signing_support.h"
 
 #include <fcntl.h>
 #include <spawn.h>
