@@ -1,4 +1,4 @@
-#include "tools/kswctl/text.h"
+#include "tools/common/text.h"
 
 #include <string>
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-using kswctl::printable;
+using tools::printable;
 
 TEST(PrintableText, KeepsOrdinaryCharactersOfEveryLength) {
     const std::string text = "plain caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x99\x82 ~";
@@ -35,7 +35,7 @@ TEST(PrintableText, DoublesTheBackslashSoThatNoEscapeCanBeForged) {
 }
 
 TEST(PrintableText, KeepsTheBackslashOfWhatIsEscapedAlready) {
-    EXPECT_EQ(printable("\\x1b\x1b", kswctl::Backslash::Kept), "\\x1b\\x1b");
+    EXPECT_EQ(printable("\\x1b\x1b", tools::Backslash::Kept), "\\x1b\\x1b");
 }
 
 TEST(PrintableText, EscapesBytesThatAreNotUtf8) {

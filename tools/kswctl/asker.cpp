@@ -7,9 +7,9 @@
 #include <kestrelwood/KSWManager.h>
 #include <kestrelwood/KSWRegistrar.h>
 
-#include "tools/kswctl/text.h"
+#include "tools/common/outcome.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 template <class Client>
@@ -99,4 +99,4 @@ ExitStatus exitStatusOfCode(std::int64_t code) {
     }
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

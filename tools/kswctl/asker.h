@@ -13,7 +13,7 @@
 #include "tools/kswctl/options.h"
 #include "tools/kswctl/subject.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 /// Asks the manager or the registrar, as chosen; each is made on first use. For one thread.
 class Asker {
@@ -49,4 +49,4 @@ std::int64_t resultCodeOf(const std::optional<ksw::Error>& error);
 /// The exit status that a result code stands for, -1 aside, which a lost connection shares.
 ExitStatus exitStatusOfCode(std::int64_t code);
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

@@ -7,7 +7,7 @@
 
 #include "tools/kswctl/asker.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 /// Each loss means that somebody else's change went through, so losing so often in a row takes a flood of them.
@@ -51,4 +51,4 @@ Changed changeRecord(KSWItem::Pointer item, ksw::Uid uid, const Change& change) 
     return {KSWErrorNone, std::move(item), std::nullopt};
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

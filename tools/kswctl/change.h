@@ -7,7 +7,7 @@
 #include <kestrelwood/KSWItem.h>
 #include <kestrelwood/values.h>
 
-namespace kswctl {
+namespace tools::kswctl {
 
 /// A bit of the disposition, and how it is to be.
 struct Change {
@@ -25,4 +25,4 @@ struct Changed {
 /// times.
 Changed changeRecord(KSWItem::Pointer item, ksw::Uid uid, const Change& change);
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

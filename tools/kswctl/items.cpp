@@ -10,10 +10,11 @@
 
 #include <kestrelwood/KSWManager.h>
 
+#include "tools/common/outcome.h"
+#include "tools/common/text.h"
 #include "tools/kswctl/asker.h"
-#include "tools/kswctl/text.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 using Items = std::vector<KSWItem::Pointer>;
@@ -94,4 +95,4 @@ std::variant<KSWItem::Pointer, ExitStatus> itemOrComplaint(const Options& option
     return found.front();
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

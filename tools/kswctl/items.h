@@ -7,10 +7,10 @@
 #include <kestrelwood/KSWItem.h>
 #include <kestrelwood/KSWList.h>
 
-#include "tools/kswctl/exit_status.h"
+#include "tools/common/exit_status.h"
 #include "tools/kswctl/options.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 /// The items of the kinds and of the user that the command line names, in a list that stays current. When there is
 /// none standard error says why, and the status that follows from it is the answer.
@@ -20,4 +20,4 @@ std::variant<std::shared_ptr<KSWList>, ExitStatus> listOrComplaint(const Options
 /// the candidates when there are several; then the status that follows from it is the answer.
 std::variant<KSWItem::Pointer, ExitStatus> itemOrComplaint(const Options& options);
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

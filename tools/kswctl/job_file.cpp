@@ -8,7 +8,7 @@
 #include <kestrelwood/KSWFunctions.h>
 #include <kestrelwood/KSWTypes.h>
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 /// Takes keys out of a job's dictionary into a configuration and keeps the first complaint.
@@ -115,4 +115,4 @@ Outcome<ksw::Dictionary> configurationOfJob(const std::string& path) {
     return std::move(reader).take();
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

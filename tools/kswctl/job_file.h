@@ -5,9 +5,9 @@
 
 #include <kestrelwood/values.h>
 
-#include "tools/kswctl/outcome.h"
+#include "tools/common/outcome.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 /// Reads the property list at the absolute `path`, XML or binary, and makes the configuration of the keys that
 /// count: "Label" (required), "Program", "ProgramArguments", "BundleProgram", "AssociatedBundleIdentifiers". The
@@ -15,4 +15,4 @@ namespace kswctl {
 /// Complaint: the file cannot be read as a dictionary, or one of these keys has a value of the wrong type.
 Outcome<ksw::Dictionary> configurationOfJob(const std::string& path);
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

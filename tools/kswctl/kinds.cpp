@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 struct Kind {
@@ -59,4 +59,4 @@ std::string kindNames() {
     return names;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

@@ -7,7 +7,7 @@
 
 #include <kestrelwood/KSWTypes.h>
 
-namespace kswctl {
+namespace tools::kswctl {
 
 /// The base kind of this name; absent for any other text.
 std::optional<KSWItemType> kindNamed(std::string_view name);
@@ -18,4 +18,4 @@ std::optional<KSWItemType> kindsNamed(std::string_view names);
 /// Every name, for people: "user-item, app, ...".
 std::string kindNames();
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

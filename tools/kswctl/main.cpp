@@ -4,46 +4,48 @@
 #include "tools/kswctl/options.h"
 #include "tools/kswctl/verbs.h"
 
+namespace tools::kswctl {
 namespace {
 
-kswctl::ExitStatus run(const kswctl::Options& options) {
+ExitStatus run(const Options& options) {
     switch (options.verb) {
-        case kswctl::Verb::Users:
-            return kswctl::listUsers(options);
-        case kswctl::Verb::Register:
-            return kswctl::registerJob(options);
-        case kswctl::Verb::Unregister:
-            return kswctl::unregisterJob(options);
-        case kswctl::Verb::MayLoad:
-            return kswctl::askWhetherJobMayLoad(options);
-        case kswctl::Verb::Status:
-            return kswctl::showStatus(options);
-        case kswctl::Verb::List:
-            return kswctl::listItems(options);
-        case kswctl::Verb::Show:
-            return kswctl::showItem(options);
-        case kswctl::Verb::Add:
-            return kswctl::addItem(options);
-        case kswctl::Verb::Remove:
-            return kswctl::removeItem(options);
-        case kswctl::Verb::Enable:
-        case kswctl::Verb::Disable:
-        case kswctl::Verb::Allow:
-        case kswctl::Verb::Disallow:
-        case kswctl::Verb::Hide:
-        case kswctl::Verb::Unhide:
-            return kswctl::changeItem(options);
-        case kswctl::Verb::Watch:
-            return kswctl::watchItems(options);
+        case Verb::Users:
+            return listUsers(options);
+        case Verb::Register:
+            return registerJob(options);
+        case Verb::Unregister:
+            return unregisterJob(options);
+        case Verb::MayLoad:
+            return askWhetherJobMayLoad(options);
+        case Verb::Status:
+            return showStatus(options);
+        case Verb::List:
+            return listItems(options);
+        case Verb::Show:
+            return showItem(options);
+        case Verb::Add:
+            return addItem(options);
+        case Verb::Remove:
+            return removeItem(options);
+        case Verb::Enable:
+        case Verb::Disable:
+        case Verb::Allow:
+        case Verb::Disallow:
+        case Verb::Hide:
+        case Verb::Unhide:
+            return changeItem(options);
+        case Verb::Watch:
+            return watchItems(options);
     }
-    return kswctl::ExitStatus::Failed;
+    return ExitStatus::Failed;
 }
 
 }  // namespace
+}  // namespace tools::kswctl
 
 int main(int argc, char** argv) {
-    const auto parsed = kswctl::parseOptions(argc, argv);
-    const auto* options = std::get_if<kswctl::Options>(&parsed);
-    const kswctl::ExitStatus status = options != nullptr ? run(*options) : std::get<kswctl::ExitStatus>(parsed);
-    return static_cast<int>(status);
+    const auto parsed = tools::kswctl::parseOptions(argc, argv);
+    const auto* options = std::get_if<tools::kswctl::Options>(&parsed);
+    return static_cast<int>(options != nullptr ? tools::kswctl::run(*options)
+                                               : std::get<tools::ExitStatus>(parsed));
 }

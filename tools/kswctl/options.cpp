@@ -1,19 +1,16 @@
 #include "tools/kswctl/options.h"
 
 #include <charconv>
-#include <iostream>
 #include <string_view>
 
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include "tools/common/command_line.h"
 #include "tools/kswctl/kinds.h"
-#include "tools/kswctl/text.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
-
-constexpr const char* kVersion = "kswctl " KSW_VERSION;
 
 constexpr const char* kExitStatuses =
     "Exit status: 0 done or launchable, 1 failed, 2 wrong usage, 4 no such item,\n"
@@ -98,11 +95,6 @@ void addJobOptions(CLI::App& verb, Raw& raw, bool choosesRoad) {
     }
 }
 
-/// CLI11's form of a check: the complaint, or nothing.
-std::string complaintIfEmpty(const std::string& text) {
-    return text.empty() ? "must not be empty" : "";
-}
-
 void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
     switch (takes) {
         case Takes::Nothing:
@@ -129,18 +121,12 @@ void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
 void addVerbs(CLI::App& app, Raw& raw) {
     for (const VerbRow& row : kVerbs) {
         CLI::App* verb = app.add_subcommand(row.name, row.help);
-        verb->set_version_flag("--version", kVersion, "Print the version and exit");
+        addVersion(*verb);
         verb->add_flag("--json", raw.options.json, "Print JSON for programs");
         verb->footer(std::string(row.note) + kExitStatuses);
         verb->callback([&raw, id = row.verb] { raw.options.verb = id; });
         addOptions(*verb, raw, row.takes);
     }
-}
-
-ExitStatus wrongUsage(std::string_view text) {
-    complain(text);
-    std::cerr << "Try 'kswctl --help'.\n";
-    return ExitStatus::Usage;
 }
 
 std::variant<Options, ExitStatus> judged(Raw raw) {
@@ -164,19 +150,14 @@ std::variant<Options, ExitStatus> judged(Raw raw) {
 std::variant<Options, ExitStatus> parseOptions(int argc, const char* const* argv) {
     CLI::App app("Asks the management daemon about background items.", "kswctl");
     Raw raw;
-    app.set_version_flag("--version", kVersion, "Print the version and exit");
+    addVersion(app);
     app.footer(kExitStatuses);
     app.require_subcommand(1);
     addVerbs(app, raw);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& asked) {
-        app.exit(asked, std::cout, std::cerr);
-        return ExitStatus::Done;
-    } catch (const CLI::ParseError& error) {
-        return wrongUsage(error.what());
+    if (const auto status = parse(app, argc, argv)) {
+        return *status;
     }
     return judged(std::move(raw));
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

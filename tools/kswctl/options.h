@@ -8,9 +8,9 @@
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/values.h>
 
-#include "tools/kswctl/exit_status.h"
+#include "tools/common/exit_status.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 enum class Verb {
     Users,
@@ -54,4 +54,4 @@ struct Options {
 /// or the command line was wrong and the complaint stands on standard error.
 std::variant<Options, ExitStatus> parseOptions(int argc, const char* const* argv);
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

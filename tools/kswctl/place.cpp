@@ -4,7 +4,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -52,4 +52,4 @@ std::optional<ksw::URL> urlOf(const std::string& text) {
     return ksw::URL::fileURL(path, isDirectory(path) ? ksw::PathKind::Directory : ksw::PathKind::File);
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

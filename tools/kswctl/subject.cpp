@@ -10,7 +10,7 @@
 #include "tools/kswctl/job_file.h"
 #include "tools/kswctl/place.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -66,4 +66,4 @@ Outcome<Subject> subjectOf(const Options& options, JobFile jobFile) {
     return place;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

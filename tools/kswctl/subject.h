@@ -6,10 +6,10 @@
 
 #include <kestrelwood/values.h>
 
+#include "tools/common/outcome.h"
 #include "tools/kswctl/options.h"
-#include "tools/kswctl/outcome.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 /// The parameters that the operations on one item share.
 struct Subject {
@@ -29,4 +29,4 @@ enum class JobFile { Read, LeftAlone };
 /// Complaint (failed): the job file cannot be read.
 Outcome<Subject> subjectOf(const Options& options, JobFile jobFile);
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

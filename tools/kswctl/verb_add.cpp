@@ -4,14 +4,14 @@
 #include <kestrelwood/KSWErrors.h>
 #include <kestrelwood/KSWManager.h>
 
+#include "tools/common/outcome.h"
 #include "tools/kswctl/asker.h"
 #include "tools/kswctl/change.h"
 #include "tools/kswctl/place.h"
 #include "tools/kswctl/record.h"
-#include "tools/kswctl/text.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 constexpr Change kEnable{KSWDispositionEnabled, true};
@@ -59,4 +59,4 @@ ExitStatus addItem(const Options& options) {
                                        : complainOf(answer.error, KSWManager::shared().connection());
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

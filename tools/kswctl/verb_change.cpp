@@ -10,7 +10,7 @@
 #include "tools/kswctl/record.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 Change changeOf(Verb verb) {
@@ -48,4 +48,4 @@ ExitStatus changeItem(const Options& options) {
     return status == ExitStatus::Done ? status : complainOf(changed.error, KSWManager::shared().connection());
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

@@ -5,7 +5,7 @@
 #include "tools/kswctl/record.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 /// What a person looks for in a list.
@@ -36,4 +36,4 @@ ExitStatus listItems(const Options& options) {
     return ExitStatus::Done;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

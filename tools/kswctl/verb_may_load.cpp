@@ -7,13 +7,13 @@
 #include <kestrelwood/KSWTypes.h>
 #include <unistd.h>
 
+#include "tools/common/outcome.h"
 #include "tools/kswctl/asker.h"
 #include "tools/kswctl/record.h"
 #include "tools/kswctl/subject.h"
-#include "tools/kswctl/text.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 /// The identifier that the daemon keeps the item under, as far as it follows from the job file.
@@ -45,8 +45,7 @@ ExitStatus unanswered(const Asker& asker, const Subject& subject) {
 ExitStatus askWhetherJobMayLoad(const Options& options) {
     const Outcome<Subject> outcome = subjectOf(options, JobFile::Read);
     if (const auto* complaint = std::get_if<Complaint>(&outcome)) {
-        complain(complaint->text);
-        return complaint->status;
+        return complain(*complaint);
     }
     const auto& subject = std::get<Subject>(outcome);
     const Asker asker(options.road);
@@ -66,4 +65,4 @@ ExitStatus askWhetherJobMayLoad(const Options& options) {
     return launchable ? ExitStatus::Done : ExitStatus::NotPermitted;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

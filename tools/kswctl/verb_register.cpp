@@ -5,13 +5,13 @@
 
 #include <kestrelwood/KSWErrors.h>
 
+#include "tools/common/outcome.h"
 #include "tools/kswctl/asker.h"
 #include "tools/kswctl/record.h"
 #include "tools/kswctl/subject.h"
-#include "tools/kswctl/text.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 ExitStatus answered(std::int64_t code, const Asker& asker) {
@@ -28,17 +28,12 @@ ExitStatus answered(std::int64_t code, const Asker& asker) {
     return status;
 }
 
-ExitStatus refused(const Complaint& complaint) {
-    complain(complaint.text);
-    return complaint.status;
-}
-
 }  // namespace
 
 ExitStatus registerJob(const Options& options) {
     const Outcome<Subject> outcome = subjectOf(options, JobFile::Read);
     if (const auto* complaint = std::get_if<Complaint>(&outcome)) {
-        return refused(*complaint);
+        return complain(*complaint);
     }
     const Asker asker(options.road);
     std::shared_ptr<KSWItem> item;
@@ -50,7 +45,7 @@ ExitStatus registerJob(const Options& options) {
 ExitStatus unregisterJob(const Options& options) {
     const Outcome<Subject> outcome = subjectOf(options, JobFile::LeftAlone);
     if (const auto* complaint = std::get_if<Complaint>(&outcome)) {
-        return refused(*complaint);
+        return complain(*complaint);
     }
     const Asker asker(options.road);
     const std::int64_t code = asker.unregisterItem(std::get<Subject>(outcome));
@@ -58,4 +53,4 @@ ExitStatus unregisterJob(const Options& options) {
     return answered(code, asker);
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

@@ -8,7 +8,7 @@
 #include "tools/kswctl/record.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 ExitStatus removeItem(const Options& options) {
     const auto answer = itemOrComplaint(options);
@@ -22,4 +22,4 @@ ExitStatus removeItem(const Options& options) {
     return error ? complainOf(error, KSWManager::shared().connection()) : ExitStatus::Done;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

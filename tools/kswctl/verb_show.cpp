@@ -6,12 +6,12 @@
 #include <variant>
 #include <vector>
 
+#include "tools/common/text.h"
 #include "tools/kswctl/items.h"
 #include "tools/kswctl/record.h"
-#include "tools/kswctl/text.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 using Text = std::optional<std::string>;
@@ -93,4 +93,4 @@ ExitStatus showItem(const Options& options) {
     return ExitStatus::Done;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

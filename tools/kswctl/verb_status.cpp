@@ -6,7 +6,7 @@
 #include "tools/kswctl/record.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 ExitStatus showStatus(const Options& options) {
     ksw::ServiceConnection* connection = KSWManager::shared().connection();
@@ -23,4 +23,4 @@ ExitStatus showStatus(const Options& options) {
     return ExitStatus::Done;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

@@ -7,7 +7,7 @@
 #include "tools/kswctl/record.h"
 #include "tools/kswctl/verbs.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 ExitStatus listUsers(const Options& options) {
     const ksw::Dictionary users = KSWManager::shared().userIdentifiersAndUIDs();
@@ -29,4 +29,4 @@ ExitStatus listUsers(const Options& options) {
     return ExitStatus::Done;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

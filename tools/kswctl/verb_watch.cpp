@@ -12,13 +12,13 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include "tools/kswctl/descriptor.h"
+#include "tools/common/descriptor.h"
+#include "tools/common/outcome.h"
 #include "tools/kswctl/items.h"
-#include "tools/kswctl/text.h"
 #include "tools/kswctl/verbs.h"
 #include "tools/kswctl/watcher.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 ExitStatus failedWith(const char* call, int error) {
@@ -79,4 +79,4 @@ ExitStatus watchItems(const Options& options) {
     return status;
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

@@ -1,10 +1,10 @@
 // verbs.h: what each verb does. Each prints its answer and says which status the program ends with.
 #pragma once
 
-#include "tools/kswctl/exit_status.h"
+#include "tools/common/exit_status.h"
 #include "tools/kswctl/options.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 ExitStatus listUsers(const Options& options);
 ExitStatus registerJob(const Options& options);
@@ -21,4 +21,4 @@ ExitStatus changeItem(const Options& options);
 /// Returns when a signal asks for the end, or when what it prints cannot be written any more.
 ExitStatus watchItems(const Options& options);
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

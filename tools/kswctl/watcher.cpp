@@ -7,9 +7,9 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "tools/kswctl/text.h"
+#include "tools/common/text.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 namespace {
 
 std::string keyOf(const KSWItem& item) {
@@ -121,4 +121,4 @@ void Watcher::write(const std::string& line) {
     }
 }
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

@@ -8,10 +8,10 @@
 
 #include <kestrelwood/KSWList.h>
 
-#include "tools/kswctl/descriptor.h"
+#include "tools/common/descriptor.h"
 #include "tools/kswctl/record.h"
 
-namespace kswctl {
+namespace tools::kswctl {
 
 /// Compares a list with what it last knew of it, and writes a line for each difference to standard output at once.
 /// The list may be told to it by several threads; a reader that is slow holds them up.
@@ -46,4 +46,4 @@ private:
     int failure_ = 0;  // guarded by mutex_
 };
 
-}  // namespace kswctl
+}  // namespace tools::kswctl

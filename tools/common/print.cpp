@@ -5,39 +5,20 @@
 #include <utility>
 #include <vector>
 
-#include "tools/kswctl/record.h"
-#include "tools/kswctl/text.h"
+#include "tools/common/record.h"
+#include "tools/common/text.h"
 
-namespace kswctl {
+namespace tools {
 namespace {
 
-using Row = std::vector<std::string>;
-
 constexpr int kOnOneLine = -1;  // the JSON library's word for it
+
+/// A text that is longer puts only its own line out of step, or one such text would make all others as long.
+constexpr std::size_t kColumnMax = 256;
 
 /// ASCII only: no byte of an item comes through as a terminal's command.
 std::string json(const Record& record, int indent) {
     return record.dump(indent, ' ', /*ensure_ascii=*/true, Record::error_handler_t::replace);
-}
-
-std::string cell(const Record& value) {
-    if (value.is_null()) {
-        return "-";
-    }
-    if (value.is_boolean()) {
-        return value.get<bool>() ? "yes" : "no";
-    }
-    if (value.is_string()) {
-        return printable(value.get_ref<const std::string&>());
-    }
-    if (value.is_array()) {
-        std::string text;
-        for (const Record& element : value) {
-            text += (text.empty() ? "" : " ") + cell(element);
-        }
-        return text;
-    }
-    return value.dump();
 }
 
 /// The fields of an object, those of objects inside it in their place.
@@ -56,10 +37,32 @@ std::vector<std::size_t> widths(const std::vector<Row>& rows) {
     for (const Row& row : rows) {
         widest.resize(std::max(widest.size(), row.size()));
         for (std::size_t column = 0; column < row.size(); ++column) {
-            widest[column] = std::max(widest[column], row[column].size());
+            widest[column] = std::max(widest[column], std::min(row[column].size(), kColumnMax));
         }
     }
     return widest;
+}
+
+}  // namespace
+
+std::string cell(const Record& value) {
+    if (value.is_null()) {
+        return "-";
+    }
+    if (value.is_boolean()) {
+        return value.get<bool>() ? "yes" : "no";
+    }
+    if (value.is_string()) {
+        return printable(value.get_ref<const std::string&>());
+    }
+    if (value.is_array()) {
+        std::string text;
+        for (const Record& element : value) {
+            text += (text.empty() ? "" : " ") + cell(element);
+        }
+        return text;
+    }
+    return compactJson(value);
 }
 
 void printRows(const std::vector<Row>& rows) {
@@ -69,14 +72,12 @@ void printRows(const std::vector<Row>& rows) {
         for (std::size_t column = 0; column < row.size(); ++column) {
             line += row[column];
             if (column + 1 < row.size()) {
-                line.append(widest[column] - row[column].size() + 2, ' ');
+                line.append(std::max(widest[column], row[column].size()) - row[column].size() + 2, ' ');
             }
         }
         std::cout << line << '\n';
     }
 }
-
-}  // namespace
 
 std::string compactJson(const Record& record) {
     return json(record, kOnOneLine);
@@ -109,4 +110,4 @@ void printLines(const Record& records) {
     printRows(rows);
 }
 
-}  // namespace kswctl
+}  // namespace tools

@@ -5,7 +5,7 @@
 
 #include <unistd.h>
 
-namespace kswctl {
+namespace tools {
 
 /// Closes its descriptor at its end. -1 is none.
 class Descriptor {
@@ -25,4 +25,4 @@ private:
     int number_;
 };
 
-}  // namespace kswctl
+}  // namespace tools

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace kswctl {
+namespace tools {
 
 /// Whether a backslash of the text is written as two. One that is kept may be that of an escape.
 enum class Backslash { Doubled, Kept };
@@ -14,7 +14,4 @@ enum class Backslash { Doubled, Kept };
 /// the backslash itself, so that an escape cannot be forged. The rest stays as it is.
 std::string printable(std::string_view text, Backslash backslash = Backslash::Doubled);
 
-/// Writes "kswctl: TEXT" and a line break to standard error, TEXT made printable.
-void complain(std::string_view text);
-
-}  // namespace kswctl
+}  // namespace tools

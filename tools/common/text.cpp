@@ -1,11 +1,10 @@
-#include "tools/kswctl/text.h"
+#include "tools/common/text.h"
 
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <iostream>
 
-namespace kswctl {
+namespace tools {
 namespace {
 
 /// One character of UTF-8: its value and its length in bytes; length 0 when the bytes are not UTF-8.
@@ -94,8 +93,4 @@ std::string printable(std::string_view text, Backslash backslash) {
     return out;
 }
 
-void complain(std::string_view text) {
-    std::cerr << "kswctl: " << printable(text) << '\n';
-}
-
-}  // namespace kswctl
+}  // namespace tools

@@ -1,0 +1,35 @@
+#include "tools/common/command_line.h"
+
+#include <iostream>
+
+#include "tools/common/outcome.h"
+
+namespace tools {
+
+void addVersion(CLI::App& app) {
+    app.set_version_flag("--version", KSW_TOOL " " KSW_VERSION, "Print the version and exit");
+}
+
+std::string complaintIfEmpty(const std::string& text) {
+    return text.empty() ? "must not be empty" : "";
+}
+
+ExitStatus wrongUsage(std::string_view text) {
+    complain(text);
+    std::cerr << "Try '" KSW_TOOL " --help'.\n";
+    return ExitStatus::Usage;
+}
+
+std::optional<ExitStatus> parse(CLI::App& app, int argc, const char* const* argv) {
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& asked) {
+        app.exit(asked, std::cout, std::cerr);
+        return ExitStatus::Done;
+    } catch (const CLI::ParseError& error) {
+        return wrongUsage(error.what());
+    }
+    return std::nullopt;
+}
+
+}  // namespace tools
