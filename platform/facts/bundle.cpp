@@ -5,6 +5,7 @@
 
 #include "platform/base/limits.h"
 #include "platform/facts/status.h"
+#include "platform/host/bundles.h"
 #include "platform/host/file_facts.h"
 #include "platform/host/sys.h"
 #include "platform/plist/property_list.h"
@@ -14,7 +15,6 @@ namespace ksw::facts {
 namespace {
 
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK;
-constexpr std::string_view kSuffix = ".app";
 constexpr std::string_view kExecutableKey = "QCBundleExecutable";
 
 Error badBundle(const Error& reason) {
@@ -48,7 +48,7 @@ std::string executableName(const std::string& path, const Dictionary& informatio
         bundle.remove_suffix(1);
     }
     bundle = bundle.substr(bundle.rfind('/') + 1);
-    std::string name(bundle.substr(0, bundle.size() - kSuffix.size()));
+    std::string name(bundle.substr(0, bundle.size() - host::kApplicationExtension.size()));
     if (const auto given = information.find(kExecutableKey); given != information.end()) {
         const auto* text = given->second.as<std::string>();
         name = text == nullptr ? std::string() : *text;
@@ -62,7 +62,7 @@ std::string executableName(const std::string& path, const Dictionary& informatio
 
 bool isBundle(const std::string& path) {
     // Most paths are told by their ends alone.
-    if (!path.ends_with(kSuffix) && !path.ends_with('/')) {
+    if (!path.ends_with(host::kApplicationExtension) && !path.ends_with('/')) {
         return false;
     }
     const Result<host::FileFacts> facts = host::fileFacts(path);

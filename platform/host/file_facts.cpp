@@ -4,21 +4,12 @@
 
 #include <sys/sysmacros.h>
 
+#include "platform/host/bundles.h"
 #include "platform/host/sys.h"
 
 namespace ksw::host {
 
 namespace {
-
-constexpr std::string_view kApplicationSuffix = ".app";
-
-bool hasApplicationName(std::string_view path) {
-    while (path.ends_with('/')) {
-        path.remove_suffix(1);
-    }
-    const std::string_view name = path.substr(path.rfind('/') + 1);
-    return name.size() > kApplicationSuffix.size() && name.ends_with(kApplicationSuffix);
-}
 
 /// An absolute path that leads through no link, without ".", ".." and needless slashes.
 std::string withoutDots(std::string_view path) {
@@ -46,7 +37,7 @@ Result<FileFacts> fileFacts(const std::string& path) {
     FileFacts facts;
     facts.isDirectory = S_ISDIR(raw->stx_mode);
     facts.isRegularFile = S_ISREG(raw->stx_mode);
-    facts.isApplication = facts.isDirectory && hasApplicationName(path);
+    facts.isApplication = facts.isDirectory && bundleExtension(path) == kApplicationExtension;
     facts.contentModificationDate = Date::fromUnix(raw->stx_mtime.tv_sec, raw->stx_mtime.tv_nsec);
     facts.identifier.device = makedev(raw->stx_dev_major, raw->stx_dev_minor);
     facts.identifier.inode = raw->stx_ino;

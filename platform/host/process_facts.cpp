@@ -13,35 +13,10 @@ namespace ksw::host {
 
 namespace {
 
+constexpr std::size_t kUsualFileSize = 4'096;
 constexpr long kPidFileSystem = 0x50494446;  // PID_FS_MAGIC, linux/magic.h of Linux 6.9
-constexpr std::size_t kProcFileMax = 8'192;
 /// The start time is the 22nd word of /proc/PID/stat, the state behind the name the third.
 constexpr int kWordsBeforeStartTime = 19;
-
-/// A file of /proc/PID; they have no size, and are read whole in one go.
-Result<std::string> procFile(pid_t pid, std::string_view name) {
-    std::string path = "/proc/" + std::to_string(pid) + "/";
-    path += name;
-    const Result<UniqueFd> file = sys::open(path, O_RDONLY);
-    if (!file) {
-        const bool isGone = sys::isErrno(file.error(), ENOENT);
-        return isGone ? sys::callError(ESRCH, "open", path) : file.error();
-    }
-    std::string content(kProcFileMax, '\0');
-    std::size_t size = 0;
-    while (size < content.size()) {
-        const Result<sys::Transfer> read = sys::read(file->get(), content.data() + size, content.size() - size);
-        if (!read) {
-            return read.error();
-        }
-        if (read->bytes == 0) {
-            break;
-        }
-        size += read->bytes;
-    }
-    content.resize(size);
-    return content;
-}
 
 /// The next number of a text of blank-separated words; absent when the next word is none.
 template <class Number>
@@ -72,8 +47,34 @@ bool readPair(std::string_view status, std::string_view label, std::uint32_t& re
 
 }  // namespace
 
+Result<std::string> processFile(pid_t pid, std::string_view name) {
+    std::string path = "/proc/" + std::to_string(pid) + "/";
+    path += name;
+    const Result<UniqueFd> file = sys::open(path, O_RDONLY);
+    if (!file) {
+        const bool isGone = sys::isErrno(file.error(), ENOENT);
+        return isGone ? sys::callError(ESRCH, "open", path) : file.error();
+    }
+    // These files have no size.
+    std::string content;
+    std::size_t size = 0;
+    while (size < kProcessFileMax) {
+        content.resize(std::min(std::max(kUsualFileSize, 2 * size), kProcessFileMax));
+        const Result<sys::Transfer> read = sys::read(file->get(), content.data() + size, content.size() - size);
+        if (!read) {
+            return read.error();
+        }
+        if (read->bytes == 0) {
+            break;
+        }
+        size += read->bytes;
+    }
+    content.resize(size);
+    return content;
+}
+
 Result<ProcessIds> processIds(pid_t pid) {
-    const Result<std::string> status = procFile(pid, "status");
+    const Result<std::string> status = processFile(pid, "status");
     if (!status) {
         return status.error();
     }
@@ -83,7 +84,7 @@ Result<ProcessIds> processIds(pid_t pid) {
         !readPair(*status, "\nGid:", ids.realGid, ids.effectiveGid)) {
         return sys::callError(EINVAL, "read", "/proc/" + std::to_string(pid) + "/status");
     }
-    const Result<std::string> session = procFile(pid, "sessionid");
+    const Result<std::string> session = processFile(pid, "sessionid");
     std::string_view sessionText = session ? std::string_view(*session) : std::string_view();
     ids.auditSession = takeNumber<std::uint32_t>(sessionText).value_or(kNoAuditSession);
     return ids;
@@ -97,7 +98,7 @@ Result<std::uint64_t> processIdentity(int pidfd, pid_t pid) {
             return static_cast<std::uint64_t>(facts->st_ino);
         }
     }
-    const Result<std::string> stat = procFile(pid, "stat");
+    const Result<std::string> stat = processFile(pid, "stat");
     if (!stat) {
         return stat.error();
     }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include <sys/types.h>
@@ -25,6 +26,13 @@ struct ProcessIds {
 
 /// Error: POSIX, ESRCH when there is no such process.
 Result<ProcessIds> processIds(pid_t pid);
+
+/// The content of a file of /proc/PID: `processFile(pid, "status")`. What is longer than `kProcessFileMax` is cut
+/// off. Error: POSIX, ESRCH when there is no such process or file.
+Result<std::string> processFile(pid_t pid, std::string_view name);
+
+/// A process may have a long environment, a host many mounts.
+inline constexpr std::size_t kProcessFileMax = 1'024UL * 1'024UL;
 
 /// The number that tells the process behind a pidfd from every other: the pidfd's inode, or where all pidfds
 /// share one (before Linux 6.9) the start time. Never 0.

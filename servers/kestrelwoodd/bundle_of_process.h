@@ -2,7 +2,6 @@
 #pragma once
 
 #include <optional>
-#include <string_view>
 
 #include <kestrelwood/values.h>
 
@@ -10,9 +9,6 @@
 #include "servers/kestrelwoodd/caller.h"
 
 namespace ksw::daemon {
-
-/// The application whose executable the path is: /…/X.app for /…/X.app/Contents/Linux/NAME. Absent for any other.
-std::optional<URL> bundleOfExecutable(std::string_view path);
 
 /// The application of the process that a token names, absent when it belongs to none. The token is a claim of the
 /// caller's: it must name a process that runs, and one of the caller's own unless he is uid 0. Error: -97 in

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/base/limits.h"
-#include "servers/kestrelwoodd/bundle_of_process.h"
 #include "tests/servers/kestrelwoodd/daemon_inside.h"
 
 namespace ksw::daemon::test {
@@ -125,21 +124,6 @@ TEST(ARegistration, IsRefusedWhenItsArgumentsTogetherAreLargerThanAFieldMayBe) {
     job[std::string(KSWConfigArguments)] = Array(2, Value(std::string(limits::kFieldMax / 2 + 1, 'x')));
     const Answer answer = daemon.ask(&Operations::enter, kRoot, kLegacyAgent, kNoURL, jobURL("my.agent"), job, 0);
     EXPECT_EQ(answer.code, KSWErrorInvalidParameter);
-}
-
-TEST(ABundle, IsThatOfItsExecutable) {
-    const std::optional<URL> bundle = bundleOfExecutable("/opt/My Tools/My.app/Contents/Linux/my");
-    ASSERT_TRUE(bundle.has_value());
-    EXPECT_EQ(bundle->path(), "/opt/My Tools/My.app");
-    EXPECT_TRUE(bundle->hasDirectoryPath());
-}
-
-TEST(ABundle, IsNotThatOfAProgramElsewhere) {
-    for (const char* path : {"", "/", "my", "/usr/bin/my", "/opt/My.app/my", "/opt/My.app/Contents/my",
-                             "/opt/My.app/Contents/Linux/", "/opt/My.app/Contents/Linux/more/my",
-                             "/opt/My/Contents/Linux/my", "/.app/Contents/Linux/my", "My.app/Contents/Linux/my"}) {
-        EXPECT_EQ(bundleOfExecutable(path), std::nullopt) << path;
-    }
 }
 
 }  // namespace

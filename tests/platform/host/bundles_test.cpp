@@ -1,0 +1,39 @@
+#include "platform/host/bundles.h"
+
+#include <gtest/gtest.h>
+
+namespace ksw::host {
+namespace {
+
+TEST(AnApplication, IsThatOfItsExecutable) {
+    EXPECT_EQ(applicationOfExecutable("/opt/My Tools/My.app/Contents/Linux/my"), "/opt/My Tools/My.app");
+    EXPECT_EQ(applicationOfExecutable("/Outer.app/Contents/Linux/My.app/Contents/Linux/my"),
+              "/Outer.app/Contents/Linux/My.app");
+}
+
+TEST(AnApplication, IsNotThatOfAProgramElsewhere) {
+    for (const char* path :
+         {"", "/", "my", "/usr/bin/my", "/opt/My.app/my", "/opt/My.app/Contents/my", "/opt/My.app/Contents/Linux/",
+          "/opt/My.app/Contents/Linux/more/my", "/opt/My/Contents/Linux/my", "/.app/Contents/Linux/my",
+          "My.app/Contents/Linux/my", "/opt/My.framework/Contents/Linux/my", "/opt/My.app//Contents/Linux/my"}) {
+        EXPECT_EQ(applicationOfExecutable(path), std::nullopt) << path;
+    }
+}
+
+TEST(ABundlesName, EndsInOneOfTheKnownExtensions) {
+    EXPECT_EQ(bundleExtension("/opt/My.app"), ".app");
+    EXPECT_EQ(bundleExtension("My.appex/"), ".appex");
+    EXPECT_EQ(bundleExtension("/opt/My.bundle//"), ".bundle");
+    EXPECT_EQ(bundleExtension("/opt/My.1.framework"), ".framework");
+    EXPECT_EQ(bundleExtension("My.plugin"), ".plugin");
+}
+
+TEST(ABundlesName, IsMoreThanTheExtension) {
+    for (const char* name :
+         {"", "/", ".app", "/opt/.app", "/opt/.app/", "My.App", "My.app.old", "app", "/My.app/x"}) {
+        EXPECT_EQ(bundleExtension(name), "") << name;
+    }
+}
+
+}  // namespace
+}  // namespace ksw::host
