@@ -1,11 +1,14 @@
-// KSWFunctions.h: identifiers of items, which the management daemon composes by the same rules, job files, and who
-// sits at the machine. Any thread.
+// KSWFunctions.h: every function that belongs to no class: identifiers of items, which the management daemon
+// composes by the same rules, job files, bundles, and who sits at the machine; those about code signatures and the
+// names of developers are in the headers that this one includes. Any thread.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include <kestrelwood/KSWAttributions.h>
+#include <kestrelwood/KSWCodeSignInfo.h>
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/export.h>
 #include <kestrelwood/values/audit_token.h>
@@ -42,6 +45,17 @@ KSW_EXPORT ksw::Uid ConsoleUserUID();
 /// an earlier registration in that time, and still has not, not at all.
 KSW_EXPORT void RegisterParentApps(const std::optional<std::string>& apps, ksw::Uid uid);
 
+/// Whether the file at a URL is a bundle: a directory whose name ends in ".app", ".appex", ".bundle", ".framework"
+/// or ".plugin". False without a URL, for one that names no file, and when the file cannot be examined.
+KSW_EXPORT bool QCURLConformsToBundle(const std::optional<ksw::URL>& url);
+
+/// The application bundle whose main executable a process runs, else that executable. A program that runs out of an
+/// image file, mounted for the time of its run, is the image file when that is certain: when the process, the mount
+/// and the file are all of the same user. Absent when the process has ended, or what it runs cannot be looked at or
+/// has no path any more; then `error`, when given, receives the status, in `kStatusErrorDomain`.
+KSW_EXPORT std::optional<ksw::URL> BundleURLForAuditToken(const ksw::AuditToken& token,
+                                                          std::optional<ksw::Error>* error = nullptr);
+
 namespace ksw {
 
 /// The dictionary in a property list file, XML or binary. Absent when the URL is no file URL, there is no regular
@@ -49,10 +63,12 @@ namespace ksw {
 /// receives the reason then, and is left as it was otherwise. Blocks for the reading of the file.
 KSW_EXPORT std::optional<Dictionary> readPropertyListFile(const URL& url, std::optional<Error>* error = nullptr);
 
+using ::BundleURLForAuditToken;
 using ::ComposedItemIdentifier;
 using ::ConsoleUserUID;
 using ::ItemIdentifierCopyBaseFromIdentifierAndType;
 using ::ItemIdentifierForURLAndType;
 using ::LabelForStewardPlist;
+using ::QCURLConformsToBundle;
 using ::RegisterParentApps;
 }  // namespace ksw

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <kestrelwood/export.h>
+#include <kestrelwood/values/audit_token.h>
 #include <kestrelwood/values/data.h>
 #include <kestrelwood/values/error.h>
 #include <kestrelwood/values/value.h>
@@ -49,5 +50,9 @@ KSW_EXPORT bool verifyCode(const std::string& path, std::optional<Error>* error 
 /// itself. Entries that the signature does not have are not there. Absent when there is no signature that can be
 /// read.
 KSW_EXPORT std::optional<Dictionary> describeCode(const std::string& path, std::optional<Error>* error = nullptr);
+
+/// The same of what a process runs, by the process's own descriptor. Absent also when the process has ended, or
+/// become another program meanwhile.
+KSW_EXPORT std::optional<Dictionary> describeCode(const AuditToken& process, std::optional<Error>* error = nullptr);
 
 }  // namespace ksw

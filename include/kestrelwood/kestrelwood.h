@@ -3,6 +3,7 @@
 
 #include <kestrelwood/KSWAttributions.h>
 #include <kestrelwood/KSWBackgroundItem.h>
+#include <kestrelwood/KSWCodeSignInfo.h>
 #include <kestrelwood/KSWErrors.h>
 #include <kestrelwood/KSWFetchResult.h>
 #include <kestrelwood/KSWFunctions.h>
@@ -13,6 +14,7 @@
 #include <kestrelwood/KSWRegistrar.h>
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/KSWUserSettings.h>
+#include <kestrelwood/code.h>
 #include <kestrelwood/code_signing.h>
 #include <kestrelwood/service_connection.h>
 #include <kestrelwood/values.h>

@@ -61,6 +61,7 @@ public:
     /// As for `StaticCode`; also the errors above when the process has ended, or become another program, before the
     /// answer was ready.
     Result<std::shared_ptr<const CodeFacts>> facts() const;
+    Result<CodeFacts> claims() const;
     Status checkValidity(Checks checks, const Requirement* requirement = nullptr) const;
 
     /// Where the executable lies. Error: `NoPath` when it was deleted or replaced, or never had a path.

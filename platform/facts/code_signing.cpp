@@ -59,8 +59,8 @@ Dictionary dictionaryOf(const CodeFacts& code) {
     return dictionary;
 }
 
-Result<Dictionary> describe(const std::string& path) {
-    const Result<facts::StaticCode> code = facts::StaticCode::open(path);
+template <class SomeCode>
+Result<Dictionary> describe(const Result<SomeCode>& code) {
     if (!code) {
         return code.error();
     }
@@ -83,6 +83,20 @@ Result<Dictionary> describe(const std::string& path) {
     return dictionary;
 }
 
+template <class SomeCode>
+std::optional<Dictionary> describeOrReport(const Result<SomeCode>& code, std::optional<Error>* error) {
+    try {
+        Result<Dictionary> dictionary = describe(code);
+        if (dictionary) {
+            return std::move(*dictionary);
+        }
+        report(dictionary.error(), error);
+    } catch (const std::bad_alloc&) {
+        report(facts::statusError(facts::CodeStatus::NoMemory), error);
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 bool signCode(const std::string& path, const SigningRequest& request, std::optional<Error>* error) {
@@ -99,16 +113,11 @@ bool verifyCode(const std::string& path, std::optional<Error>* error) {
 }
 
 std::optional<Dictionary> describeCode(const std::string& path, std::optional<Error>* error) {
-    try {
-        Result<Dictionary> dictionary = describe(path);
-        if (dictionary) {
-            return std::move(*dictionary);
-        }
-        report(dictionary.error(), error);
-    } catch (const std::bad_alloc&) {
-        report(facts::statusError(facts::CodeStatus::NoMemory), error);
-    }
-    return std::nullopt;
+    return describeOrReport(facts::StaticCode::open(path), error);
+}
+
+std::optional<Dictionary> describeCode(const AuditToken& process, std::optional<Error>* error) {
+    return describeOrReport(facts::RunningCode::open(process), error);
 }
 
 }  // namespace ksw

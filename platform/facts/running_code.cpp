@@ -16,11 +16,6 @@ std::string executableLink(pid_t pid) {
     return "/proc/" + std::to_string(pid) + "/exe";
 }
 
-Error processError(const Error& error) {
-    const bool isGone = host::sys::isErrno(error, ESRCH) || host::sys::isErrno(error, ENOENT);
-    return isGone ? statusError(CodeStatus::ProcessGone, error.localizedDescription()) : fileError(error);
-}
-
 }  // namespace
 
 struct RunningCode::State {
@@ -94,6 +89,12 @@ Result<std::shared_ptr<const CodeFacts>> RunningCode::facts() const {
         const Status status = state_->recheck();
         return status ? std::move(facts) : JudgedFacts(status.error());
     });
+}
+
+Result<CodeFacts> RunningCode::claims() const {
+    Result<CodeFacts> claimed = claimsOf(state_->code);
+    const Status status = state_->recheck();
+    return status ? std::move(claimed) : Result<CodeFacts>(status.error());
 }
 
 Status RunningCode::checkValidity(Checks, const Requirement* requirement) const {

@@ -89,4 +89,9 @@ Error fileError(const Error& callError) {
     }
 }
 
+Error processError(const Error& callError) {
+    const bool isGone = callError.code() == ESRCH || callError.code() == ENOENT;
+    return isGone ? statusError(CodeStatus::ProcessGone, callError.localizedDescription()) : fileError(callError);
+}
+
 }  // namespace ksw::facts

@@ -80,5 +80,7 @@ inline bool isStatus(const Error& error, CodeStatus status) {
 
 /// The status that says what a failed system call means for code: not found, not permitted, not readable.
 Error fileError(const Error& callError);
+/// The same of a call about a process or what it runs: a process that is not there is gone.
+Error processError(const Error& callError);
 
 }  // namespace ksw::facts

@@ -1,0 +1,144 @@
+#include <utility>
+
+#include <kestrelwood/KSWCodeSignInfo.h>
+
+#include "platform/base/text.h"
+#include "platform/facts/code_handle.h"
+#include "platform/facts/code_questions.h"
+#include "platform/facts/developer_name.h"
+#include "platform/facts/launch_constraint.h"
+#include "platform/facts/status.h"
+#include "platform/host/log.h"
+
+using ksw::facts::CodeFacts;
+using ksw::facts::CodeStatus;
+using ksw::facts::LaunchConstraint;
+using ksw::facts::StaticCode;
+using Text = KSWCodeSignInfo::Text;
+
+struct KSWCodeSignInfo::Content {
+    StaticCode code;
+    std::shared_ptr<const CodeFacts> facts;
+};
+
+namespace {
+
+constexpr ksw::StringConstant kBundleIdentifierKey = "QCBundleIdentifier";
+constexpr ksw::StringConstant kAssociatedBundlesEntitlement =
+    "com.velmont.private.kestrelwood.associatedbundleidentifiers";
+constexpr ksw::StringConstant kSandboxEntitlement = "com.velmont.security.app-sandbox";
+/// The team of the maker's own applications, which are signed by none.
+constexpr const char* kSystemApplicationsTeam = "SYSTEMAPPS";
+
+/// Code and what its embedded signature says.
+template <class Content>
+ksw::Result<std::unique_ptr<const Content>> contentAt(const std::optional<ksw::URL>& url) {
+    const ksw::Result<StaticCode> code = ksw::facts::codeAtURL(url);
+    if (!code) {
+        return code.error();
+    }
+    auto facts = code->facts();
+    if (!facts) {
+        return facts.error();
+    }
+    if ((*facts)->source != "embedded") {
+        return ksw::facts::statusError(CodeStatus::Unsigned);
+    }
+    return std::unique_ptr<const Content>(new Content{*code, std::move(*facts)});
+}
+
+bool isEntitledTo(const CodeFacts& facts, std::string_view entitlement) {
+    const bool* const value = facts.entitlements ? ksw::find<bool>(*facts.entitlements, entitlement) : nullptr;
+    return value != nullptr && *value;
+}
+
+std::optional<LaunchConstraint> constraintOf(const CodeFacts& facts) {
+    const bool isNative = facts.format.find("generic") == std::string::npos;
+    if (!isNative || !facts.constraint) {
+        return std::nullopt;
+    }
+    ksw::Result<LaunchConstraint> constraint =
+        LaunchConstraint::make(*facts.constraint, LaunchConstraint::kVersion, LaunchConstraint::kCategory);
+    if (!constraint) {
+        ksw::host::mainLog.error("Failed to create LWCR: %{public}@", constraint.error());
+        return std::nullopt;
+    }
+    return std::move(*constraint);
+}
+
+}  // namespace
+
+KSWCodeSignInfo::KSWCodeSignInfo(std::unique_ptr<const Content> content) : content_(std::move(content)) {}
+
+KSWCodeSignInfo::~KSWCodeSignInfo() = default;
+
+std::shared_ptr<KSWCodeSignInfo> KSWCodeSignInfo::initWithURL(const std::optional<ksw::URL>& url,
+                                                              std::optional<ksw::Error>* error) {
+    auto content = contentAt<Content>(url);
+    if (content) {
+        return std::shared_ptr<KSWCodeSignInfo>(new KSWCodeSignInfo(std::move(*content)));
+    }
+    const std::int64_t status = content.error().code();
+    ksw::host::mainLog.notice("%s: result=%d, url=%@", "-[KSWCodeSignInfo initWithURL:error:]",
+                              static_cast<int>(status), url);
+    if (error != nullptr) {
+        *error = ksw::Error(ksw::kStatusErrorDomain, status);
+    }
+    return nullptr;
+}
+
+std::shared_ptr<KSWCodeSignInfo> KSWCodeSignInfo::codeSignInfoForURL(const std::optional<ksw::URL>& url,
+                                                                     std::optional<ksw::Error>* error) {
+    return initWithURL(url, error);
+}
+
+Text KSWCodeSignInfo::signingIdentifier() const {
+    return content_->facts->identifier;
+}
+
+Text KSWCodeSignInfo::bundleIdentifier() const {
+    const auto& list = content_->facts->informationPropertyList;
+    const auto* const identifier = list ? ksw::find<std::string>(*list, kBundleIdentifierKey) : nullptr;
+    return identifier == nullptr ? std::nullopt : Text(*identifier);
+}
+
+Text KSWCodeSignInfo::teamIdentifier() const {
+    if (content_->facts->team) {
+        return content_->facts->team;
+    }
+    return hasAssociatedBundleIdentifiersEntitlement() ? Text(kSystemApplicationsTeam) : std::nullopt;
+}
+
+bool KSWCodeSignInfo::hasAssociatedBundleIdentifiersEntitlement() const {
+    return ksw::facts::isMakerAnchored(content_->code) &&
+           isEntitledTo(*content_->facts, kAssociatedBundlesEntitlement);
+}
+
+Text KSWCodeSignInfo::designatedRequirement() const {
+    return ksw::facts::requirementText(*content_->facts);
+}
+
+std::optional<ksw::Data> KSWCodeSignInfo::lightweightCodeRequirement() const {
+    const std::optional<LaunchConstraint> constraint = constraintOf(*content_->facts);
+    return constraint ? std::optional(constraint->externalRepresentation()) : std::nullopt;
+}
+
+Text KSWCodeSignInfo::developerName() const {
+    return ksw::facts::withoutMaker(ksw::facts::leafOrganization(*content_->facts));
+}
+
+bool KSWCodeSignInfo::isSandboxed() const {
+    return isEntitledTo(*content_->facts, kSandboxEntitlement);
+}
+
+std::string KSWCodeSignInfo::description() const {
+    return ksw::format("signing identifier=%@, bundle identifier=%@, team identifier=%@, developer name=%@",
+                       signingIdentifier(), bundleIdentifier(), teamIdentifier(), developerName());
+}
+
+std::string KSWCodeSignInfo::debugDescription() const {
+    const std::optional<LaunchConstraint> constraint = constraintOf(*content_->facts);
+    const Text constraintText = constraint ? Text(constraint->debugDescription()) : std::nullopt;
+    return ksw::format("%@\n   designated requirement=%@\n   lightweight requirement=%@", description(),
+                       designatedRequirement(), constraintText);
+}
