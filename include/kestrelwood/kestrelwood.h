@@ -1,6 +1,7 @@
 // kestrelwood.h: everything that the framework exports.
 #pragma once
 
+#include <kestrelwood/KSWAdditions.h>
 #include <kestrelwood/KSWAttributions.h>
 #include <kestrelwood/KSWBackgroundItem.h>
 #include <kestrelwood/KSWCodeSignInfo.h>
@@ -16,5 +17,6 @@
 #include <kestrelwood/KSWUserSettings.h>
 #include <kestrelwood/code.h>
 #include <kestrelwood/code_signing.h>
+#include <kestrelwood/resource_keys.h>
 #include <kestrelwood/service_connection.h>
 #include <kestrelwood/values.h>

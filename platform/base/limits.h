@@ -79,6 +79,11 @@ inline constexpr int kLongRequestSeconds = 60;
 // Files, in bytes unless said otherwise.
 inline constexpr std::size_t kPropertyListFileMax = 1 * kMiB;
 inline constexpr std::size_t kAttributionTableMax = 8 * kMiB;
+/// A name for people in an information property list.
+inline constexpr std::size_t kDisplayNameMax = 1 * kKiB;
+/// A bookmark, which is a field of an item, and the path in it. Origin: Linux's PATH_MAX, less the byte at its end.
+inline constexpr std::size_t kBookmarkMax = kFieldMax;
+inline constexpr std::size_t kBookmarkPathMax = 4'095;
 /// Directory entries read while looking for a file that moved.
 inline constexpr std::size_t kBookmarkSearchEntriesMax = 4'096;
 

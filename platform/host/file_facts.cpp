@@ -30,22 +30,40 @@ std::string withoutDots(std::string_view path) {
 }  // namespace
 
 Result<FileFacts> fileFacts(const std::string& path) {
-    const Result<struct ::statx> raw = sys::statx(path, 0, STATX_TYPE | STATX_MTIME | STATX_INO | STATX_BTIME);
-    if (!raw) {
-        return raw.error();
+    const Result<struct ::statx> answer = sys::statx(path, 0, kFactsMask);
+    if (!answer) {
+        return answer.error();
     }
+    return factsIn(*answer, path);
+}
+
+FileFacts factsIn(const struct ::statx& answer, std::string_view path) {
     FileFacts facts;
-    facts.isDirectory = S_ISDIR(raw->stx_mode);
-    facts.isRegularFile = S_ISREG(raw->stx_mode);
+    facts.isDirectory = S_ISDIR(answer.stx_mode);
+    facts.isRegularFile = S_ISREG(answer.stx_mode);
     facts.isApplication = facts.isDirectory && bundleExtension(path) == kApplicationExtension;
-    facts.contentModificationDate = Date::fromUnix(raw->stx_mtime.tv_sec, raw->stx_mtime.tv_nsec);
-    facts.identifier.device = makedev(raw->stx_dev_major, raw->stx_dev_minor);
-    facts.identifier.inode = raw->stx_ino;
-    if ((raw->stx_mask & STATX_BTIME) != 0) {
-        facts.identifier.birthSeconds = raw->stx_btime.tv_sec;
-        facts.identifier.birthNanoseconds = raw->stx_btime.tv_nsec;
+    facts.contentModificationDate = Date::fromUnix(answer.stx_mtime.tv_sec, answer.stx_mtime.tv_nsec);
+    facts.identifier.device = makedev(answer.stx_dev_major, answer.stx_dev_minor);
+    facts.identifier.inode = answer.stx_ino;
+    if ((answer.stx_mask & STATX_BTIME) != 0) {
+        facts.identifier.birthSeconds = answer.stx_btime.tv_sec;
+        facts.identifier.birthNanoseconds = answer.stx_btime.tv_nsec;
     }
     return facts;
+}
+
+bool isTopOfVolume(const std::string& folder) {
+    const Result<struct ::statx> facts = sys::statx(folder, 0, STATX_INO);
+    if (!facts) {
+        return false;
+    }
+    if ((facts->stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0) {
+        return (facts->stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+    }
+    // Before Linux 5.8: another device above, or nothing above.
+    const Result<struct ::statx> above = sys::statx(folder + "/..", 0, STATX_INO);
+    return above && (above->stx_dev_major != facts->stx_dev_major || above->stx_dev_minor != facts->stx_dev_minor ||
+                     above->stx_ino == facts->stx_ino);
 }
 
 bool fileExists(const std::string& path) {

@@ -10,6 +10,9 @@
 #include <kestrelwood/values/data.h>
 #include <kestrelwood/values/date.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include "platform/base/result.h"
 
 namespace ksw::host {
@@ -36,6 +39,13 @@ struct FileFacts {
 
 /// Error: ENOENT and the like.
 Result<FileFacts> fileFacts(const std::string& path);
+
+/// What statx(2) is asked for, for the facts, and what it answered about the file at `path`.
+inline constexpr unsigned kFactsMask = STATX_TYPE | STATX_MTIME | STATX_INO | STATX_BTIME;
+FileFacts factsIn(const struct ::statx& answer, std::string_view path);
+
+/// Whether the folder is where a file system is mounted; false too when it cannot be examined.
+bool isTopOfVolume(const std::string& folder);
 
 /// False too when the file cannot be examined.
 bool fileExists(const std::string& path);

@@ -4,13 +4,13 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
-#include <memory>
 #include <utility>
 
-#include <dirent.h>
 #include <linux/openat2.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+
+#include "platform/host/sys_lookup.h"
 
 namespace ksw::host::sys {
 
@@ -42,10 +42,6 @@ Status descriptorCall(Call call, std::string_view name, int fd, Function functio
     }
     return {};
 }
-
-struct FolderCloser {
-    void operator()(DIR* stream) const { ::closedir(stream); }
-};
 
 /// ENOSYS before Linux 5.6.
 Result<UniqueFd> openThroughNoLink(const std::string& path, int flags) {
@@ -165,30 +161,21 @@ Result<std::string> realPath(const std::string& path) {
 }
 
 Result<std::vector<std::string>> namesIn(const std::string& folder) {
-    Result<UniqueFd> fd = open(folder, O_RDONLY | O_DIRECTORY);
-    if (!fd) {
-        return fd.error();
+    Result<FolderEntries> entries = FolderEntries::open(folder);
+    if (!entries) {
+        return entries.error();
     }
-    const std::unique_ptr<DIR, FolderCloser> stream(::fdopendir(fd->get()));
-    if (stream == nullptr) {
-        return callError(errno, "fdopendir", folder);
-    }
-    static_cast<void>(fd->release());
     std::vector<std::string> names;
     while (true) {
-        errno = 0;
-        const dirent* const entry = ::readdir(stream.get());
-        if (entry == nullptr) {
-            break;
+        Result<std::optional<std::string>> name = entries->next();
+        if (!name) {
+            return name.error();
         }
-        if (const std::string_view name = entry->d_name; name != "." && name != "..") {
-            names.emplace_back(name);
+        if (!*name) {
+            return names;
         }
+        names.push_back(std::move(**name));
     }
-    if (errno != 0) {
-        return callError(errno, "readdir", folder);
-    }
-    return names;
 }
 
 Status syncFile(int fd) {

@@ -1,12 +1,12 @@
 #include "platform/host/trash.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <optional>
-#include <string_view>
+#include <utility>
 
-#include <sys/sysmacros.h>
+#include <unistd.h>
 
+#include "platform/host/environment.h"
 #include "platform/host/file_facts.h"
 #include "platform/host/sys.h"
 
@@ -14,7 +14,10 @@ namespace ksw::host {
 
 namespace {
 
+constexpr std::string_view kTrashName = "Trash";
 constexpr std::string_view kHomeTrash = "/.local/share/Trash";
+/// What was thrown away lies in it.
+constexpr std::string_view kFilesFolder = "/files";
 
 bool isUid(std::string_view text) {
     return !text.empty() && text.size() <= 10 &&
@@ -44,34 +47,25 @@ std::optional<std::string_view> topFolderOfTrash(std::string_view path) {
     return std::nullopt;
 }
 
-bool isTopOfVolume(std::string_view path) {
-    const std::string folder(path.empty() ? "/" : path);
-    const Result<struct ::statx> facts = sys::statx(folder, 0, STATX_INO);
-    if (!facts) {
-        return false;
-    }
-    if ((facts->stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0) {
-        return (facts->stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-    }
-    // Before Linux 5.8: another device above, or nothing above.
-    const Result<struct ::statx> above = sys::statx(folder + "/..", 0, STATX_INO);
-    return above && (above->stx_dev_major != facts->stx_dev_major || above->stx_dev_minor != facts->stx_dev_minor ||
-                     above->stx_ino == facts->stx_ino);
-}
-
 bool isSameFolder(const std::string& left, const std::string& right) {
     const Result<FileFacts> first = fileFacts(left);
     const Result<FileFacts> second = fileFacts(right);
     return first && second && first->isDirectory && first->identifier == second->identifier;
 }
 
-bool isOwnHomeTrash(const std::string& path) {
-    const char* dataHome = ::secure_getenv("XDG_DATA_HOME");
-    if (dataHome != nullptr && *dataHome == '/') {
-        return isSameFolder(path, std::string(dataHome) + "/Trash");
+/// The home trash of the process's user; empty without a home.
+std::string ownHomeTrash() {
+    const std::optional<std::string> dataHome = environmentVariable("XDG_DATA_HOME");
+    if (dataHome && dataHome->starts_with('/')) {
+        return *dataHome + "/Trash";
     }
-    const char* home = ::secure_getenv("HOME");
-    return home != nullptr && *home == '/' && isSameFolder(path, std::string(home).append(kHomeTrash));
+    const std::optional<std::string> home = environmentVariable("HOME");
+    return home && home->starts_with('/') ? std::string(*home).append(kHomeTrash) : std::string();
+}
+
+bool isOwnHomeTrash(const std::string& path) {
+    const std::string own = ownHomeTrash();
+    return !own.empty() && isSameFolder(path, own);
 }
 
 /// Another user's home trash: in its usual place below a folder that the same user owns.
@@ -86,9 +80,9 @@ bool isSomeonesHomeTrash(const std::string& path) {
 
 bool isTrashFolder(std::string_view path) {
     if (const std::optional<std::string_view> top = topFolderOfTrash(path)) {
-        return isTopOfVolume(*top);
+        return isTopOfVolume(std::string(top->empty() ? "/" : *top));
     }
-    if (nameOf(path) != "Trash") {
+    if (nameOf(path) != kTrashName) {
         return false;
     }
     const std::string folder(path);
@@ -97,9 +91,9 @@ bool isTrashFolder(std::string_view path) {
 
 /// Whether one of the folders on the way to the canonical `path`, or that itself, is the `files` of a trash.
 bool leadsThroughTrash(std::string_view path) {
-    constexpr std::string_view files = "/files";
-    for (std::size_t at = path.find(files); at != std::string_view::npos; at = path.find(files, at + 1)) {
-        const std::size_t end = at + files.size();
+    for (std::size_t at = path.find(kFilesFolder); at != std::string_view::npos;
+         at = path.find(kFilesFolder, at + 1)) {
+        const std::size_t end = at + kFilesFolder.size();
         if ((end == path.size() || path[end] == '/') && isTrashFolder(path.substr(0, at))) {
             return true;
         }
@@ -114,8 +108,31 @@ Result<Relationship> relationshipOfTrash(const std::string& path) {
     if (!canonical) {
         return canonical.error();
     }
-    const bool namesTrash = canonical->find("Trash") != std::string::npos;
-    return namesTrash && leadsThroughTrash(*canonical) ? Relationship::Contains : Relationship::Other;
+    return namesTrash(*canonical) && leadsThroughTrash(*canonical) ? Relationship::Contains : Relationship::Other;
+}
+
+bool namesTrash(std::string_view path) {
+    return path.find(kTrashName) != std::string_view::npos;
+}
+
+std::vector<std::string> ownTrashFolders(const std::string& folder) {
+    std::vector<std::string> folders;
+    if (std::string home = ownHomeTrash(); !home.empty()) {
+        folders.push_back(std::move(home));
+    }
+    if (Result<std::string> top = canonicalPath(folder)) {
+        while (top->size() > 1 && !isTopOfVolume(*top)) {
+            top->resize(std::max<std::size_t>(top->rfind('/'), 1));
+        }
+        const std::string above = *top == "/" ? std::string() : *top;
+        const std::string uid = std::to_string(::geteuid());
+        folders.push_back(above + "/.Trash/" + uid);
+        folders.push_back(above + "/.Trash-" + uid);
+    }
+    for (std::string& trash : folders) {
+        trash += kFilesFolder;
+    }
+    return folders;
 }
 
 }  // namespace ksw::host

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "platform/base/result.h"
 
@@ -18,5 +20,12 @@ enum class Relationship {
 /// file's own place decides. Costs an open and a readlink for a file whose path names no trash folder. Error:
 /// POSIX, naming the path, when the file does not exist or cannot be examined. Any thread.
 Result<Relationship> relationshipOfTrash(const std::string& path);
+
+/// Whether a path that leads through no link may lead into a trash; one for which this is false does not.
+bool namesTrash(std::string_view path);
+
+/// Where that lies which the process's user has thrown away from the volume that the folder is on: the folders
+/// `files` of the home trash, and of both trashes at the top of the volume. They need not exist.
+std::vector<std::string> ownTrashFolders(const std::string& folder);
 
 }  // namespace ksw::host

@@ -27,6 +27,13 @@ inline constexpr StringConstant kStatusErrorDomain = "KSWStatusErrorDomain";
 inline constexpr StringConstant kConnectionErrorDomain = "KSWConnectionErrorDomain";
 /// The domain of archives and property lists that cannot be read or written; its codes are `FormatError`.
 inline constexpr StringConstant kFormatErrorDomain = "KSWFormatErrorDomain";
+/// The domain of what goes wrong with the files that objects stand for; its codes are `ObjectError`.
+inline constexpr StringConstant kObjectErrorDomain = "KSWObjectErrorDomain";
+
+/// What goes wrong with the file that a URL or a bookmark stands for.
+enum class ObjectError : std::int64_t {
+    NoSuchFile = 260,  ///< The file does not exist, or is not found.
+};
 
 /// Why a request over a service connection has no reply.
 enum class ConnectionError : std::int64_t {
@@ -60,6 +67,8 @@ public:
     Error(std::string_view domain, std::int64_t code, Dictionary userInfo);
     Error(ConnectionError code, std::string_view text)
         : Error(kConnectionErrorDomain, static_cast<std::int64_t>(code), text) {}
+    Error(ObjectError code, std::string_view text)
+        : Error(kObjectErrorDomain, static_cast<std::int64_t>(code), text) {}
     Error(FormatError code, std::string_view text)
         : Error(kFormatErrorDomain, static_cast<std::int64_t>(code), text) {}
 

@@ -1,0 +1,71 @@
+// What a file's URL tells (KSWAdditions.h).
+#include <kestrelwood/KSWAdditions.h>
+
+#include "platform/facts/resource_values.h"
+#include "platform/host/bundles.h"
+#include "platform/host/trash.h"
+
+namespace {
+
+bool hasResource(const ksw::URL& url, std::string_view key) {
+    return url.isFileURL() && ksw::facts::isResource(url.path(), key);
+}
+
+}  // namespace
+
+std::optional<std::string> __ksw_localizedName(const ksw::URL& url) {
+    if (!url.isFileURL()) {
+        return std::nullopt;
+    }
+    std::optional<ksw::Value> value = ksw::facts::resourceValue(url.path(), ksw::kResourceKeyLocalizedName);
+    auto* name = value ? value->as<std::string>() : nullptr;
+    return name == nullptr ? std::nullopt : std::optional(std::move(*name));
+}
+
+bool __ksw_isInTrash(const ksw::URL& url) {
+    if (!url.isFileURL()) {
+        return false;
+    }
+    const auto relationship = ksw::host::relationshipOfTrash(url.path());
+    return relationship && *relationship == ksw::host::Relationship::Contains;
+}
+
+std::optional<ksw::URL> __ksw_outerAppURL(const ksw::URL& url) {
+    if (!url.isFileURL()) {
+        return std::nullopt;
+    }
+    std::string path;
+    for (const std::string& component : ksw::pathComponents(url.path())) {
+        path += path.empty() || path == "/" ? component : "/" + component;
+        ksw::URL prefix = ksw::URL::fileURL(path, ksw::PathKind::Directory);
+        if (__ksw_isApplication(prefix)) {
+            return prefix;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<ksw::URL> __ksw_innerAppURL(const ksw::URL& url) {
+    // The executable, the folder of its platform and the folder of the contents.
+    constexpr std::ptrdiff_t kInside = 3;
+    std::vector<std::string> components = ksw::pathComponents(url.path());
+    if (!url.isFileURL() || std::ssize(components) < kInside) {
+        return std::nullopt;
+    }
+    components.resize(components.size() - kInside);
+    std::string path;
+    for (const std::string& component : components) {
+        path += path.empty() || path == "/" ? component : "/" + component;
+    }
+    ksw::URL app = ksw::URL::fileURL(path, ksw::PathKind::Directory);
+    return __ksw_isApplication(app) ? std::optional(std::move(app)) : std::nullopt;
+}
+
+bool __ksw_isBundle(const ksw::URL& url) {
+    return hasResource(url, ksw::kResourceKeyIsPackage);
+}
+
+bool __ksw_isApplication(const ksw::URL& url) {
+    return url.isFileURL() && ksw::host::bundleExtension(url.path()) == ksw::host::kApplicationExtension &&
+           hasResource(url, ksw::kResourceKeyIsApplication);
+}
