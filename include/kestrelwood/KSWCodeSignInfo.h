@@ -15,9 +15,9 @@
 #include <kestrelwood/values/error.h>
 #include <kestrelwood/values/url.h>
 
-/// The facts of a file or an application bundle whose embedded signature holds; there is no object for any other
-/// code. Immutable: it keeps to what the code was when the object was made. Nothing is absent by failure: a fact
-/// that the signature does not state is absent or false.
+/// The facts of code whose embedded signature holds: of a file, an application bundle, or what a process runs;
+/// there is no object for any other code. Immutable: it keeps to what the code was when the object was made.
+/// Nothing is absent by failure: a fact that the signature does not state is absent or false.
 class KSW_EXPORT KSWCodeSignInfo {
 public:
     using Text = std::optional<std::string>;
@@ -30,6 +30,10 @@ public:
     /// The same.
     static std::shared_ptr<KSWCodeSignInfo> codeSignInfoForURL(const std::optional<ksw::URL>& url,
                                                                std::optional<ksw::Error>* error = nullptr);
+
+    /// The same of what a process runs; null also when the process has ended, or becomes another program meanwhile.
+    static std::shared_ptr<KSWCodeSignInfo> codeSignInfoForProcess(const ksw::AuditToken& process,
+                                                                   std::optional<ksw::Error>* error = nullptr);
 
     ~KSWCodeSignInfo();
     KSWCodeSignInfo(const KSWCodeSignInfo&) = delete;
@@ -51,6 +55,8 @@ public:
     /// The first organization of the signer's certificate, without white space at its ends. Absent for the
     /// platform's maker.
     Text developerName() const;
+    /// Whether the platform's maker signed the code.
+    bool isMakerAnchored() const;
     /// Whether the code's entitlements ask for a sandbox.
     bool isSandboxed() const;
 

@@ -3,6 +3,7 @@
 // `kStatusErrorDomain`; it is left as it was otherwise. Nothing throws.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -54,5 +55,9 @@ KSW_EXPORT std::optional<Dictionary> describeCode(const std::string& path, std::
 /// The same of what a process runs, by the process's own descriptor. Absent also when the process has ended, or
 /// become another program meanwhile.
 KSW_EXPORT std::optional<Dictionary> describeCode(const AuditToken& process, std::optional<Error>* error = nullptr);
+
+/// What a status in `kStatusErrorDomain` means for code, as docs/signatures.md has it; "unknown status" for a
+/// number that is none.
+KSW_EXPORT std::string codeStatusText(std::int64_t status);
 
 }  // namespace ksw

@@ -18,12 +18,13 @@ std::optional<std::string> requirementOf(const Result<SomeCode>& code) {
     return known ? requirementText(**known) : std::nullopt;
 }
 
-}  // namespace
-
+/// Whether the signature of the code holds and leads to one of the platform maker's own certificates.
 bool isMakerAnchored(const StaticCode& code) {
     const Result<Requirement> requirement = Requirement::parse("anchor velmont");
     return requirement && code.checkValidity(Checks::WithoutResources, &*requirement).ok();
 }
+
+}  // namespace
 
 std::optional<std::string> requirementText(const CodeFacts& facts) {
     if (!facts.requirement) {

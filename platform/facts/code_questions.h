@@ -8,9 +8,6 @@
 
 namespace ksw::facts {
 
-/// Whether the signature of the code holds and leads to one of the platform maker's own certificates.
-bool isMakerAnchored(const StaticCode& code);
-
 /// The designated requirement in its normal spelling; absent when there is none, or none that can be read: a signer
 /// with other tools may have written anything there.
 std::optional<std::string> requirementText(const CodeFacts& facts);

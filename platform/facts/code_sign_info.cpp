@@ -13,11 +13,9 @@
 using ksw::facts::CodeFacts;
 using ksw::facts::CodeStatus;
 using ksw::facts::LaunchConstraint;
-using ksw::facts::StaticCode;
 using Text = KSWCodeSignInfo::Text;
 
 struct KSWCodeSignInfo::Content {
-    StaticCode code;
     std::shared_ptr<const CodeFacts> facts;
 };
 
@@ -30,10 +28,9 @@ constexpr ksw::StringConstant kSandboxEntitlement = "com.velmont.security.app-sa
 /// The team of the maker's own applications, which are signed by none.
 constexpr const char* kSystemApplicationsTeam = "SYSTEMAPPS";
 
-/// Code and what its embedded signature says.
-template <class Content>
-ksw::Result<std::unique_ptr<const Content>> contentAt(const std::optional<ksw::URL>& url) {
-    const ksw::Result<StaticCode> code = ksw::facts::codeAtURL(url);
+/// What the embedded signature of code says.
+template <class Content, class SomeCode>
+ksw::Result<std::unique_ptr<const Content>> contentOf(const ksw::Result<SomeCode>& code) {
     if (!code) {
         return code.error();
     }
@@ -44,7 +41,14 @@ ksw::Result<std::unique_ptr<const Content>> contentAt(const std::optional<ksw::U
     if ((*facts)->source != "embedded") {
         return ksw::facts::statusError(CodeStatus::Unsigned);
     }
-    return std::unique_ptr<const Content>(new Content{*code, std::move(*facts)});
+    return std::unique_ptr<const Content>(new Content{std::move(*facts)});
+}
+
+/// The status alone: what was being asked for, the caller knows.
+void report(const ksw::Error& reason, std::optional<ksw::Error>* error) {
+    if (error != nullptr) {
+        *error = ksw::Error(ksw::kStatusErrorDomain, reason.code());
+    }
 }
 
 bool isEntitledTo(const CodeFacts& facts, std::string_view entitlement) {
@@ -74,22 +78,31 @@ KSWCodeSignInfo::~KSWCodeSignInfo() = default;
 
 std::shared_ptr<KSWCodeSignInfo> KSWCodeSignInfo::initWithURL(const std::optional<ksw::URL>& url,
                                                               std::optional<ksw::Error>* error) {
-    auto content = contentAt<Content>(url);
+    auto content = contentOf<Content>(ksw::facts::codeAtURL(url));
     if (content) {
         return std::shared_ptr<KSWCodeSignInfo>(new KSWCodeSignInfo(std::move(*content)));
     }
-    const std::int64_t status = content.error().code();
     ksw::host::mainLog.notice("%s: result=%d, url=%@", "-[KSWCodeSignInfo initWithURL:error:]",
-                              static_cast<int>(status), url);
-    if (error != nullptr) {
-        *error = ksw::Error(ksw::kStatusErrorDomain, status);
-    }
+                              static_cast<int>(content.error().code()), url);
+    report(content.error(), error);
     return nullptr;
 }
 
 std::shared_ptr<KSWCodeSignInfo> KSWCodeSignInfo::codeSignInfoForURL(const std::optional<ksw::URL>& url,
                                                                      std::optional<ksw::Error>* error) {
     return initWithURL(url, error);
+}
+
+std::shared_ptr<KSWCodeSignInfo> KSWCodeSignInfo::codeSignInfoForProcess(const ksw::AuditToken& process,
+                                                                         std::optional<ksw::Error>* error) {
+    auto content = contentOf<Content>(ksw::facts::RunningCode::open(process));
+    if (content) {
+        return std::shared_ptr<KSWCodeSignInfo>(new KSWCodeSignInfo(std::move(*content)));
+    }
+    ksw::host::mainLog.notice("%s: result=%d, pid=%d", "+[KSWCodeSignInfo codeSignInfoForProcess:error:]",
+                              static_cast<int>(content.error().code()), process.pid());
+    report(content.error(), error);
+    return nullptr;
 }
 
 Text KSWCodeSignInfo::signingIdentifier() const {
@@ -110,8 +123,7 @@ Text KSWCodeSignInfo::teamIdentifier() const {
 }
 
 bool KSWCodeSignInfo::hasAssociatedBundleIdentifiersEntitlement() const {
-    return ksw::facts::isMakerAnchored(content_->code) &&
-           isEntitledTo(*content_->facts, kAssociatedBundlesEntitlement);
+    return isMakerAnchored() && isEntitledTo(*content_->facts, kAssociatedBundlesEntitlement);
 }
 
 Text KSWCodeSignInfo::designatedRequirement() const {
@@ -125,6 +137,10 @@ std::optional<ksw::Data> KSWCodeSignInfo::lightweightCodeRequirement() const {
 
 Text KSWCodeSignInfo::developerName() const {
     return ksw::facts::withoutMaker(ksw::facts::leafOrganization(*content_->facts));
+}
+
+bool KSWCodeSignInfo::isMakerAnchored() const {
+    return content_->facts->anchor == ksw::facts::Anchor::Maker;
 }
 
 bool KSWCodeSignInfo::isSandboxed() const {

@@ -120,4 +120,8 @@ std::optional<Dictionary> describeCode(const AuditToken& process, std::optional<
     return describeOrReport(facts::RunningCode::open(process), error);
 }
 
+std::string codeStatusText(std::int64_t status) {
+    return std::string(facts::statusText(status));
+}
+
 }  // namespace ksw

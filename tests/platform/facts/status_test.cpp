@@ -6,6 +6,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <kestrelwood/code_signing.h>
+
 namespace ksw::facts {
 namespace {
 
@@ -21,6 +23,7 @@ TEST(AStatus, HasANumberAndATextOfItsOwn) {
     EXPECT_EQ(statusText(-50), "a parameter is wrong");
     EXPECT_EQ(statusText(-67062), "the code is not signed");
     EXPECT_EQ(statusText(1), "unknown status");
+    EXPECT_EQ(codeStatusText(-67062), "the code is not signed");
 }
 
 TEST(AStatus, IsDocumented) {
