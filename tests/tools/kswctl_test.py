@@ -15,7 +15,7 @@ VERDICT_KEYS = ["identifier", "launchable", "disposition", "dispositionText", "h
 JOB_VERBS = ["register", "unregister", "may-load"]
 CHANGES = ["enable", "disable", "allow", "disallow", "hide", "unhide"]
 ITEM_VERBS = ["show", "remove", *CHANGES]
-VERBS = ["users", *JOB_VERBS, "status", "list", "add", *ITEM_VERBS, "watch"]
+VERBS = ["facts", "users", *JOB_VERBS, "status", "list", "add", *ITEM_VERBS, "watch"]
 
 
 class Registering(WithDaemon):

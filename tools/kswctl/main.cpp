@@ -36,6 +36,8 @@ ExitStatus run(const Options& options) {
             return changeItem(options);
         case Verb::Watch:
             return watchItems(options);
+        case Verb::Facts:
+            return showFacts(options);
     }
     return ExitStatus::Failed;
 }

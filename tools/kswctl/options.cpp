@@ -1,6 +1,7 @@
 #include "tools/kswctl/options.h"
 
 #include <charconv>
+#include <limits>
 #include <string_view>
 
 #include <unistd.h>
@@ -31,6 +32,11 @@ constexpr const char* kWatchNote =
     "or when nobody reads any more; a daemon that goes away is waited for. With --json a line is an object with\n"
     "\"change\" (\"added\", \"removed\" or \"changed\"), \"item\" and, when it changed, \"before\".\n\n";
 
+constexpr const char* kFactsNote =
+    "PATH is a file or an application bundle; with --pid the code is what the process runs, of a script its\n"
+    "interpreter. Code that nobody whom this host trusts has signed has \"status\" and \"statusText\", and no "
+    "facts.\n\n";
+
 std::optional<ksw::Uid> uidFromText(std::string_view text) {
     if (text == "system") {
         return ksw::kEveryUser;
@@ -45,7 +51,7 @@ std::optional<ksw::Uid> uidFromText(std::string_view text) {
 }
 
 /// What a verb needs to be told.
-enum class Takes { Nothing, Job, JobAndRoad, User, Kinds, Item, Location };
+enum class Takes { Nothing, Job, JobAndRoad, User, Kinds, Item, Location, Code };
 
 /// One verb's place in the command line.
 struct VerbRow {
@@ -68,6 +74,7 @@ constexpr VerbRow kVerbs[] = {
     {Verb::Disallow, "disallow", "Keep an item from launching", Takes::Item, kChangeNote},
     {Verb::Hide, "hide", "Have an item launch out of sight", Takes::Item, kChangeNote},
     {Verb::Unhide, "unhide", "Have an item launch in sight", Takes::Item, kChangeNote},
+    {Verb::Facts, "facts", "Show who signed code, and as what", Takes::Code, kFactsNote},
     {Verb::Users, "users", "List the users that the daemon holds items for", Takes::Nothing},
     {Verb::Register, "register", "Register a job", Takes::JobAndRoad},
     {Verb::Unregister, "unregister", "Withdraw a job's registration", Takes::Job},
@@ -95,9 +102,19 @@ void addJobOptions(CLI::App& verb, Raw& raw, bool choosesRoad) {
     }
 }
 
+void addCodeOptions(CLI::App& verb, Raw& raw) {
+    CLI::Option* path = verb.add_option("PATH", raw.options.code, "The code")->check(complaintIfEmpty);
+    verb.add_option("--pid", raw.options.pid, "The process that runs the code")
+        ->check(CLI::Range(pid_t{1}, std::numeric_limits<pid_t>::max()))
+        ->excludes(path);
+}
+
 void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
     switch (takes) {
         case Takes::Nothing:
+            return;
+        case Takes::Code:
+            addCodeOptions(verb, raw);
             return;
         case Takes::Job:
         case Takes::JobAndRoad:
@@ -142,13 +159,16 @@ std::variant<Options, ExitStatus> judged(Raw raw) {
         return wrongUsage("--uid: '" + *raw.uid + "' is neither a uid from 0 to 4294967294 nor \"system\"");
     }
     raw.options.uid = *uid;
+    if (raw.options.verb == Verb::Facts && raw.options.code.empty() && !raw.options.pid) {
+        return wrongUsage("facts: either PATH or --pid");
+    }
     return std::move(raw.options);
 }
 
 }  // namespace
 
 std::variant<Options, ExitStatus> parseOptions(int argc, const char* const* argv) {
-    CLI::App app("Asks the management daemon about background items.", "kswctl");
+    CLI::App app("Asks the management daemon about background items, and the host about code.", "kswctl");
     Raw raw;
     addVersion(app);
     app.footer(kExitStatuses);

@@ -5,6 +5,8 @@
 #include <string>
 #include <variant>
 
+#include <sys/types.h>
+
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/values.h>
 
@@ -29,6 +31,7 @@ enum class Verb {
     Hide,
     Unhide,
     Watch,
+    Facts,
 };
 
 /// Which service of the daemon is asked.
@@ -44,6 +47,9 @@ struct Options {
     std::optional<std::string> app;
     KSWItemType kind = KSWItemTypeAgent;
     Road road = Road::Manager;
+    // The verb about code: the path of a file or a bundle, else a process.
+    std::string code;
+    std::optional<pid_t> pid;
     // The verbs about records.
     KSWItemType kinds = KSWItemTypeAll;  ///< The mask of what to list.
     std::string item;                    ///< The beginning of an identifier or UUID; never empty.

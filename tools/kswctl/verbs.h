@@ -21,4 +21,7 @@ ExitStatus changeItem(const Options& options);
 /// Returns when a signal asks for the end, or when what it prints cannot be written any more.
 ExitStatus watchItems(const Options& options);
 
+/// What is known of code by its signature. Asks no daemon.
+ExitStatus showFacts(const Options& options);
+
 }  // namespace tools::kswctl

@@ -7,10 +7,10 @@
 
 #include <kestrelwood/code_signing.h>
 
+#include "tools/common/code_status.h"
 #include "tools/common/record.h"
 #include "tools/common/text.h"
 #include "tools/kswsign/base64.h"
-#include "tools/kswsign/complain_of.h"
 #include "tools/kswsign/verbs.h"
 
 namespace tools::kswsign {
@@ -91,7 +91,7 @@ ExitStatus display(const Options& options) {
     std::optional<ksw::Error> error;
     const std::optional<ksw::Dictionary> facts = ksw::describeCode(options.path, &error);
     if (!facts) {
-        return complainOf(options.path, error);
+        return complainOfCode(options.path, error);
     }
     const Record record = recordOfFacts(*facts);
     if (options.json) {
@@ -106,12 +106,12 @@ ExitStatus verify(const Options& options) {
     std::optional<ksw::Error> error;
     const std::optional<ksw::Dictionary> facts = ksw::describeCode(options.path, &error);
     if (!facts) {
-        return complainOf(options.path, error);
+        return complainOfCode(options.path, error);
     }
     if (const auto* isValid = ksw::find<bool>(*facts, "Valid"); isValid == nullptr || !*isValid) {
         const auto* status = ksw::find<std::int64_t>(*facts, "Status");
         const auto* text = ksw::find<std::string>(*facts, "StatusText");
-        return complainOf(options.path, status != nullptr ? *status : 0, text != nullptr ? *text : "not valid");
+        return complainOfCode(options.path, status != nullptr ? *status : 0, text != nullptr ? *text : "not valid");
     }
     const auto* anchor = ksw::find<std::string>(*facts, "Anchor");
     const bool isAdHoc = anchor == nullptr || *anchor == "none";

@@ -5,8 +5,8 @@
 
 #include <kestrelwood/code_signing.h>
 
+#include "tools/common/code_status.h"
 #include "tools/common/outcome.h"
-#include "tools/kswsign/complain_of.h"
 #include "tools/kswsign/input_file.h"
 #include "tools/kswsign/verbs.h"
 
@@ -41,12 +41,12 @@ ExitStatus sign(const Options& options) {
         return complain(*complaint);
     }
     std::optional<ksw::Error> error;
-    return ksw::signCode(options.path, request, &error) ? ExitStatus::Done : complainOf(options.path, error);
+    return ksw::signCode(options.path, request, &error) ? ExitStatus::Done : complainOfCode(options.path, error);
 }
 
 ExitStatus strip(const Options& options) {
     std::optional<ksw::Error> error;
-    return ksw::stripSignature(options.path, &error) ? ExitStatus::Done : complainOf(options.path, error);
+    return ksw::stripSignature(options.path, &error) ? ExitStatus::Done : complainOfCode(options.path, error);
 }
 
 }  // namespace tools::kswsign
