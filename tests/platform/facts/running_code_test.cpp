@@ -7,11 +7,11 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "platform/facts/code.h"
 #include "platform/host/peer_identity.h"
 #include "platform/host/sys.h"
+#include "tests/support/child_program.h"
 #include "tests/support/signing_support.h"
 
 namespace ksw::facts {
@@ -19,69 +19,8 @@ namespace {
 
 using ARunningProgram = SigningTest;
 
-/// A program that answers what it is told.
-class Program {
-public:
-    explicit Program(const std::function<void()>& execute) {
-        EXPECT_EQ(::pipe2(in_, O_CLOEXEC), 0);
-        EXPECT_EQ(::pipe2(out_, O_CLOEXEC), 0);
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::dup2(in_[0], 0);
-            ::dup2(out_[1], 1);
-            execute();
-            ::_exit(127);
-        }
-    }
-    explicit Program(std::vector<std::string> arguments)
-        : Program([&] {
-              std::vector<char*> words;
-              for (std::string& argument : arguments) {
-                  words.push_back(argument.data());
-              }
-              words.push_back(nullptr);
-              ::execv(words[0], words.data());
-          }) {}
-    ~Program() {
-        end();
-        for (const int fd : {in_[0], in_[1], out_[0], out_[1]}) {
-            ::close(fd);
-        }
-    }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
-    void tell(std::string_view text) const {
-        EXPECT_EQ(::write(in_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    void awaitAnswer() const {
-        char answer[64];
-        EXPECT_GT(::read(out_[0], answer, sizeof answer), 0);
-    }
-    /// Once it has answered it is the program that it should be.
-    AuditToken token() const { return *host::auditTokenForPid(pid_); }
-    void end() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-            pid_ = 0;
-        }
-    }
-
-private:
-    pid_t pid_ = 0;
-    int in_[2]{};
-    int out_[2]{};
-};
-
-/// A signed copy of cat, running.
-struct Cat {
-    explicit Cat(const std::string& path) : program({path}) {
-        program.tell("hello\n");
-        program.awaitAnswer();
-    }
-    Program program;
-};
+using test::ChildCat;
+using test::ChildProgram;
 
 std::string identifierOf(const Result<RunningCode>& code) {
     if (!code) {
@@ -93,9 +32,9 @@ std::string identifierOf(const Result<RunningCode>& code) {
 
 TEST_F(ARunningProgram, HasTheFactsOfItsFile) {
     const std::string path = signedProgram("/bin/cat", "cat", "com.example.cat");
-    const Cat cat(path);
+    const ChildCat cat(path);
     Verifier verifier;
-    const Result<RunningCode> code = RunningCode::open(cat.program.token(), verifier);
+    const Result<RunningCode> code = RunningCode::open(cat.token(), verifier);
     EXPECT_EQ(identifierOf(code), "com.example.cat");
     EXPECT_EQ((*code->facts())->format, "elf executable");
     EXPECT_EQ(*code->path(), path);
@@ -106,17 +45,17 @@ TEST_F(ARunningProgram, HasTheFactsOfItsFile) {
 }
 
 TEST_F(ARunningProgram, ThatIsNotSignedIsUnsigned) {
-    const Cat cat("/bin/cat");
+    const ChildCat cat("/bin/cat");
     Verifier verifier;
-    EXPECT_EQ(facts::statusOf(RunningCode::open(cat.program.token(), verifier)->facts()), CodeStatus::Unsigned);
+    EXPECT_EQ(facts::statusOf(RunningCode::open(cat.token(), verifier)->facts()), CodeStatus::Unsigned);
 }
 
 TEST_F(ARunningProgram, WhoseFileWasDeletedKeepsItsFacts) {
     const std::string path = signedProgram("/bin/cat", "cat", "com.example.cat");
-    const Cat cat(path);
+    const ChildCat cat(path);
     std::filesystem::remove(path);
     Verifier verifier;
-    const Result<RunningCode> code = RunningCode::open(cat.program.token(), verifier);
+    const Result<RunningCode> code = RunningCode::open(cat.token(), verifier);
     EXPECT_EQ(identifierOf(code), "com.example.cat");
     EXPECT_EQ(facts::statusOf(code->path()), CodeStatus::NoPath);
 }
@@ -124,10 +63,10 @@ TEST_F(ARunningProgram, WhoseFileWasDeletedKeepsItsFacts) {
 TEST_F(ARunningProgram, WhoseFileWasReplacedKeepsItsFacts) {
     const std::string path = signedProgram("/bin/cat", "cat", "com.example.cat");
     const std::string other = signedProgram("/bin/cat", "other", "com.example.other");
-    const Cat cat(path);
+    const ChildCat cat(path);
     std::filesystem::rename(other, path);
     Verifier verifier;
-    const Result<RunningCode> code = RunningCode::open(cat.program.token(), verifier);
+    const Result<RunningCode> code = RunningCode::open(cat.token(), verifier);
     EXPECT_EQ(identifierOf(code), "com.example.cat");
     EXPECT_EQ(facts::statusOf(code->path()), CodeStatus::NoPath);
 }
@@ -136,7 +75,7 @@ TEST_F(ARunningProgram, FromMemoryHasTheFactsOfWhatRuns) {
     const Data content = contentOf(signedProgram("/bin/cat", "cat", "com.example.memory"));
     const UniqueFd memory = *host::sys::memoryFile("cat");
     ASSERT_EQ(::write(memory.get(), content.data(), content.size()), static_cast<ssize_t>(content.size()));
-    Program program([&] {
+    ChildProgram program([&] {
         char name[] = "cat";
         char* words[] = {name, nullptr};
         ::fexecve(memory.get(), words, environ);
@@ -152,7 +91,7 @@ TEST_F(ARunningProgram, FromMemoryHasTheFactsOfWhatRuns) {
 TEST_F(ARunningProgram, ThatBecomesAnotherIsAnErrorOrTheOther) {
     const std::string shell = signedProgram("/bin/sh", "sh", "com.example.shell");
     const std::string cat = signedProgram("/bin/cat", "cat", "com.example.cat");
-    Program program({shell, "-c", "echo ready; read line; exec \"$0\"", cat});
+    ChildProgram program({shell, "-c", "echo ready; read line; exec \"$0\"", cat});
     program.awaitAnswer();
     const AuditToken token = program.token();
     Verifier verifier;
@@ -166,19 +105,19 @@ TEST_F(ARunningProgram, ThatBecomesAnotherIsAnErrorOrTheOther) {
 }
 
 TEST_F(ARunningProgram, ThatHasEndedIsGone) {
-    Cat cat(signedProgram("/bin/cat", "cat"));
-    const AuditToken token = cat.program.token();
+    ChildCat cat(signedProgram("/bin/cat", "cat"));
+    const AuditToken token = cat.token();
     Verifier verifier;
     const Result<RunningCode> code = RunningCode::open(token, verifier);
     ASSERT_TRUE(code.ok());
-    cat.program.end();
+    cat.end();
     EXPECT_EQ(facts::statusOf(code->facts()), CodeStatus::ProcessGone);
     EXPECT_EQ(facts::statusOf(RunningCode::open(token, verifier)), CodeStatus::ProcessGone);
 }
 
 TEST_F(ARunningProgram, IsToldFromAnotherWithItsNumber) {
-    const Cat cat(signedProgram("/bin/cat", "cat"));
-    AuditToken token = cat.program.token();
+    const ChildCat cat(signedProgram("/bin/cat", "cat"));
+    AuditToken token = cat.token();
     Verifier verifier;
     token.words[7] ^= 1U;
     EXPECT_EQ(facts::statusOf(RunningCode::open(token, verifier)), CodeStatus::ProcessGone);
