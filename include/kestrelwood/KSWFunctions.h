@@ -32,6 +32,23 @@ KSW_EXPORT std::string ItemIdentifierCopyBaseFromIdentifierAndType(std::string_v
 /// developer's type and for one that is no single base kind. Blocks for the reading.
 KSW_EXPORT std::optional<std::string> ItemIdentifierForURLAndType(KSWItemType type, const ksw::URL& url);
 
+/// The identifier of the item that a registration of this type, of the file `url` in the application `bundleURL`,
+/// is about: of a job by the label in its launch configuration, and of everything else, and a job without one
+/// there, as `ItemIdentifierForURLAndType` finds it. Absent when there is none, and for URLs that do not go with
+/// the type
+/// (`KSWItemTypeValidateRegistrationParameters`), which is logged. Blocks for the reading of the file.
+KSW_EXPORT std::optional<std::string> ItemIdentifierWithRegistrationInfo(
+    KSWItemType type, const std::optional<ksw::URL>& bundleURL, const std::optional<ksw::URL>& url,
+    const std::optional<ksw::Dictionary>& config);
+
+/// The name under which a person knows the file at the URL; of what is no file the URL itself.
+KSW_EXPORT std::string ItemNameForURL(const ksw::URL& url);
+
+/// The name of the job with this launch configuration: that of the outermost application that its executable lies
+/// in, else the executable's own, else the label. Looks at the folders on the way to the executable, and blocks as
+/// long as the file system does. Absent without executable and label.
+KSW_EXPORT std::optional<std::string> ItemNameForStewardPlist(const std::optional<ksw::Dictionary>& config);
+
 /// The text under "Label" in a job's property list. Absent when the file cannot be read as a dictionary, is larger
 /// than 1 MiB, or has no text there. Blocks for the reading of the file.
 KSW_EXPORT std::optional<std::string> LabelForStewardPlist(const ksw::URL& url);
@@ -68,6 +85,9 @@ using ::ComposedItemIdentifier;
 using ::ConsoleUserUID;
 using ::ItemIdentifierCopyBaseFromIdentifierAndType;
 using ::ItemIdentifierForURLAndType;
+using ::ItemIdentifierWithRegistrationInfo;
+using ::ItemNameForStewardPlist;
+using ::ItemNameForURL;
 using ::LabelForStewardPlist;
 using ::QCURLConformsToBundle;
 using ::RegisterParentApps;
