@@ -107,6 +107,7 @@ public:
     void setEditable(bool editable);
     bool canHide() const;
     void setCanHide(bool canHide);
+    /// Whether `resolvedURL` last found the file elsewhere, or another one in its place.
     bool isResolvedURLStale() const;
     void setIsResolvedURLStale(bool stale);
     const std::optional<ksw::UUID>& uuid() const;
@@ -238,6 +239,26 @@ public:
     /// The disposition that holds, from the item, its parent, the parent's children, and whether its file lies in
     /// the trash (which reads the file system). Never has the bit of pending authorization.
     KSWDisposition effectiveDisposition() const;
+
+    // What the file system says of the item's files now. Each looks at them on every call, and blocks as long as
+    // the file system does. None fails: what cannot be read is absent or false.
+
+    /// Where the item's file is: of a user item and an application by its bookmark, of any other below its parent's
+    /// place. Stores whether the bookmark asks to be replaced (`isResolvedURLStale`), the parent's too. Absent for
+    /// a legacy item, whose files do not move, and when the file is not found.
+    std::optional<ksw::URL> resolvedURL();
+    /// The name to show to a person, in the user's language; the stored name where the file system has none.
+    OptionalString localizedName() const;
+    /// Whether the file at `url` has exactly the stored date.
+    bool modificationDateMatchesFileSystem() const;
+    /// The same of the file at `executablePath`.
+    bool executableModificationDateMatchesFileSystem() const;
+    /// Stores the date of the file at the URL as the executable's; leaves the stored one when it cannot be read.
+    void _setExecutableModificationDateFromURL(const ksw::URL& url);
+    /// Brings `url` and `bookmark` of a user item or an application back in line after its file was moved or
+    /// replaced: a new bookmark while there is a file at `url`, else the new place as `url`. Whether it changed the
+    /// item.
+    bool syncURLAndBookmark();
 
 private:
     friend struct ksw::ItemAccess;

@@ -12,6 +12,7 @@
 
 #include "tests/client/manager/daemons.h"
 #include "tests/client/manager/list_daemon.h"
+#include "tests/support/file_times.h"
 
 namespace ksw::test {
 namespace {
@@ -149,6 +150,31 @@ TEST_P(RecordsOfEitherDaemon, ShowInAListWhenItIsRefreshed) {
     EXPECT_EQ(error_, std::nullopt);
     EXPECT_TRUE(list->refresh());
     EXPECT_THAT(list->items(), IsEmpty());
+}
+
+TEST_P(RecordsOfEitherDaemon, KeepTheDatesOfTheirFilesToTheLastBit) {
+    const TempFolder files;
+    const std::string path = files.writeFile("a.plist", "");
+    constexpr std::int64_t today = 1'790'000'000;
+    setChanged(path, today, 123'456'789);
+    item_->setUrl(URL::fileURL(path));
+    item_->setExecutablePath(path);
+    item_->setModificationDate(Date::fromUnix(today, 123'456'789).secondsSinceReference);
+    item_->_setExecutableModificationDateFromURL(URL::fileURL(path));
+    ASSERT_TRUE(manager_->addItem(item_, ::getuid()));
+    daemon_->stop();
+    daemon_->start();
+    const auto list = manager_->getItemsMatching(8, ::getuid());
+    for (const auto& found : {stored(), list->itemAtIndex(0)}) {
+        ASSERT_NE(found, nullptr);
+        EXPECT_EQ(found->modificationDate(), item_->modificationDate());
+        EXPECT_TRUE(found->modificationDateMatchesFileSystem());
+        EXPECT_TRUE(found->executableModificationDateMatchesFileSystem());
+    }
+    // The least that a number of today tells is 119 ns.
+    setChanged(path, today, 123'456'789 + 120);
+    EXPECT_FALSE(stored()->modificationDateMatchesFileSystem());
+    EXPECT_FALSE(stored()->executableModificationDateMatchesFileSystem());
 }
 
 TEST_P(RecordsOfEitherDaemon, AreMadeOfAUsersFilesOnce) {

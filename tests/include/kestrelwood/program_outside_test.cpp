@@ -54,6 +54,23 @@ TEST_F(AProgramOutside, HasTheWordsForKindsFlagsAndDispositions) {
     EXPECT_EQ(LabelForStewardPlist(ksw::URL::fileURL("/nowhere")), std::nullopt);
 }
 
+TEST_F(AProgramOutside, IdentifiesAndNamesItemsByTheirFiles) {
+    const ksw::URL url = ksw::URL::fileURL("/nowhere/job.plist");
+    const ksw::Dictionary job{{KSWConfigLabel, "my.job"}, {KSWConfigExecutablePath, "/nowhere/tool"}};
+    EXPECT_EQ(ItemIdentifierWithRegistrationInfo(0x10008, std::nullopt, url, job), "8.my.job");
+    EXPECT_EQ(ItemNameForURL(url), "job.plist");
+    EXPECT_EQ(ItemNameForStewardPlist(job), "tool");
+    const auto item = KSWItem::itemWithType(0x2, "2.a");
+    item->setUrl(url);
+    item->setName("Stored");
+    item->_setExecutableModificationDateFromURL(url);
+    EXPECT_EQ(item->resolvedURL(), std::nullopt);
+    EXPECT_EQ(item->localizedName(), "Stored");
+    EXPECT_FALSE(item->modificationDateMatchesFileSystem());
+    EXPECT_FALSE(item->executableModificationDateMatchesFileSystem());
+    EXPECT_FALSE(item->syncURLAndBookmark());
+}
+
 TEST_F(AProgramOutside, AsksWhoOwnsTheConsoleAndTellsUsersServicesOfParentApplications) {
     EXPECT_EQ(ConsoleUserUID(), 0U);
     RegisterParentApps("/Applications/Ledger.app", 501);
