@@ -1,9 +1,9 @@
-#include <new>
 #include <utility>
 
 #include "platform/facts/code.h"
 #include "platform/facts/judgement.h"
 #include "platform/facts/status.h"
+#include "platform/facts/within_memory.h"
 #include "platform/host/peer_identity.h"
 #include "platform/host/process_facts.h"
 #include "platform/host/sys.h"
@@ -14,6 +14,11 @@ namespace {
 
 std::string executableLink(pid_t pid) {
     return "/proc/" + std::to_string(pid) + "/exe";
+}
+
+bool isSameFile(const struct ::statx& one, const struct ::statx& other) {
+    return one.stx_ino == other.stx_ino && one.stx_dev_major == other.stx_dev_major &&
+           one.stx_dev_minor == other.stx_dev_minor;
 }
 
 }  // namespace
@@ -47,13 +52,11 @@ Status RunningCode::State::recheck() const {
     if (!now || !opened) {
         return processError(now ? opened.error() : now.error());
     }
-    const bool isSame = now->stx_ino == opened->stx_ino && now->stx_dev_major == opened->stx_dev_major &&
-                        now->stx_dev_minor == opened->stx_dev_minor;
-    return isSame ? Status() : statusError(CodeStatus::ProcessChanged);
+    return isSameFile(*now, *opened) ? Status() : statusError(CodeStatus::ProcessChanged);
 }
 
 Result<RunningCode> RunningCode::open(const AuditToken& token, Verifier& verifier) {
-    try {
+    return orNoMemory([&]() -> Result<RunningCode> {
         Result<UniqueFd> process = host::openProcess(token);
         if (!process) {
             return processError(process.error());
@@ -77,39 +80,42 @@ Result<RunningCode> RunningCode::open(const AuditToken& token, Verifier& verifie
             return status.error();
         }
         return RunningCode(std::move(state));
-    } catch (const std::bad_alloc&) {
-        return statusError(CodeStatus::NoMemory);
-    }
+    });
 }
 
 Result<std::shared_ptr<const CodeFacts>> RunningCode::facts() const {
-    return state_->judgement.get([this]() -> JudgedFacts {
-        JudgedFacts facts = state_->verifier.judge(state_->code);
-        // The hashing took its time.
-        const Status status = state_->recheck();
-        return status ? std::move(facts) : JudgedFacts(status.error());
+    return orNoMemory([this] {
+        return state_->judgement.get([this]() -> JudgedFacts {
+            JudgedFacts facts = state_->verifier.judge(state_->code);
+            // The hashing took its time.
+            const Status status = state_->recheck();
+            return status ? std::move(facts) : JudgedFacts(status.error());
+        });
     });
 }
 
 Result<CodeFacts> RunningCode::claims() const {
-    Result<CodeFacts> claimed = claimsOf(state_->code);
-    const Status status = state_->recheck();
-    return status ? std::move(claimed) : Result<CodeFacts>(status.error());
+    return orNoMemory([this] {
+        Result<CodeFacts> claimed = claimsOf(state_->code);
+        const Status status = state_->recheck();
+        return status ? std::move(claimed) : Result<CodeFacts>(status.error());
+    });
 }
 
 Status RunningCode::checkValidity(Checks, const Requirement* requirement) const {
-    return meets(facts(), requirement);
+    return orNoMemory([&] { return meets(facts(), requirement); });
 }
 
 Result<std::string> RunningCode::path() const {
-    const Result<struct ::statx> named =
-        host::sys::statx(state_->link, AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_INO);
-    const Result<struct ::statx> opened = host::sys::statx(state_->code.fd(), STATX_TYPE | STATX_INO);
-    if (!named || !opened || named->stx_ino != opened->stx_ino || named->stx_dev_major != opened->stx_dev_major ||
-        named->stx_dev_minor != opened->stx_dev_minor) {
-        return statusError(CodeStatus::NoPath, state_->link);
-    }
-    return state_->link;
+    return orNoMemory([this]() -> Result<std::string> {
+        const Result<struct ::statx> named =
+            host::sys::statx(state_->link, AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_INO);
+        const Result<struct ::statx> opened = host::sys::statx(state_->code.fd(), STATX_TYPE | STATX_INO);
+        if (!named || !opened || !isSameFile(*named, *opened)) {
+            return statusError(CodeStatus::NoPath, state_->link);
+        }
+        return state_->link;
+    });
 }
 
 }  // namespace ksw::facts

@@ -1,7 +1,6 @@
 #include "platform/facts/sign.h"
 
 #include <algorithm>
-#include <new>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "platform/facts/requirement.h"
 #include "platform/facts/status.h"
 #include "platform/facts/verifier.h"
+#include "platform/facts/within_memory.h"
 #include "platform/host/sys.h"
 #include "platform/plist/property_list.h"
 
@@ -172,9 +172,11 @@ Status setConditions(const LibCrypto& crypto, const SigningRequest& request, Cod
     std::optional<std::string> text = request.requirement;
     if (request.key) {
         const ConstraintFacts conditions = defaultConditions(crypto, request);
-        if (Result<Data> constraint = encodedRequirement(conditions); constraint) {
-            directory.constraint = std::move(*constraint);
+        Result<Data> constraint = encodedRequirement(conditions);
+        if (!constraint) {
+            return statusError(CodeStatus::Parameter, constraint.error().localizedDescription());
         }
+        directory.constraint = std::move(*constraint);
         if (!text) {
             text = requirementOf(conditions);
         }
@@ -284,18 +286,13 @@ Status stripFile(const LibCrypto& crypto, const std::string& path) {
     return digest ? replacement->commit(target->file, target->stamp, target->name) : Status(digest.error());
 }
 
-/// Runs it with the host's cryptography; here the allocator's exception ends.
+/// Runs it with the host's cryptography.
 template <class Work>
 Status withCryptography(Work work) {
-    const LibCrypto* const crypto = LibCrypto::shared();
-    if (crypto == nullptr) {
-        return statusError(CodeStatus::NoCryptography);
-    }
-    try {
-        return work(*crypto);
-    } catch (const std::bad_alloc&) {
-        return statusError(CodeStatus::NoMemory);
-    }
+    return orNoMemory([&]() -> Status {
+        const LibCrypto* const crypto = LibCrypto::shared();
+        return crypto == nullptr ? Status(statusError(CodeStatus::NoCryptography)) : work(*crypto);
+    });
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <new>
 #include <utility>
 
 #include "platform/base/guarded.h"
@@ -6,6 +5,7 @@
 #include "platform/facts/code.h"
 #include "platform/facts/judgement.h"
 #include "platform/facts/status.h"
+#include "platform/facts/within_memory.h"
 
 namespace ksw::facts {
 
@@ -27,7 +27,7 @@ Result<StaticCode> StaticCode::open(const std::string& path, Verifier& verifier)
     if (path.empty()) {
         return statusError(CodeStatus::Parameter);
     }
-    try {
+    return orNoMemory([&]() -> Result<StaticCode> {
         if (isBundle(path)) {
             Result<BundleFiles> bundle = openBundle(path);
             if (!bundle) {
@@ -41,14 +41,14 @@ Result<StaticCode> StaticCode::open(const std::string& path, Verifier& verifier)
             return code.error();
         }
         return StaticCode(std::make_shared<State>(path, std::move(*code), std::nullopt, verifier));
-    } catch (const std::bad_alloc&) {
-        return statusError(CodeStatus::NoMemory);
-    }
+    });
 }
 
 Result<std::shared_ptr<const CodeFacts>> StaticCode::facts() const {
-    return state_->judgement.get([this] {
-        return state_->verifier.judge(state_->code, state_->information ? &*state_->information : nullptr);
+    return orNoMemory([this] {
+        return state_->judgement.get([this] {
+            return state_->verifier.judge(state_->code, state_->information ? &*state_->information : nullptr);
+        });
     });
 }
 
@@ -57,7 +57,7 @@ Result<CodeFacts> StaticCode::claims() const {
 }
 
 Status StaticCode::checkValidity(Checks, const Requirement* requirement) const {
-    return meets(facts(), requirement);
+    return orNoMemory([&] { return meets(facts(), requirement); });
 }
 
 const std::string& StaticCode::path() const {

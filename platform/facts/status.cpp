@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <string>
 
+#include "platform/base/never_destroyed.h"
+
 namespace ksw::facts {
 
 namespace {
@@ -68,6 +70,11 @@ Error statusError(CodeStatus status, std::string_view detail) {
         text.append(": ").append(detail);
     }
     return {kStatusErrorDomain, code, text};
+}
+
+const Error& noMemoryStatus() {
+    static NeverDestroyed<Error> error(statusError(CodeStatus::NoMemory));
+    return *error;
 }
 
 Error fileError(const Error& callError) {

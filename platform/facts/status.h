@@ -74,6 +74,9 @@ std::string_view statusText(std::int64_t code);
 /// An error of this status; its text is the status's own, with `": DETAIL"` behind it when there is a detail.
 Error statusError(CodeStatus status, std::string_view detail = {});
 
+/// The error of the status `NoMemory`, made on first use: to hand it out takes no memory.
+const Error& noMemoryStatus();
+
 inline bool isStatus(const Error& error, CodeStatus status) {
     return error.code() == static_cast<std::int64_t>(status) && error.domain() == kStatusErrorDomain;
 }

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
+#include <cerrno>
 #include <string>
-#include <system_error>
 #include <utility>
 
 #include "platform/base/limits.h"
@@ -46,21 +45,20 @@ FileStamp stampAt(const std::string& path) {
             nanoseconds(facts->stx_mtime), nanoseconds(facts->stx_ctime)};
 }
 
-/// The names in a folder in ascending order, without hidden ones; at most so many that a stuffed folder costs
-/// little.
-std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    std::error_code failure;
-    std::filesystem::directory_iterator entries(folder, failure);
-    while (!failure && entries != std::filesystem::directory_iterator() &&
-           names.size() < limits::kTrustedCertificatesMax) {
-        std::string name = entries->path().filename();
-        if (!name.starts_with('.')) {
-            names.push_back(std::move(name));
-        }
-        entries.increment(failure);
+/// Whether what failed for this reason may go well the next time, though no file has changed by then.
+bool mayPass(const Error& error) {
+    constexpr std::array kPassing{EMFILE, ENFILE, ENOMEM, EIO};
+    return std::find(kPassing.begin(), kPassing.end(), error.code()) != kPassing.end();
+}
+
+/// The names in a folder in ascending order, without hidden ones, and no more than are looked at.
+Result<std::vector<std::string>> visibleNamesIn(const std::string& folder) {
+    Result<std::vector<std::string>> names = host::sys::namesIn(folder);
+    if (names) {
+        std::erase_if(*names, [](const std::string& name) { return name.starts_with('.'); });
+        std::sort(names->begin(), names->end());
+        names->resize(std::min(names->size(), limits::kTrustedCertificatesMax));
     }
-    std::sort(names.begin(), names.end());
     return names;
 }
 
@@ -82,23 +80,33 @@ bool isSettled(std::int64_t time, std::int64_t now) {
 /// Reads all folders into a new set of anchors.
 class TrustReader {
 public:
-    TrustReader(const LibCrypto& crypto, Trust::State& state) : crypto_(crypto), state_(state) {}
+    explicit TrustReader(const LibCrypto& crypto) : crypto_(crypto) {}
 
-    void read() {
-        state_.sources.clear();
-        anchors_ = std::make_shared<TrustAnchors>(crypto_, ++state_.generation);
+    /// A state of its own: when memory runs out half way, nobody takes the old anchors for what was read now.
+    Trust::State read(std::string root, std::uint64_t generation) {
+        state_.root = std::move(root);
+        state_.generation = generation;
+        anchors_ = std::make_shared<TrustAnchors>(crypto_, generation);
         for (const TrustFolder& folder : kFolders) {
             readFolder(state_.root + std::string(folder.path), folder.isMaker);
         }
         state_.anchors = std::move(anchors_);
+        return std::move(state_);
     }
 
 private:
+    void noteFailure(const Error& error) { state_.isWhole = state_.isWhole && !mayPass(error); }
+
     void note(const std::string& path) { state_.sources.push_back({path, stampAt(path)}); }
 
     void readFolder(const std::string& folder, bool isMaker) {
         note(folder);
-        for (const std::string& name : namesIn(folder)) {
+        const Result<std::vector<std::string>> names = visibleNamesIn(folder);
+        if (!names) {
+            noteFailure(names.error());
+            return;
+        }
+        for (const std::string& name : *names) {
             const std::string path = folder + "/" + name;
             const Result<host::FileFacts> facts = host::fileFacts(path);
             if (facts && !facts->isRegularFile) {
@@ -107,6 +115,8 @@ private:
             note(path);
             if (facts) {
                 readFile(path, isMaker);
+            } else {
+                noteFailure(facts.error());
             }
         }
     }
@@ -116,6 +126,8 @@ private:
         std::vector<OwnedCertificate> certificates;
         if (content) {
             certificates = readCertificates(crypto_, *content, limits::kTrustedCertificatesMax);
+        } else {
+            noteFailure(content.error());
         }
         if (certificates.empty()) {
             host::mainLog.error("No certificate in \"%{public}@\"", path);
@@ -123,6 +135,7 @@ private:
         for (OwnedCertificate& certificate : certificates) {
             if (anchors_->store() == nullptr ||
                 crypto_.X509_STORE_add_cert(anchors_->store(), certificate.get()) != 1) {
+                state_.isWhole = false;
                 continue;
             }
             if (isMaker) {
@@ -132,12 +145,12 @@ private:
     }
 
     const LibCrypto& crypto_;
-    Trust::State& state_;
+    Trust::State state_;
     std::shared_ptr<TrustAnchors> anchors_;
 };
 
 bool Trust::isCurrent(const State& state, const std::string& root, std::int64_t now) {
-    return state.anchors != nullptr && state.root == root &&
+    return state.anchors != nullptr && state.isWhole && state.root == root &&
            std::all_of(state.sources.begin(), state.sources.end(), [&](const Source& source) {
                const FileStamp stamp = stampAt(source.path);
                return stamp == source.stamp && isSettled(std::max(stamp.changed, stamp.modified), now);
@@ -148,8 +161,7 @@ std::shared_ptr<const TrustAnchors> Trust::current(const LibCrypto& crypto, std:
     std::string root = host::hostRoot();
     auto state = state_.lock();
     if (!isCurrent(*state, root, now)) {
-        state->root = std::move(root);
-        TrustReader(crypto, *state).read();
+        *state = TrustReader(crypto).read(std::move(root), state->generation + 1);
     }
     return state->anchors;
 }

@@ -54,6 +54,8 @@ private:
         std::vector<Source> sources;
         std::shared_ptr<const TrustAnchors> anchors;
         std::uint64_t generation = 0;
+        /// False when something could not be read that may be readable the next time, as it stands.
+        bool isWhole = true;
     };
 
     friend class TrustReader;

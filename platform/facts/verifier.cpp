@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 #include <string>
 #include <utility>
 
 #include "platform/base/never_destroyed.h"
 #include "platform/facts/cms.h"
 #include "platform/facts/status.h"
+#include "platform/facts/within_memory.h"
 #include "platform/plist/property_list.h"
 
 namespace ksw::facts {
@@ -198,7 +198,7 @@ Result<StoredSignature> readSignature(const CodeFile& file, const FileStamp& sta
 }
 
 Result<CodeFacts> claimsOf(const CodeFile& file) {
-    try {
+    return orNoMemory([&]() -> Result<CodeFacts> {
         const Result<FileStamp> stamp = file.stamp();
         const Result<StoredSignature> signature =
             stamp ? readSignature(file, *stamp) : Result<StoredSignature>(stamp.error());
@@ -210,9 +210,7 @@ Result<CodeFacts> claimsOf(const CodeFile& file) {
             facts->source = sourceOf(*signature);
         }
         return facts;
-    } catch (const std::bad_alloc&) {
-        return statusError(CodeStatus::NoMemory);
-    }
+    });
 }
 
 Verifier& Verifier::shared() {
@@ -221,20 +219,18 @@ Verifier& Verifier::shared() {
 }
 
 Result<std::shared_ptr<const CodeFacts>> Verifier::judge(const CodeFile& code, const Data* information) {
-    const LibCrypto* const crypto = LibCrypto::shared();
-    if (crypto == nullptr) {
-        return statusError(CodeStatus::Unsigned);
-    }
-    try {
+    return orNoMemory([&]() -> Result<std::shared_ptr<const CodeFacts>> {
+        const LibCrypto* const crypto = LibCrypto::shared();
+        if (crypto == nullptr) {
+            return statusError(CodeStatus::Unsigned);
+        }
         Result<Verified> verified = judgeFile(*crypto, code);
         if (!verified) {
             return verified.error();
         }
         Status status = information == nullptr ? Status() : checkInformation(*crypto, *verified, *information);
         return status ? Result<std::shared_ptr<const CodeFacts>>(std::move(verified->facts)) : status.error();
-    } catch (const std::bad_alloc&) {
-        return statusError(CodeStatus::NoMemory);
-    }
+    });
 }
 
 Result<Verified> Verifier::judgeFile(const LibCrypto& crypto, const CodeFile& code) {

@@ -1,9 +1,10 @@
-// within_memory.h: where exceptions of a decoding end.
+// within_memory.h: where exceptions of a decoding, or of an operation on code, end.
 #pragma once
 
 #include <new>
 
 #include "platform/archive/cbor_reader.h"
+#include "platform/facts/status.h"
 
 namespace ksw::facts {
 
@@ -17,6 +18,17 @@ auto withinMemory(Work work) -> decltype(work()) {
         return work();
     } catch (const std::bad_alloc&) {
         return outOfMemory;
+    }
+}
+
+/// The same for an operation on code. Error then: `CodeStatus::NoMemory`.
+template <class Work>
+auto orNoMemory(Work work) -> decltype(work()) {
+    const Error& noMemory = noMemoryStatus();
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return noMemory;
     }
 }
 

@@ -9,7 +9,6 @@
 
 #include "platform/archive/cbor_writer.h"
 #include "platform/base/limits.h"
-#include "tests/support/failing_allocation.h"
 
 namespace ksw::facts {
 namespace {
@@ -207,20 +206,6 @@ TEST(ALaunchConstraint, HoldsAsManyEntitlementsAsItsLengthAllows) {
     const auto constraint = made(*requirement);
     ASSERT_TRUE(constraint.ok());
     EXPECT_EQ(constraint->facts(), facts);
-}
-
-TEST(ALaunchConstraint, AnswersAnErrorWithoutMemory) {
-    ConstraintFacts facts = everything();
-    facts.identifier = "com.example.with-a-name-on-the-heap";
-    facts.entitlements = {"com.example.an-entitlement-on-the-heap"};
-    const Data requirement = *encodedRequirement(facts);
-    bool isDone = false;
-    for (std::size_t number = 0; !isDone; ++number) {
-        const test::FailingAllocation failing(number);
-        const auto constraint = made(requirement);
-        isDone = !failing.hasHappened();
-        ASSERT_EQ(constraint.ok(), isDone) << number;
-    }
 }
 
 TEST(ARequirementEntry, IsNotWrittenOfNothingOrOfTextsThatNobodyCouldRead) {

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "platform/base/limits.h"
-#include "tests/support/failing_allocation.h"
 
 namespace ksw::facts {
 namespace {
@@ -190,21 +189,6 @@ TEST(ARequirement, IsAsDeepAsItMayBeInEveryOperator) {
     }
     EXPECT_EQ(normal(normal(text)), normal(text));
     EXPECT_FALSE(isMet(text));
-}
-
-TEST(ARequirement, AnswersAnErrorWithoutMemory) {
-    const std::string text = "!(team \"a long enough value to be on the heap\" or identifier b) and anchor trusted";
-    ASSERT_TRUE(Requirement::parse(text).ok());
-    bool isDone = false;
-    for (std::size_t number = 0; !isDone; ++number) {
-        const test::FailingAllocation failing(number);
-        const auto requirement = Requirement::parse(text);
-        isDone = !failing.hasHappened();
-        ASSERT_EQ(requirement.ok(), isDone) << number;
-        if (!requirement) {
-            EXPECT_EQ(requirement.error().code(), static_cast<std::int64_t>(FormatError::LimitPassed));
-        }
-    }
 }
 
 TEST(AnAnchor, IsTrustedAlsoWhenItIsTheMakers) {

@@ -6,10 +6,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <thread>
 
 #include "platform/host/sys.h"
 #include "tests/support/signing_support.h"
@@ -184,58 +182,6 @@ TEST_F(ASignedFile, IsRefusedWhenAnotherFormIsClaimed) {
     directory = directoryOf("some code");
     EXPECT_EQ(statusOf(fileWith("file", "some more code", *encodeDirectory(directory), std::nullopt)),
               CodeStatus::CodeAltered);
-}
-
-TEST_F(ASignedFile, SwappedWhileItIsJudgedGivesTheFactsOfTheBytesThatWereHashed) {
-    const std::string first = signedFile("first", std::string(100'000, '1'), "com.example.first");
-    const std::string second = signedFile("second", std::string(100'000, '2'), "com.example.second");
-    const std::string path = files_.at("file");
-    std::filesystem::create_hard_link(first, path);
-    std::atomic<bool> isDone{false};
-    std::thread swapper([&] {
-        for (int swap = 0; swap < 10'000 / kSlowness; ++swap) {
-            std::filesystem::create_hard_link(swap % 2 == 0 ? second : first, files_.at("next"));
-            std::filesystem::rename(files_.at("next"), path);
-            // A file that already has the name stays, and so does its other name.
-            std::error_code ignored;
-            std::filesystem::remove(files_.at("next"), ignored);
-        }
-        isDone = true;
-    });
-    int judgedFiles = 0;
-    Verifier verifier;
-    while (!isDone || judgedFiles == 0) {
-        const Result<CodeFile> file = CodeFile::open(path);
-        ASSERT_TRUE(file.ok()) << file.error().description();
-        const auto facts = verifier.judge(*file);
-        ASSERT_TRUE(facts.ok()) << facts.error().description();
-        char byte = 0;
-        ASSERT_EQ(::pread(file->fd(), &byte, 1, 50'000), 1);
-        EXPECT_EQ((*facts)->identifier, byte == '1' ? "com.example.first" : "com.example.second");
-        ++judgedFiles;
-    }
-    swapper.join();
-}
-
-TEST_F(ASignedFile, RewrittenWhileItIsJudgedNeverGivesFactsOfOtherBytes) {
-    const std::string path = signedFile("file", std::string(300'000, '1'));
-    const UniqueFd out = *host::sys::open(path, O_WRONLY);
-    std::atomic<bool> isDone{false};
-    // From the second byte on no state of the file is the signed one.
-    ASSERT_EQ(::pwrite(out.get(), "2", 1, 299'999), 1);
-    std::thread writer([&] {
-        for (int turn = 0; turn < 10'000 / kSlowness; ++turn) {
-            const char byte = turn % 2 == 0 ? '2' : '1';
-            static_cast<void>(::pwrite(out.get(), &byte, 1, turn % 299'999));
-        }
-        isDone = true;
-    });
-    Verifier verifier;
-    while (!isDone) {
-        const Result<CodeFile> file = CodeFile::open(path);
-        EXPECT_FALSE(verifier.judge(*file).ok());
-    }
-    writer.join();
 }
 
 TEST_F(ASignedFile, CutShortWhileItIsJudgedIsAnError) {
