@@ -39,9 +39,15 @@ extendedKeyUsage = emailProtection
 extendedKeyUsage = anyExtendedKeyUsage
 [nothing]
 basicConstraints = CA:FALSE
+[unknown]
+extendedKeyUsage = codeSigning
+1.2.3.4 = critical,ASN1:NULL
 [encipherment]
 keyUsage = critical,keyEncipherment
 extendedKeyUsage = codeSigning
+[anything]
+commonName = supplied
+organizationName = optional
 )";
 
 std::vector<std::string> keyArguments(const std::string& algorithm) {
@@ -107,15 +113,11 @@ CertificateMaker::CertificateMaker() {
 
 Identity CertificateMaker::make(const std::string& name, const CertificateForm& form, const Identity* issuer) {
     Identity identity{folder_.at(name + ".key"), folder_.at(name + ".pem"), folder_.at(name + ".chain"), {}};
-    std::vector<std::string> arguments{"openssl", "req", "-x509", "-nodes", "-config", folder_.at("openssl.cnf")};
-    append(arguments, keyArguments(form.algorithm));
-    append(arguments, {"-keyout", identity.key, "-out", identity.certificate, "-" + form.digest, "-days",
-                       std::to_string(form.days), "-extensions", form.section, "-subj",
-                       "/CN=" + name + (form.organization.empty() ? "" : "/O=" + form.organization), "-utf8"});
-    if (issuer != nullptr) {
-        append(arguments, {"-CA", issuer->certificate, "-CAkey", issuer->key});
+    makeCertificate(identity, form, "/CN=" + name + (form.organization.empty() ? "" : "/O=" + form.organization),
+                    issuer);
+    if (!form.to.empty()) {
+        makeCertificateWithTimes(identity, form, issuer);
     }
-    EXPECT_EQ(run(arguments), 0) << name;
     Data chain = contentOf(identity.certificate);
     if (issuer != nullptr) {
         identity.above = issuer->chain;
@@ -124,6 +126,42 @@ Identity CertificateMaker::make(const std::string& name, const CertificateForm& 
     }
     writeContent(identity.chain, chain);
     return identity;
+}
+
+void CertificateMaker::makeCertificate(const Identity& identity, const CertificateForm& form,
+                                       const std::string& subject, const Identity* issuer) {
+    std::vector<std::string> arguments{"openssl", "req", "-x509", "-nodes", "-config", folder_.at("openssl.cnf")};
+    append(arguments, keyArguments(form.algorithm));
+    append(arguments, {"-keyout", identity.key, "-out", identity.certificate, "-" + form.digest, "-days",
+                       std::to_string(form.days), "-extensions", form.section, "-subj", subject, "-utf8"});
+    if (issuer != nullptr) {
+        append(arguments, {"-CA", issuer->certificate, "-CAkey", issuer->key});
+    }
+    EXPECT_EQ(run(arguments), 0) << subject;
+}
+
+/// Makes the certificate again, for the same key and subject: only `openssl ca` takes times that are not from now.
+void CertificateMaker::makeCertificateWithTimes(const Identity& identity, const CertificateForm& form,
+                                                const Identity* issuer) {
+    const std::string request = folder_.at("request");
+    const std::string database = folder_.writeFile("index", "");
+    const std::string configuration = folder_.writeFile(
+        "times.cnf", std::string(kConfiguration) +
+                         "[rules]\npolicy = anything\nunique_subject = no\nrand_serial = yes\ndatabase = " +
+                         database + "\nnew_certs_dir = " + folder_.path() + "\n");
+    ASSERT_EQ(run({"openssl", "x509", "-x509toreq", "-in", identity.certificate, "-signkey", identity.key, "-out",
+                   request}),
+              0);
+    std::vector<std::string> arguments{
+        "openssl",     "ca",       "-batch", "-config",   configuration, "-name",      "rules",
+        "-preserveDN", "-notext",  "-md",    form.digest, "-extensions", form.section, "-startdate",
+        form.from,     "-enddate", form.to,  "-in",       request,       "-out",       identity.certificate};
+    if (issuer != nullptr) {
+        append(arguments, {"-cert", issuer->certificate, "-keyfile", issuer->key});
+    } else {
+        append(arguments, {"-selfsign", "-keyfile", identity.key});
+    }
+    ASSERT_EQ(run(arguments), 0) << identity.certificate;
 }
 
 Identity CertificateMaker::root(const std::string& name, CertificateForm form) {
@@ -250,6 +288,13 @@ Result<std::shared_ptr<const CodeFacts>> SigningTest::judged(const std::string& 
 
 CodeStatus SigningTest::statusOf(const std::string& path) {
     return facts::statusOf(judged(path));
+}
+
+CodeStatus SigningTest::promptStatus(const std::string& path) {
+    const auto start = std::chrono::steady_clock::now();
+    const CodeStatus status = statusOf(path);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100) * kSlowness) << path;
+    return status;
 }
 
 }  // namespace ksw::facts

@@ -61,11 +61,14 @@ struct Identity {
 
 /// How a certificate is to be.
 struct CertificateForm {
-    std::string section = "signer";  ///< ca, signer, mail, everything, nothing, encipherment, shortCa, webCa
+    /// ca, signer, plain, mail, everything, nothing, encipherment, shortCa, webCa, unknown
+    std::string section = "signer";
     std::string organization = "Example Works";
     std::string algorithm = "P-256";  ///< P-256, P-224, P-384, P-521, ED25519, RSA:BITS
     std::string digest = "sha256";
     int days = 30;
+    std::string from = {};  ///< As openssl takes it ("20200101000000Z"); with `to`, in place of the days from now.
+    std::string to = {};
 };
 
 /// Makes certificates in a folder of its own.
@@ -83,6 +86,9 @@ public:
 
 private:
     Identity make(const std::string& name, const CertificateForm& form, const Identity* issuer);
+    void makeCertificate(const Identity& identity, const CertificateForm& form, const std::string& subject,
+                         const Identity* issuer);
+    void makeCertificateWithTimes(const Identity& identity, const CertificateForm& form, const Identity* issuer);
     test::TempFolder folder_;
 };
 
@@ -116,6 +122,8 @@ protected:
     /// What a verifier without memories says.
     static Result<std::shared_ptr<const CodeFacts>> judged(const std::string& path);
     static CodeStatus statusOf(const std::string& path);
+    /// The same, which must come at once.
+    static CodeStatus promptStatus(const std::string& path);
 
     test::HostRoot host_;
     test::TempFolder files_;

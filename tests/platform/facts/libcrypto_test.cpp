@@ -1,8 +1,11 @@
 #include "platform/facts/libcrypto.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include "platform/facts/launch_constraint.h"
 #include "platform/host/log_capture.h"
+#include "platform/host/peer_identity.h"
 #include "platform/host/sys.h"
 #include "tests/support/environment.h"
 #include "tests/support/signing_support.h"
@@ -28,6 +31,22 @@ TEST_F(AHostWithoutLibcrypto, HasNoSignedCodeAndSaysSoOnce) {
         errors[0].starts_with("No code counts as signed on this host: the host has no usable libcrypto: "
                               "libcrypto-that-is-not-there.so"))
         << errors[0];
+}
+
+TEST_F(AHostWithoutLibcrypto, StillReadsWhatNeedsNone) {
+    const std::string path = signedFile("file", "some code");
+    const ScopedLibCryptoName absent("libcrypto-that-is-not-there.so");
+    EXPECT_EQ(StaticCode::open(path)->claims()->identifier, "com.example.tool");
+    EXPECT_EQ(facts::statusOf(StaticCode::open(files_.at("nothing"))), CodeStatus::NotFound);
+    const Result<RunningCode> own = RunningCode::open(*host::auditTokenForPid(::getpid()));
+    EXPECT_EQ(own->path().value(), *host::sys::readLink("/proc/self/exe"));
+    EXPECT_EQ(facts::statusOf(own->facts()), CodeStatus::Unsigned);
+    const Result<Requirement> requirement = Requirement::parse("anchor trusted");
+    EXPECT_EQ(facts::statusOf(StaticCode::open(path)->checkValidity(Checks::Default, &*requirement)),
+              CodeStatus::Unsigned);
+    ConstraintFacts asked;
+    asked.team = "TEAM000001";
+    EXPECT_TRUE(encodedRequirement(asked).ok());
 }
 
 TEST_F(AHostWithoutLibcrypto, IsOneWhoseLibraryLacksFunctions) {

@@ -115,6 +115,58 @@ TEST_F(ARunningProgram, ThatHasEndedIsGone) {
     EXPECT_EQ(facts::statusOf(RunningCode::open(token, verifier)), CodeStatus::ProcessGone);
 }
 
+TEST_F(ARunningProgram, ThatHasEndedIsGoneBeforeAnyoneHasWaitedForIt) {
+    const std::string path = signedProgram("/bin/cat", "cat");
+    Program program({path});
+    program.tell("hello\n");
+    program.awaitAnswer();
+    const AuditToken token = program.token();
+    ASSERT_EQ(::kill(token.pid(), SIGKILL), 0);
+    siginfo_t info{};
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(token.pid()), &info, WEXITED | WNOWAIT), 0);
+    Verifier verifier;
+    EXPECT_EQ(facts::statusOf(RunningCode::open(token, verifier)), CodeStatus::ProcessGone);
+}
+
+TEST_F(ARunningProgram, ThatIsAScriptIsItsInterpreter) {
+    const std::string shell = signedProgram("/bin/sh", "sh", "com.example.shell");
+    const std::string script =
+        files_.writeFile("script", "#!" + shell + "\nread line; echo \"$line\"; read line\n");
+    ASSERT_EQ(::chmod(script.c_str(), 0755), 0);
+    const Status status = sign(script, request(&signer(), "com.example.script"));
+    ASSERT_TRUE(status.ok()) << status.error().description();
+    EXPECT_EQ((*judged(script))->identifier, "com.example.script");
+    const Cat running(script);
+    Verifier verifier;
+    EXPECT_EQ(identifierOf(RunningCode::open(running.program.token(), verifier)), "com.example.shell");
+}
+
+TEST_F(ARunningProgram, ThatKeepsBecomingAnotherHasTheFactsOfOneOfThem) {
+    const std::string one = signedProgram("/bin/sh", "one", "com.example.one");
+    const std::string other = signedProgram("/bin/sh", "other", "com.example.other");
+    const std::string turn = files_.writeFile("turn", R"(
+if [ "$1" = 400 ]; then echo ready; fi
+if [ "$1" = 0 ]; then read line; fi
+exec "$3" "$0" $(($1 - 1)) "$3" "$2"
+)");
+    const Program program({one, turn, "400", one, other});
+    program.awaitAnswer();
+    const AuditToken token = program.token();
+    Verifier verifier;
+    int answers = 0;
+    for (int question = 0; question < 400 / kSlowness; ++question) {
+        const Result<RunningCode> code = RunningCode::open(token, verifier);
+        const auto facts = code ? code->facts() : Result<std::shared_ptr<const CodeFacts>>(code.error());
+        if (facts) {
+            ++answers;
+            EXPECT_TRUE((*facts)->identifier == "com.example.one" || (*facts)->identifier == "com.example.other");
+        } else {
+            EXPECT_EQ(facts::statusOf(facts), CodeStatus::ProcessChanged) << facts.error().description();
+        }
+    }
+    EXPECT_GT(answers, 0);
+}
+
 TEST_F(ARunningProgram, IsToldFromAnotherWithItsNumber) {
     const ChildCat cat(signedProgram("/bin/cat", "cat"));
     AuditToken token = cat.token();

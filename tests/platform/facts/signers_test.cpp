@@ -1,12 +1,10 @@
-// Who may sign, and which messages are accepted.
-#include "platform/facts/cms.h"
+// Who may sign.
 #include "tests/support/signing_support.h"
 
 namespace ksw::facts {
 namespace {
 
 using ASigner = SigningTest;
-using AMessage = SigningTest;
 
 TEST_F(ASigner, IsTrustedThroughARootInTheTrustFolder) {
     const auto facts = judged(signedFile("file", "some code"));
@@ -126,6 +124,61 @@ TEST_F(ASigner, WhoseCertificateHasExpiredIsRefusedUnderAValidRoot) {
     EXPECT_TRUE(StaticCode::open(signedFile("file", "some code"), verifier)->facts().ok());
 }
 
+CertificateForm withTimes(const char* from, const char* to, const char* section = "signer") {
+    CertificateForm form;
+    form.section = section;
+    form.from = from;
+    form.to = to;
+    return form;
+}
+
+constexpr const char* kLongAgo = "20010101000000Z";
+constexpr const char* kNotLongAgo = "20200101000000Z";
+constexpr const char* kOneDay = "20900101000000Z";
+constexpr const char* kLater = "20910101000000Z";
+
+TEST_F(ASigner, HasACertificateThatIsValidNow) {
+    EXPECT_EQ(
+        statusOf(signedByOpenssl(certificates_.issue(trustedRoot(), "over", withTimes(kLongAgo, kNotLongAgo)))),
+        CodeStatus::Expired);
+    EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(trustedRoot(), "early", withTimes(kOneDay, kLater)))),
+              CodeStatus::NotYetValid);
+    EXPECT_EQ(
+        statusOf(signedByOpenssl(certificates_.issue(trustedRoot(), "valid", withTimes(kNotLongAgo, kOneDay)))),
+        CodeStatus{});
+}
+
+TEST_F(ASigner, HasAChainThatIsValidNow) {
+    const Identity over = certificates_.authority(trustedRoot(), "over", withTimes(kLongAgo, kNotLongAgo, "ca"));
+    EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(over, "below-over"))), CodeStatus::Expired);
+    const Identity early = certificates_.authority(trustedRoot(), "early", withTimes(kOneDay, kLater, "ca"));
+    EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(early, "below-early"))), CodeStatus::NotYetValid);
+    const Identity oldRoot = certificates_.root("old-root", withTimes(kLongAgo, kNotLongAgo, "ca"));
+    trust(oldRoot);
+    EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(oldRoot, "below-root"))), CodeStatus::Expired);
+    const Identity self = certificates_.root("self", withTimes(kLongAgo, kNotLongAgo, "plain"));
+    trust(self);
+    EXPECT_EQ(statusOf(signedByOpenssl(self)), CodeStatus::Expired);
+    const Identity maker = certificates_.root("maker", withTimes(kOneDay, kLater, "ca"));
+    trustAsMaker(maker);
+    EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(maker, "below-maker"))), CodeStatus::NotYetValid);
+}
+
+TEST_F(ASigner, HasNoCertificateWithACriticalExtensionThatNobodyKnows) {
+    CertificateForm form;
+    form.section = "unknown";
+    EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(trustedRoot(), "unknown", form))),
+              CodeStatus::ChainInvalid);
+}
+
+TEST_F(ASigner, IsNotTrustedByAnotherRootOfTheSameName) {
+    const Identity real = certificates_.root("twin");
+    trust(real);
+    EXPECT_TRUE(judged(signedByOpenssl(certificates_.issue(real, "leaf"))).ok());
+    const Identity twin = certificates_.root("twin");
+    EXPECT_FALSE(judged(signedByOpenssl(certificates_.issue(twin, "leaf"))).ok());
+}
+
 TEST_F(ASigner, HasAStrongKey) {
     for (const char* algorithm : {"P-256", "P-384", "P-521", "RSA:2048"}) {
         CertificateForm form;
@@ -172,6 +225,8 @@ TEST_F(ASigner, HasAStrongChain) {
     EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(authority, "leaf"))), CodeStatus::WeakAlgorithm);
     CertificateForm old;
     old.digest = "sha1";
+    const Identity oldAuthority = certificates_.authority(trustedRoot(), "old", old);
+    EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(oldAuthority, "below-old"))), CodeStatus::WeakAlgorithm);
     EXPECT_EQ(statusOf(signedByOpenssl(certificates_.issue(trustedRoot(), "sha1", old))),
               CodeStatus::WeakAlgorithm);
 }
@@ -217,101 +272,6 @@ TEST_F(ASigner, MayHaveANulInItsOrganization) {
     const auto facts = judged(signedByOpenssl(patched));
     ASSERT_TRUE(facts.ok()) << facts.error().description();
     EXPECT_EQ((*facts)->chain[0].organizations, std::vector<std::string>{std::string("A\0B", 3)});
-}
-
-TEST_F(AMessage, OfOpensslIsAccepted) {
-    EXPECT_TRUE(judged(signedByOpenssl(signer())).ok());
-    EXPECT_TRUE(judged(signedByOpenssl(signer(), {"-noattr"})).ok());
-    EXPECT_TRUE(judged(signedByOpenssl(signer(), {"-md", "sha384"})).ok());
-    EXPECT_TRUE(judged(signedByOpenssl(signer(), {"-md", "sha512"})).ok());
-}
-
-TEST_F(AMessage, OfOursIsAcceptedByOpenssl) {
-    const std::string path = signedFile("file", "some code");
-    const Result<CodeFile> file = CodeFile::open(path);
-    const Result<StoredSignature> signature = readSignature(*file, *file->stamp());
-    ASSERT_TRUE(signature.ok());
-    writeContent(files_.at("directory"), signature->directoryBytes);
-    writeContent(files_.at("message"), *signature->message);
-    std::vector<std::string> verify{"openssl",  "cms",
-                                    "-verify",  "-binary",
-                                    "-inform",  "DER",
-                                    "-in",      files_.at("message"),
-                                    "-content", files_.at("directory"),
-                                    "-CAfile",  trustedRoot().certificate,
-                                    "-purpose", "any"};
-    EXPECT_EQ(run(verify, files_.at("out")), 0);
-    EXPECT_EQ(contentOf(files_.at("out")), signature->directoryBytes);
-    Data altered = signature->directoryBytes;
-    altered.back() ^= 1;
-    writeContent(files_.at("directory"), altered);
-    EXPECT_NE(run(verify), 0);
-}
-
-TEST_F(AMessage, UsesNoDigestWeakerThanSha256) {
-    EXPECT_EQ(statusOf(signedByOpenssl(signer(), {"-md", "sha1"})), CodeStatus::WeakAlgorithm);
-    EXPECT_EQ(statusOf(signedByOpenssl(signer(), {"-md", "sha224"})), CodeStatus::WeakAlgorithm);
-}
-
-TEST_F(AMessage, HasOneSigner) {
-    const Identity other = certificates_.issue(trustedRoot(), "other");
-    EXPECT_EQ(statusOf(signedByOpenssl(signer(), {"-signer", other.certificate, "-inkey", other.key})),
-              CodeStatus::SignerCount);
-    const Data directory = *encodeDirectory(directoryOf("some code"));
-    const std::string none = certificates_.folder().at("none.p7");
-    ASSERT_EQ(
-        run({"openssl", "crl2pkcs7", "-nocrl", "-certfile", signer().certificate, "-outform", "DER", "-out", none}),
-        0);
-    EXPECT_EQ(statusOf(fileWith("none", "some code", directory, contentOf(none))), CodeStatus::SignerCount);
-}
-
-TEST_F(AMessage, IsRefusedWithTrailingBytes) {
-    const Data directory = *encodeDirectory(directoryOf("some code"));
-    Data message = certificates_.message(signer(), directory);
-    EXPECT_TRUE(judged(fileWith("file", "some code", directory, message)).ok());
-    message.push_back(0);
-    EXPECT_EQ(statusOf(fileWith("file", "some code", directory, message)), CodeStatus::MessageMalformed);
-    message.resize(message.size() - 2);
-    EXPECT_EQ(statusOf(fileWith("file", "some code", directory, message)), CodeStatus::MessageMalformed);
-    EXPECT_EQ(statusOf(fileWith("file", "some code", directory, Data())), CodeStatus::MessageMalformed);
-}
-
-TEST_F(AMessage, IsRefusedInAFormThatIsNotDer) {
-    EXPECT_EQ(statusOf(signedByOpenssl(signer(), {"-stream", "-nodetach"})), CodeStatus::MessageMalformed);
-    EXPECT_EQ(statusOf(signedByOpenssl(signer(), {"-nodetach"})), CodeStatus::MessageMalformed);
-}
-
-TEST_F(AMessage, BelongsToItsDirectory) {
-    const Data directory = *encodeDirectory(directoryOf("some code"));
-    CodeDirectory other = directoryOf("some code");
-    other.identifier = "com.example.other";
-    const Data message = certificates_.message(signer(), *encodeDirectory(other));
-    EXPECT_EQ(statusOf(fileWith("file", "some code", directory, message)), CodeStatus::SignatureWrong);
-}
-
-TEST_F(AMessage, HoldsItsSignersCertificate) {
-    EXPECT_EQ(statusOf(signedByOpenssl(signer(), {"-nocerts"})), CodeStatus::SignatureWrong);
-}
-
-TEST_F(AMessage, HoldsAtMostSixteenCertificates) {
-    std::string more;
-    for (int number = 0; number < 15; ++number) {
-        more += textOf(contentOf(certificates_.root("extra" + std::to_string(number)).certificate));
-    }
-    const std::string file = certificates_.folder().writeFile("more.pem", more);
-    EXPECT_TRUE(judged(signedByOpenssl(signer(), {"-certfile", file})).ok());
-    const std::string one = textOf(contentOf(certificates_.root("extra").certificate));
-    certificates_.folder().writeFile("more.pem", more + one);
-    EXPECT_EQ(statusOf(signedByOpenssl(signer(), {"-certfile", file})), CodeStatus::TooManyCertificates);
-}
-
-TEST_F(AMessage, IsAtMostAMebibyte) {
-    const Data directory = *encodeDirectory(directoryOf("some code"));
-    Data message(limits::kSignatureMessageMax, 0);
-    EXPECT_EQ(statusOf(fileWith("file", "some code", directory, message)), CodeStatus::MessageMalformed);
-    message.push_back(0);
-    EXPECT_EQ(encodeSignature(CodeKind::Other, {directory, message}).error().code(),
-              static_cast<std::int64_t>(FormatError::LimitPassed));
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 
 #include "platform/host/sys.h"
@@ -18,16 +17,6 @@ namespace {
 using StaticCodeAt = SigningTest;
 using ASignedFile = SigningTest;
 using ABundle = SigningTest;
-
-/// The status at a path, which must come at once.
-CodeStatus promptStatus(const std::string& path) {
-    const auto start = std::chrono::steady_clock::now();
-    Verifier verifier;
-    const Result<StaticCode> code = StaticCode::open(path, verifier);
-    const CodeStatus status = code ? statusOf(code->facts()) : statusOf(code);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100) * kSlowness) << path;
-    return status;
-}
 
 TEST_F(StaticCodeAt, APathOfAnUnsignedFileIsUnsigned) {
     EXPECT_EQ(promptStatus(files_.writeFile("file", "some code")), CodeStatus::Unsigned);
