@@ -117,7 +117,7 @@ TEST_F(ARunningProgram, ThatHasEndedIsGone) {
 
 TEST_F(ARunningProgram, ThatHasEndedIsGoneBeforeAnyoneHasWaitedForIt) {
     const std::string path = signedProgram("/bin/cat", "cat");
-    Program program({path});
+    ChildProgram program({path});
     program.tell("hello\n");
     program.awaitAnswer();
     const AuditToken token = program.token();
@@ -136,9 +136,9 @@ TEST_F(ARunningProgram, ThatIsAScriptIsItsInterpreter) {
     const Status status = sign(script, request(&signer(), "com.example.script"));
     ASSERT_TRUE(status.ok()) << status.error().description();
     EXPECT_EQ((*judged(script))->identifier, "com.example.script");
-    const Cat running(script);
+    const ChildCat running(script);
     Verifier verifier;
-    EXPECT_EQ(identifierOf(RunningCode::open(running.program.token(), verifier)), "com.example.shell");
+    EXPECT_EQ(identifierOf(RunningCode::open(running.token(), verifier)), "com.example.shell");
 }
 
 TEST_F(ARunningProgram, ThatKeepsBecomingAnotherHasTheFactsOfOneOfThem) {
@@ -149,7 +149,7 @@ if [ "$1" = 400 ]; then echo ready; fi
 if [ "$1" = 0 ]; then read line; fi
 exec "$3" "$0" $(($1 - 1)) "$3" "$2"
 )");
-    const Program program({one, turn, "400", one, other});
+    const ChildProgram program({one, turn, "400", one, other});
     program.awaitAnswer();
     const AuditToken token = program.token();
     Verifier verifier;

@@ -8,8 +8,8 @@
 #include "platform/facts/launch_constraint.h"
 #include "platform/facts/requirement.h"
 #include "platform/host/peer_identity.h"
-#include "tests/support/signing_support.h"
 #include "tests/support/failing_allocation.h"
+#include "tests/support/signing_support.h"
 
 namespace ksw::facts {
 namespace {
