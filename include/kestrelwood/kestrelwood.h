@@ -2,6 +2,7 @@
 #pragma once
 
 #include <kestrelwood/KSWAdditions.h>
+#include <kestrelwood/KSWApplications.h>
 #include <kestrelwood/KSWAttributions.h>
 #include <kestrelwood/KSWBackgroundItem.h>
 #include <kestrelwood/KSWCodeSignInfo.h>

@@ -86,6 +86,14 @@ inline constexpr std::size_t kBookmarkMax = kFieldMax;
 inline constexpr std::size_t kBookmarkPathMax = 4'095;
 /// Directory entries read while looking for a file that moved.
 inline constexpr std::size_t kBookmarkSearchEntriesMax = 4'096;
+/// A folder of applications, with the folders in it: how deep an application may lie, directory entries read,
+/// applications, and bytes of their information property lists.
+inline constexpr std::size_t kApplicationDepthMax = 3;
+inline constexpr std::size_t kApplicationEntriesMax = 65'536;
+inline constexpr std::size_t kApplicationsMax = 2'048;
+inline constexpr std::size_t kApplicationBytesMax = 16 * kMiB;
+/// Users whose own applications are kept in memory.
+inline constexpr std::size_t kApplicationUsersMax = 256;
 
 // Code signatures, in bytes unless said otherwise.
 /// The message with the signer's certificates, and how many of those there may be.

@@ -26,6 +26,8 @@ Result<UniqueFd> openFolder(int folder, const std::string& name) {
     return opened ? std::move(opened) : Result<UniqueFd>(badBundle(opened.error()));
 }
 
+}  // namespace
+
 Result<Data> readInformation(const CodeFile& file) {
     const Result<FileStamp> stamp = file.stamp();
     if (!stamp) {
@@ -41,7 +43,6 @@ Result<Data> readInformation(const CodeFile& file) {
     return content;
 }
 
-/// The name by which the list calls the main executable, else the bundle's own; empty when it is no plain name.
 std::string executableName(const std::string& path, const Dictionary& information) {
     std::string_view bundle = path;
     while (bundle.ends_with('/')) {
@@ -57,8 +58,6 @@ std::string executableName(const std::string& path, const Dictionary& informatio
         name.find_first_of(std::string_view("/\0", 2)) == std::string::npos && name != "." && name != "..";
     return isPlain ? name : std::string();
 }
-
-}  // namespace
 
 bool isBundle(const std::string& path) {
     // Most paths are told by their ends alone.

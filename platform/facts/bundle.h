@@ -20,6 +20,14 @@ struct BundleFiles {
 /// Whether the path leads to a directory whose name ends in ".app".
 bool isBundle(const std::string& path);
 
+/// The content of a bundle's information property list. Error: `BadBundle` when it is larger than
+/// limits::kPropertyListFileMax, else why it cannot be read.
+Result<Data> readInformation(const CodeFile& file);
+
+/// The name of the main executable of the bundle at `path`: what its information property list says, else the
+/// bundle's own. Empty when that is no plain name.
+std::string executableName(const std::string& path, const Dictionary& information);
+
 /// Error: `BadBundle` when a part is not there or the list cannot be read, else why a file cannot be.
 Result<BundleFiles> openBundle(const std::string& path);
 

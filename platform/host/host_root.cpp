@@ -22,6 +22,7 @@ std::string joined(std::string folder, std::string_view name) {
     return folder;
 }
 
+/// Everything is below the empty folder.
 bool isBelow(std::string_view path, std::string_view folder) {
     return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
@@ -43,6 +44,11 @@ std::string hostRoot() {
 
 std::string hostPath(std::string_view path) {
     return hostRoot().append(path);
+}
+
+std::string hostPathOfNamed(std::string_view path) {
+    std::string root = hostRoot();
+    return isBelow(path, root) ? std::string(path) : root.append(path);
 }
 
 Uid hostRootOwner() {
@@ -71,9 +77,7 @@ std::string sessionRunFolder() {
     if (!given || !given->starts_with('/')) {
         return userRunFolder(::geteuid());
     }
-    const std::string root = hostRoot();
-    // A session inside the host root may name its folder by the path that the outside sees.
-    return joined(isBelow(*given, root) ? *given : root + *given, kRunFolderName);
+    return joined(hostPathOfNamed(*given), kRunFolderName);
 }
 
 std::string userRunFolder(Uid uid) {

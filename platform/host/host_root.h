@@ -16,6 +16,10 @@ std::string hostRoot();
 /// Where `path`, an absolute path of the host, is found.
 std::string hostPath(std::string_view path);
 
+/// The same of a path that somebody who may be inside the host root has named, in the environment or in the
+/// database of users: one that lies below the host root already stays as it is.
+std::string hostPathOfNamed(std::string_view path);
+
 /// The user that the system's services run as: root, or with a host root its owner. `kNoUser` when the host root
 /// cannot be examined, so that nobody passes for it.
 Uid hostRootOwner();

@@ -122,14 +122,15 @@ Result<UniqueFd> openByHandle(int folder, int type, Bytes handle) {
 
 Result<FolderEntries> FolderEntries::open(const std::string& folder, int flags) {
     Result<UniqueFd> fd = sys::open(folder, O_RDONLY | O_DIRECTORY | O_NONBLOCK | flags);
-    if (!fd) {
-        return fd.error();
-    }
-    std::unique_ptr<DIR, Closer> stream(::fdopendir(fd->get()));
+    return fd ? adopt(std::move(*fd), folder) : Result<FolderEntries>(fd.error());
+}
+
+Result<FolderEntries> FolderEntries::adopt(UniqueFd fd, const std::string& folder) {
+    std::unique_ptr<DIR, Closer> stream(::fdopendir(fd.get()));
     if (stream == nullptr) {
         return callError(errno, "fdopendir", folder);
     }
-    static_cast<void>(fd->release());
+    static_cast<void>(fd.release());
     return FolderEntries(folder, std::move(stream));
 }
 

@@ -62,6 +62,8 @@ class FolderEntries {
 public:
     /// `flags` besides those that open a folder for reading: O_NOFOLLOW.
     static Result<FolderEntries> open(const std::string& folder, int flags = 0);
+    /// Of a folder that is open for reading already; `folder` is what errors call it.
+    static Result<FolderEntries> adopt(UniqueFd fd, const std::string& folder);
 
     /// The next name, without "." and ".."; absent at the end.
     Result<std::optional<std::string>> next();

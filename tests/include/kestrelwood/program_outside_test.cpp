@@ -76,6 +76,20 @@ TEST_F(AProgramOutside, AsksWhoOwnsTheConsoleAndTellsUsersServicesOfParentApplic
     RegisterParentApps("/Applications/Ledger.app", 501);
 }
 
+TEST_F(AProgramOutside, FindsTheApplicationsOfItsHost) {
+    std::filesystem::create_directories(root_ / "opt/Tool.app/Contents");
+    std::ofstream(root_ / "opt/Tool.app/Contents/Info.plist")
+        << "<plist><dict><key>QCBundleIdentifier</key><string>com.example.tool</string></dict></plist>";
+    const auto all = ksw::applications(ksw::kEveryUser);
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0].identifier(), "com.example.tool");
+    EXPECT_EQ(all[0].url().path(), (root_ / "opt/Tool.app").native());
+    EXPECT_EQ(all[0].localizedName(), "Tool");
+    EXPECT_EQ(all[0].team(), std::nullopt);
+    EXPECT_TRUE(all[0].isPlaceholder());
+    EXPECT_FALSE(ksw::applicationWithIdentifier("com.example.tool", ksw::kEveryUser));
+}
+
 TEST_F(AProgramOutside, HasTheAttributionTablesOfItsHost) {
     const auto write = [&](const std::string& path, std::string_view text) {
         std::filesystem::create_directories((root_ / path).parent_path());
