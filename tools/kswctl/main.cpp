@@ -38,6 +38,8 @@ ExitStatus run(const Options& options) {
             return watchItems(options);
         case Verb::Facts:
             return showFacts(options);
+        case Verb::Apps:
+            return listApplications(options);
     }
     return ExitStatus::Failed;
 }

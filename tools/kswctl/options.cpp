@@ -37,6 +37,11 @@ constexpr const char* kFactsNote =
     "interpreter. Code that nobody whom this host trusts has signed has \"status\" and \"statusText\", and no "
     "facts.\n\n";
 
+constexpr const char* kAppsNote =
+    "They lie in /Applications, /opt, /usr/local/Applications and the user's ~/Applications; no daemon is asked. "
+    "A\n"
+    "placeholder is not there wholly.\n\n";
+
 std::optional<ksw::Uid> uidFromText(std::string_view text) {
     if (text == "system") {
         return ksw::kEveryUser;
@@ -79,6 +84,7 @@ constexpr VerbRow kVerbs[] = {
     {Verb::Register, "register", "Register a job", Takes::JobAndRoad},
     {Verb::Unregister, "unregister", "Withdraw a job's registration", Takes::Job},
     {Verb::MayLoad, "may-load", "Ask whether a job may load", Takes::JobAndRoad},
+    {Verb::Apps, "apps", "List the applications that a user has", Takes::User, kAppsNote},
     {Verb::Status, "status", "Show whether the daemon answers, and its counters", Takes::Nothing},
 };
 

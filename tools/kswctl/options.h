@@ -32,6 +32,7 @@ enum class Verb {
     Unhide,
     Watch,
     Facts,
+    Apps,
 };
 
 /// Which service of the daemon is asked.

@@ -24,4 +24,7 @@ ExitStatus watchItems(const Options& options);
 /// What is known of code by its signature. Asks no daemon.
 ExitStatus showFacts(const Options& options);
 
+/// Asks the host's folders and no daemon.
+ExitStatus listApplications(const Options& options);
+
 }  // namespace tools::kswctl
