@@ -71,11 +71,8 @@ void AsyncQueue::run() {
     std::unique_lock lock(mutex_);
     while (true) {
         changed_.wait(lock, [this] { return first_ != nullptr || needsReader_ || isStopping_; });
-        if (Call* call = takeFirst()) {
-            lock.unlock();
-            call->handler(bodyOf(*call));
-            pool_->release(call);
-            lock.lock();
+        if (first_ != nullptr) {
+            runFirst(lock);
         } else if (isStopping_) {
             return;
         } else {
@@ -84,13 +81,21 @@ void AsyncQueue::run() {
     }
 }
 
-Call* AsyncQueue::takeFirst() {
-    Call* call = first_;
-    if (call != nullptr) {
-        first_ = call->next;
-        last_ = first_ == nullptr ? nullptr : last_;
+void AsyncQueue::runWaiting() {
+    std::unique_lock lock(mutex_);
+    while (first_ != nullptr) {
+        runFirst(lock);
     }
-    return call;
+}
+
+void AsyncQueue::runFirst(std::unique_lock<std::mutex>& lock) {
+    BorrowedCall call(first_, {pool_.get()});
+    first_ = call->next;
+    last_ = first_ == nullptr ? nullptr : last_;
+    lock.unlock();
+    call->handler(bodyOf(*call));
+    call.reset();  // and its handler, which may own anything
+    lock.lock();
 }
 
 void AsyncQueue::readLinks(std::unique_lock<std::mutex>& lock) {

@@ -13,7 +13,8 @@
 namespace ksw::ipc {
 
 /// Runs the handlers of calls that are over, one at a time and in that order, and reads for asynchronous calls when
-/// no caller does. Any thread; the thread itself starts with `start`.
+/// no caller does. Any thread; the thread itself starts with `start`. Where it is never started somebody else
+/// reads, and runs the handlers with `runWaiting`.
 class AsyncQueue final : public AsyncSink, public std::enable_shared_from_this<AsyncQueue> {
 public:
     /// Calls whose handlers have run go back to `pool`.
@@ -23,6 +24,9 @@ public:
     bool start();
     /// Ends the thread after the handlers that wait. Waits for it, unless it is the calling thread.
     void stop();
+    /// Without the thread: runs the handlers of the calls that are over, on the calling one. One at a time calls
+    /// it.
+    void runWaiting();
     /// One more link to read from when nobody else does, until it has ended.
     void addLink(std::shared_ptr<Link> link);
 
@@ -31,7 +35,7 @@ public:
 
 private:
     void run();
-    Call* takeFirst();
+    void runFirst(std::unique_lock<std::mutex>& lock);
     void readLinks(std::unique_lock<std::mutex>& lock);
 
     const std::shared_ptr<CallPool> pool_;

@@ -48,6 +48,11 @@ struct Connection::State {
     /// Sends an encoded call, dialling first where that is due. The link to wait on.
     Result<std::shared_ptr<Link>> send(Call& call);
     Status dialLink();
+    std::shared_ptr<Link> currentLink() {
+        const std::lock_guard lock(sending);
+        return link;
+    }
+    bool hasQueue() { return connection.options_.handlers == Handlers::OnCallers || queue->start(); }
     bool mayDial() const {
         return !hasEnded && (!wasReached || connection.options_.redial == Redial::AfterInterruption);
     }
@@ -140,10 +145,32 @@ Connection::~Connection() {
     const std::unique_ptr<State> owner(state);
     state->end();
     state->queue->stop();
+    runHandlersOf(*state);
 }
 
 void Connection::end() {
     current().end();
+}
+
+int Connection::answersFd() {
+    const std::shared_ptr<Link> link = current().currentLink();
+    return link == nullptr ? -1 : link->fd();
+}
+
+void Connection::readAnswers() {
+    if (const std::shared_ptr<Link> link = current().currentLink()) {
+        link->readForAsync();
+    }
+}
+
+void Connection::runHandlers() {
+    runHandlersOf(current());
+}
+
+void Connection::runHandlersOf(State& state) const {
+    if (options_.handlers == Handlers::OnCallers) {
+        state.queue->runWaiting();
+    }
 }
 
 const std::string& Connection::serviceName() const {
@@ -190,7 +217,7 @@ Status Connection::exchange(const Outgoing& request, const Expected& expected) t
 void Connection::post(const Outgoing& request, BodyHandler handler) {
     State& state = current();
     BorrowedCall call(state.pool->borrow(), {state.pool.get()});
-    if (call == nullptr || !state.queue->start()) {
+    if (call == nullptr || !state.hasQueue()) {
         handler(Error(ConnectionError::Unreachable, "no memory or no thread for an asynchronous request"));
         return;
     }

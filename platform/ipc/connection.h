@@ -32,10 +32,17 @@ enum class Redial : std::uint8_t {
     AfterInterruption,  ///< The next request dials again.
 };
 
+/// Where the handlers of asynchronous requests run.
+enum class Handlers : std::uint8_t {
+    OnOwnThread,  ///< On a thread of the connection's, which starts with the first asynchronous request.
+    OnCallers,    ///< On the thread that calls `runHandlers`, and nowhere else; that thread reads for them too.
+};
+
 struct ConnectionOptions {
     Domain domain = Domain::Session;
     std::optional<Uid> targetUid{};  ///< Whose session; absent: the caller's own. Not for the system domain.
     Redial redial = Redial::UntilReached;
+    Handlers handlers = Handlers::OnOwnThread;
 };
 
 /// The options of the management daemon's connections: system domain, a restarted daemon is found again.
@@ -86,7 +93,7 @@ public:
     /// Sends one request and returns. `handler` runs exactly once, with what `call` would have returned, on the
     /// connection's own thread, one handler at a time, in the order in which the replies arrive. (When that thread
     /// cannot be started, it runs on the caller's before this returns.) It may use the connection. It must not
-    /// throw.
+    /// throw. With Handlers::OnCallers it runs in `runHandlers`, or in the destructor.
     template <class... R, class... A>
     void callAsync(const Method<Reply<R...>(A...)>& method,
                    std::type_identity_t<std::function<void(Result<std::tuple<R...>>)>> handler,
@@ -109,6 +116,17 @@ public:
                  }
              });
     }
+
+    // With Handlers::OnCallers; for one thread, which waits for the answers of asynchronous requests beside other
+    // things and needs no second thread that would wake it.
+
+    /// What is readable when answers may have come; -1 before the first request has reached a server. Good until
+    /// the next request.
+    int answersFd();
+    /// Reads once for asynchronous requests; blocks until something comes, if one is in flight. Runs no handler.
+    void readAnswers();
+    /// Runs the handlers of asynchronous requests that are over, whoever has read their answers.
+    void runHandlers();
 
 private:
     struct State;
@@ -136,6 +154,7 @@ private:
     void post(const Outgoing& request, BodyHandler handler);
     static Status decodeReply(Bytes body, const Expected& expected);
     State& current();
+    void runHandlersOf(State& state) const;
 
     // Constant after construction.
     const std::string serviceName_;

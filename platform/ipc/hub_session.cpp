@@ -52,9 +52,9 @@ void Bell::silence() {
     (void)host::sys::drainEvent(fd_.get());
 }
 
-HubSession::HubSession(Domain domain, std::shared_ptr<Bell> bell)
-    : bell_(std::move(bell)),
-      connection_(kNotifyService, {domain, std::nullopt, Redial::UntilReached}, notifyInterface()) {}
+HubSession::HubSession(Domain domain)
+    : connection_(kNotifyService, {domain, std::nullopt, Redial::UntilReached, Handlers::OnCallers},
+                  notifyInterface()) {}
 
 HubSession::Standing HubSession::standing(const std::string& name) {
     const std::lock_guard lock(mutex_);
@@ -82,21 +82,17 @@ Status HubSession::observe(const std::string& name) {
 void HubSession::askNext() {
     using Reply = Result<std::tuple<std::optional<std::string>, std::optional<Dictionary>>>;
     connection_.callAsync(kNextNotification, [this](Reply reply) {
-        {
-            const std::lock_guard lock(mutex_);
-            if (reply) {
-                auto& [name, userInfo] = *reply;
-                next_ = Notification{std::move(name).value_or(std::string()), std::move(userInfo)};
-            } else {
-                next_ = reply.error();
-            }
+        if (reply) {
+            auto& [name, userInfo] = *reply;
+            next_ = Notification{std::move(name).value_or(std::string()), std::move(userInfo)};
+        } else {
+            next_ = reply.error();
         }
-        bell_->ring();
     });
 }
 
 std::optional<Result<Notification>> HubSession::takeNext() {
-    const std::lock_guard lock(mutex_);
+    connection_.runHandlers();
     return std::exchange(next_, std::nullopt);
 }
 

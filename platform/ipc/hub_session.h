@@ -31,12 +31,13 @@ private:
 };
 
 /// Never dials twice: a later hub is a later session, so that no name is taken for observed that another hub was
-/// told. Any thread may call `standing` and `end`; the rest is for one thread. No call blocks for longer than the
-/// hub takes for a request, or until another thread calls `end`.
+/// told. Any thread may call `standing` and `end`; the rest is for one thread, which waits for the session's
+/// descriptor beside its own. No call blocks for longer than the hub takes for a request, or until another thread
+/// calls `end`.
 class HubSession {
 public:
-    /// Nothing is dialled yet. `bell` rings when there is something to take.
-    HubSession(Domain domain, std::shared_ptr<Bell> bell);
+    /// Nothing is dialled yet.
+    explicit HubSession(Domain domain);
 
     /// What the hub makes of a name.
     enum class Standing : std::uint8_t {
@@ -50,17 +51,20 @@ public:
     Status observe(const std::string& name);
     /// Asks for the next notification; again when one was taken.
     void askNext();
-    /// The notification that was asked for, or why none will come any more; absent while neither is known.
+    /// What is readable when something has come, or the hub has gone; -1 before the first name was told.
+    int fd() { return connection_.answersFd(); }
+    /// Reads what has come; blocks until something has.
+    void read() { connection_.readAnswers(); }
+    /// The notification that was asked for, or why none will come any more; absent while neither has been read.
     std::optional<Result<Notification>> takeNext();
     /// Ends the session; calls that block return.
     void end() { connection_.end(); }
 
 private:
-    const std::shared_ptr<Bell> bell_;
-    std::mutex mutex_;  // guards both below
+    std::mutex mutex_;  // guards told_
     std::map<std::string, Standing> told_;
-    std::optional<Result<Notification>> next_;
-    Connection connection_;  // last: its handlers use the rest
+    std::optional<Result<Notification>> next_;  // the one thread's
+    Connection connection_;                     // last: its handlers use the rest
 };
 
 }  // namespace ksw::ipc

@@ -37,6 +37,8 @@ public:
         return endError_.has_value();
     }
     std::size_t requestMax() const { return requestMax_; }
+    /// What is readable when something has come, or the link has ended.
+    int fd() const { return stream_.fd(); }
 
     /// What became of a sending.
     enum class Sent : std::uint8_t {

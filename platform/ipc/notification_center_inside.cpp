@@ -152,7 +152,7 @@ std::shared_ptr<HubSession> NotificationCenter::Inside::newSession() {
     const Lock lock(mutex_);
     isWanted_ = false;
     if (!isStopping_ && !entries_.empty()) {
-        session_ = std::make_shared<HubSession>(domain_, bell_);
+        session_ = std::make_shared<HubSession>(domain_);
     }
     return session_;
 }
@@ -185,7 +185,7 @@ void NotificationCenter::Inside::serve(HubSession& session) {
     do {
         // What a name may have missed is told before anything that has come since.
         tellMissed(session);
-        if (const std::optional<Result<Notification>> next = session.takeNext()) {
+        while (const std::optional<Result<Notification>> next = session.takeNext()) {
             if (!*next) {
                 complain(next->error());
                 return;
@@ -194,7 +194,7 @@ void NotificationCenter::Inside::serve(HubSession& session) {
             deliver(**next);
             session.askNext();
         }
-        awaitBell();
+        awaitNews(session);
         tellHeld();
     } while (!isStopping() && tellNames(session));
 }
@@ -233,6 +233,18 @@ void NotificationCenter::Inside::awaitHub() {
         if (isDue()) {
             return;
         }
+    }
+}
+
+/// Waits for the bell or the hub, and reads what the hub has sent.
+void NotificationCenter::Inside::awaitNews(HubSession& session) {
+    pollfd waits[] = {{bell_->fd(), POLLIN, 0}, {session.fd(), POLLIN, 0}};
+    (void)host::sys::poll(waits, std::nullopt);
+    if (waits[0].revents != 0) {
+        bell_->silence();
+    }
+    if (waits[1].revents != 0) {
+        session.read();
     }
 }
 

@@ -64,6 +64,7 @@ private:
     std::optional<std::string> firstUntold(HubSession& session);
     void serve(HubSession& session);
     void lose() noexcept;
+    void awaitNews(HubSession& session);
     void awaitHub();
     void awaitBell(host::sys::Timeout timeout = std::nullopt);
     void complain(const Error& error);

@@ -42,7 +42,9 @@ public:
     /// One connection; the connection keeps it.
     class Observer {
     public:
-        explicit Observer(std::shared_ptr<Inside> hub) : hub_(std::move(hub)) { hub_->enter(*this); }
+        Observer(std::shared_ptr<Inside> hub, pid_t process) : hub_(std::move(hub)), process_(process) {
+            hub_->enter(*this);
+        }
         /// What it still waits for is answered, in vain, after it has left: no lock is held then.
         ~Observer() { hub_->leave(*this); }
         Observer(const Observer&) = delete;
@@ -51,6 +53,7 @@ public:
     private:
         friend class Inside;
         const std::shared_ptr<Inside> hub_;
+        const pid_t process_;
         // Guarded by the hub.
         /// What is told of each name when there is no memory to say more.
         std::vector<Shared> names_;
@@ -62,7 +65,7 @@ public:
     void observe(Observer& observer, Responder<>& responder, const std::optional<std::string>& name);
     void next(Observer& observer, NextResponder responder);
     void postFromOutside(PostResponder& responder, const Notification& notification);
-    void post(const std::string& name, const Shared& notification);
+    void post(const std::string& name, const Shared& notification, pid_t cause);
     std::size_t observers() const {
         const std::lock_guard lock(mutex_);
         return observers_.size();
@@ -93,7 +96,8 @@ private:
     bool mayPost(Uid uid) const { return uid != kNoUser && (uid == 0 || uid == owner_ || uid == sessionUser_); }
     static const Shared* find(const std::vector<Shared>& list, const std::string& name);
     bool enter(Observer& observer, const std::string& name);
-    void collectDue(const std::string& name, const Shared& notification);
+    void collectDue(const std::string& name, const Shared& notification, pid_t cause);
+    void collectDueOf(Observer& observer, const std::string& name, const Shared& notification, Merged& merged);
     void holdFor(Observer& observer, const Shared& plain, const Shared& notification, Merged& merged) const;
 
     // Constant after construction.
@@ -172,34 +176,43 @@ void NotificationHub::Inside::postFromOutside(PostResponder& responder, const No
         responder.refuse(Refusal::ArgumentsInvalid, status.error().localizedDescription());
         return;
     }
-    post(notification.name, std::make_shared<const Notification>(notification));
+    post(notification.name, std::make_shared<const Notification>(notification), responder.peer().pid());
     responder.answer(KSWErrorNone);
 }
 
-void NotificationHub::Inside::post(const std::string& name, const Shared& notification) {
+void NotificationHub::Inside::post(const std::string& name, const Shared& notification, pid_t cause) {
     const std::lock_guard posting(posting_);
-    collectDue(name, notification);
+    collectDue(name, notification, cause);
     for (Due& due : due_) {
         tell(due.responder, *due.notification);
     }
     due_.clear();
 }
 
-void NotificationHub::Inside::collectDue(const std::string& name, const Shared& notification) {
+void NotificationHub::Inside::collectDue(const std::string& name, const Shared& notification, pid_t cause) {
     Merged merged;
     const std::lock_guard lock(mutex_);
-    for (Observer* observer : observers_) {
-        const Shared* plain = find(observer->names_, name);
-        if (plain == nullptr) {
-            continue;
+    for (const bool isCause : {false, true}) {
+        for (Observer* observer : observers_) {
+            if ((observer->process_ == cause) == isCause) {
+                collectDueOf(*observer, name, notification, merged);
+            }
         }
-        const Shared& told = notification == nullptr ? *plain : notification;
-        if (observer->waiting_) {
-            due_.push_back({std::move(*observer->waiting_), told});
-            observer->waiting_.reset();
-        } else {
-            holdFor(*observer, *plain, told, merged);
-        }
+    }
+}
+
+void NotificationHub::Inside::collectDueOf(Observer& observer, const std::string& name, const Shared& notification,
+                                           Merged& merged) {
+    const Shared* plain = find(observer.names_, name);
+    if (plain == nullptr) {
+        return;
+    }
+    const Shared& told = notification == nullptr ? *plain : notification;
+    if (observer.waiting_) {
+        due_.push_back({std::move(*observer.waiting_), told});
+        observer.waiting_.reset();
+    } else {
+        holdFor(observer, *plain, told, merged);
     }
 }
 
@@ -232,7 +245,8 @@ NotificationHub::~NotificationHub() = default;
 
 Dispatcher NotificationHub::service() {
     const auto observerOf = [hub = inside_](const RequestContext& context) -> Inside::Observer& {
-        return context.keep<Inside::Observer>([&] { return std::make_shared<Inside::Observer>(hub); });
+        return context.keep<Inside::Observer>(
+            [&] { return std::make_shared<Inside::Observer>(hub, context.peer.pid()); });
     };
     Dispatcher dispatcher;
     dispatcher.on(kObserveNotification,
@@ -252,15 +266,15 @@ Dispatcher NotificationHub::service() {
     return dispatcher;
 }
 
-void NotificationHub::post(const Notification& notification) try {
+void NotificationHub::post(const Notification& notification, pid_t cause) try {
     if (Status status = checkNotification(notification); !status) {
         mainLog.error("notification \"%{public}@\" dropped: %{public}@", notification.name,
                       status.error().localizedDescription());
         return;
     }
-    inside_->post(notification.name, std::make_shared<const Notification>(notification));
+    inside_->post(notification.name, std::make_shared<const Notification>(notification), cause);
 } catch (const std::bad_alloc&) {
-    inside_->post(notification.name, nullptr);
+    inside_->post(notification.name, nullptr, cause);
 }
 
 std::size_t NotificationHub::observers() const {

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <memory>
 
+#include <sys/types.h>
+
 #include "platform/ipc/connection.h"
 #include "platform/ipc/dispatcher.h"
 #include "platform/ipc/notifications.h"
@@ -28,7 +30,8 @@ public:
     /// Posts in the name of this process. One that is larger than limits::kNotificationMax, or has no name, is
     /// dropped with a line in the log. Where there is no memory for it, or for making it one with an older one,
     /// observers are told the name without user information: that anything may have happened.
-    void post(const Notification& notification);
+    /// `cause`: the process that made what is told; it knows already, and is told after all others. 0: none did.
+    void post(const Notification& notification, pid_t cause = 0);
 
     /// Connections that observe something or wait for it now.
     std::size_t observers() const;

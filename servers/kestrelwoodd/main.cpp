@@ -56,8 +56,8 @@ Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder
 }
 
 Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::NotificationHub& hub) {
-    const daemon::Announce announce = [&hub](const protocol::UserDataChange& change) {
-        hub.post(protocol::notificationOf(change));
+    const daemon::Announce announce = [&hub](const protocol::UserDataChange& change, pid_t cause) {
+        hub.post(protocol::notificationOf(change), cause);
     };
     struct Service {
         std::string_view name;

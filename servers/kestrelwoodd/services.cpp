@@ -55,7 +55,7 @@ void serve(Dispatcher& dispatcher, Operations& operations, const Announce& annou
         const Answer answer = perform(operations, operation, rule, caller, arguments...);
         reply(responder, answer);
         for (const protocol::UserDataChange& change : answer.changes) {
-            announce(change);
+            announce(change, context.peer.pid());
         }
     });
 }

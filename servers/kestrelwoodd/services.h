@@ -8,9 +8,9 @@
 
 namespace ksw::daemon {
 
-/// Tells whom it may concern that records have changed; called on the thread that has answered the change. Must not
-/// block or throw.
-using Announce = std::function<void(const protocol::UserDataChange& change)>;
+/// Tells whom it may concern that records have changed, and which process has changed them; called on the thread
+/// that has answered the change. Must not block or throw.
+using Announce = std::function<void(const protocol::UserDataChange& change, pid_t cause)>;
 
 /// What serves "com.velmont.kestrelwood". `operations` is borrowed and outlives the server.
 ipc::Dispatcher managerService(Operations& operations, const Announce& announce);

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <latch>
+#include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
+#include "platform/host/sys.h"
 #include "tests/platform/ipc/test_service.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/sys_faults.h"
@@ -12,6 +15,86 @@ namespace ksw::test {
 namespace {
 
 using Sum = Result<std::tuple<std::int64_t>>;
+
+/// A connection whose handlers run on the thread that asks for it, and what they were given.
+class AConnectionWithoutAThread : public testing::Test {
+protected:
+    void ask(std::int64_t left, std::int64_t right) {
+        connection_->callAsync(
+            kAdd,
+            [this](Sum reply) {
+                EXPECT_EQ(std::this_thread::get_id(), thread_);
+                replies_.push_back(std::move(reply));
+            },
+            left, right);
+    }
+    std::vector<std::int64_t> sums() const {
+        std::vector<std::int64_t> sums;
+        for (const Sum& reply : replies_) {
+            sums.push_back(reply ? std::get<0>(*reply) : -1);
+        }
+        return sums;
+    }
+
+    const std::thread::id thread_ = std::this_thread::get_id();
+    const HostRoot root_;
+    std::unique_ptr<ipc::Connection> connection_ = std::make_unique<ipc::Connection>(
+        kTestService,
+        ipc::ConnectionOptions{ipc::Domain::System, std::nullopt, ipc::Redial::UntilReached,
+                               ipc::Handlers::OnCallers},
+        testInterface());
+    std::vector<Sum> replies_;
+};
+
+TEST_F(AConnectionWithoutAThread, ReadsAndRunsHandlersWhenItIsToldTo) {
+    const TestServer server;
+    EXPECT_EQ(connection_->answersFd(), -1);
+    ask(20, 22);
+    while (replies_.empty()) {
+        pollfd wait{connection_->answersFd(), POLLIN, 0};
+        ASSERT_TRUE(host::sys::poll({&wait, 1}, std::nullopt).ok());
+        connection_->readAnswers();
+        EXPECT_TRUE(replies_.empty());
+        connection_->runHandlers();
+    }
+    EXPECT_EQ(sums(), std::vector<std::int64_t>{42});
+}
+
+TEST_F(AConnectionWithoutAThread, KeepsTheAnswerThatASynchronousRequestHasRead) {
+    const TestServer server;
+    ask(20, 22);
+    EXPECT_TRUE(connection_->call(kAdd, 1, 2).ok());
+    EXPECT_TRUE(replies_.empty());
+    connection_->runHandlers();
+    EXPECT_EQ(sums(), std::vector<std::int64_t>{42});
+}
+
+TEST_F(AConnectionWithoutAThread, ReadsNothingWhenNothingIsAskedFor) {
+    const TestServer server;
+    connection_->readAnswers();
+    EXPECT_TRUE(connection_->call(kAdd, 1, 2).ok());
+    connection_->readAnswers();
+    connection_->runHandlers();
+    EXPECT_TRUE(replies_.empty());
+}
+
+TEST_F(AConnectionWithoutAThread, RunsTheHandlerWithTheErrorWhereThereIsNoServer) {
+    ask(20, 22);
+    EXPECT_TRUE(replies_.empty());
+    connection_->runHandlers();
+    ASSERT_EQ(replies_.size(), 1U);
+    EXPECT_EQ(connectionErrorOf(replies_.front()), ConnectionError::Unreachable);
+}
+
+TEST_F(AConnectionWithoutAThread, RunsTheHandlersThatItOwesWhenItGoes) {
+    const TestServer server;
+    ask(20, 22);
+    ask(1, 2);
+    connection_.reset();
+    ASSERT_EQ(replies_.size(), 2U);
+    EXPECT_EQ(connectionErrorOf(replies_.front()), ConnectionError::Invalidated);
+    EXPECT_EQ(connectionErrorOf(replies_.back()), ConnectionError::Invalidated);
+}
 
 TEST(AnAsynchronousRequest, GetsItsReplyOnTheConnectionsOwnThread) {
     const HostRoot root;

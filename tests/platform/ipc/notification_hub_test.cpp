@@ -1,6 +1,7 @@
 // What a hub keeps for its observers, and what it takes from whom.
 #include <gtest/gtest.h>
 
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -54,6 +55,45 @@ TEST(AHub, AnswersAnObserverThatWaitsWhenSomethingIsPosted) {
     waiting.join();
     ASSERT_TRUE(next->ok());
     EXPECT_EQ(**next, (Notification{"a", std::nullopt}));
+}
+
+/// An observer of "a" whose request for the next notification the hub holds: a second one is refused.
+RawClient waitingObserver() {
+    RawClient client(ipc::kNotifyService);
+    const std::optional<std::string> name("a");
+    const ipc::ArgumentSource argument[] = {ipc::sourceOf(name)};
+    client.request(1, ipc::kObserveNotification.selector, argument);
+    EXPECT_EQ(client.next()->serial, 1U);
+    client.request(2, ipc::kNextNotification.selector, {});
+    client.request(3, ipc::kNextNotification.selector, {});
+    EXPECT_EQ(client.next()->serial, 3U);
+    return client;
+}
+
+TEST(AHub, TellsTheProcessThatMadeWhatIsToldAfterAllOthers) {
+    const HostRoot root;
+    ServedHub hub;
+    int ends[2]{};
+    ASSERT_EQ(::pipe(ends), 0);
+    const UniqueFd reading(ends[0]);
+    const UniqueFd writing(ends[1]);
+    // The older observer, which would be told first.
+    const pid_t child = ::fork();
+    if (child == 0) {
+        RawClient client = waitingObserver();
+        const bool isTold = ::write(writing.get(), "?", 1) == 1 && client.next().has_value();
+        ::_exit(isTold && ::write(writing.get(), "!", 1) == 1 ? 0 : 1);
+    }
+    char byte = 0;
+    EXPECT_EQ(::read(reading.get(), &byte, 1), 1);
+    RawClient client = waitingObserver();
+    hub->post({"a", std::nullopt}, child);
+    EXPECT_EQ(::read(reading.get(), &byte, 1), 1);
+    pollfd told{client.fd(), POLLIN, 0};
+    EXPECT_EQ(::poll(&told, 1, 0), 1);
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(AHub, KeepsTheLatestOfEachNameInTheOrderInWhichTheNamesCame) {

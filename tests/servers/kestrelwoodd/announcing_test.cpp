@@ -113,7 +113,7 @@ protected:
         EXPECT_TRUE(server_
                         .listen(kManagerService, ipc::Domain::System,
                                 managerService(daemon_.operations(),
-                                               [this](const UserDataChange& change) { note(change); }))
+                                               [this](const UserDataChange& change, pid_t) { note(change); }))
                         .ok());
         EXPECT_TRUE(server_.start().ok());
     }

@@ -108,7 +108,7 @@ public:
         EXPECT_TRUE(
             server_
                 .listen(kManagerService, ipc::Domain::System,
-                        daemon::managerService(inside_.operations(), [](const protocol::UserDataChange&) {}))
+                        daemon::managerService(inside_.operations(), [](const protocol::UserDataChange&, pid_t) {}))
                 .ok());
         EXPECT_TRUE(server_.start().ok());
     }
