@@ -10,6 +10,7 @@
 #include "model/item/item_archive.h"
 #include "platform/archive/keyed_archive.h"
 #include "platform/base/limits.h"
+#include "servers/kestrelwoodd/maker.h"
 
 namespace ksw::daemon {
 
@@ -26,6 +27,9 @@ bool identifierFits(KSWItemType kind, const std::string& identifier) {
     return identifier.size() > prefix.size() && identifier.starts_with(prefix);
 }
 
+/// The kinds whose items are known by an identifier of their own.
+constexpr KSWItemType kKinds = KSWItemTypeAll & ~KSWItemTypeDeveloper;
+
 /// Makes the item managed as much as these flags and this type say.
 void setManaged(KSWItem& item, KSWItemFlags flags, KSWItemType type) {
     const KSWItemFlags others = item.flags() & ~KSWItemFlagManaged;
@@ -34,6 +38,15 @@ void setManaged(KSWItem& item, KSWItemFlags flags, KSWItemType type) {
 }
 
 }  // namespace
+
+bool canIdentifyAnItem(const std::string& identifier) {
+    for (KSWItemType kind = 1; kind <= kKinds; kind <<= 1U) {
+        if ((kind & kKinds) != 0 && identifierFits(kind, identifier)) {
+            return true;
+        }
+    }
+    return false;
+}
 
 bool canBeRecorded(const KSWItem& item) {
     const KSWItemType kind = item.type() & KSWItemTypeAll;
@@ -59,6 +72,7 @@ Result<ItemPointer> updatedRecord(const KSWItem& record, const KSWItem& given) {
     ItemPointer updated = copyOfRecord(given);
     updated->setGeneration(nextGeneration(record.generation()));
     setManaged(*updated, record.flags(), record.type());
+    takeMaker(*updated, record);
     return updated;
 }
 

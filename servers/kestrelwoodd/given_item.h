@@ -8,6 +8,10 @@
 
 namespace ksw::daemon {
 
+/// Whether an item of some kind other than the developer's could have this identifier. A developer of such a name
+/// has no record of its own, or it could stand where another item belongs.
+bool canIdentifyAnItem(const std::string& identifier);
+
 /// Whether the item can become a new record: it has a UUID, one kind other than the developer's, and an identifier
 /// that fits the kind. Its fields' sizes are looked at when its row is made.
 bool canBeRecorded(const KSWItem& item);
@@ -16,10 +20,10 @@ bool canBeRecorded(const KSWItem& item);
 /// it by itself.
 ItemPointer newRecordOf(const KSWItem& item);
 
-/// What the record becomes when the client's copy takes its place: identity, generation (one higher) and whether it
-/// is managed stay with the record, relatives are left out. Errors: KSWErrorInvalidParameter when kind or
-/// identifier differ, or the copy would make a known developer of an unknown one or the reverse, since what hangs
-/// under it was judged by that; then KSWErrorInvalidGeneration when the copy is of another generation.
+/// What the record becomes when the client's copy takes its place: identity, generation (one higher), whether it is
+/// managed and who made its code stay with the record, relatives are left out. Errors: KSWErrorInvalidParameter
+/// when kind or identifier differ, or the copy would make a known developer of an unknown one or the reverse, since
+/// what hangs under it was judged by that; then KSWErrorInvalidGeneration when the copy is of another generation.
 Result<ItemPointer> updatedRecord(const KSWItem& record, const KSWItem& given);
 
 /// Whether each of the items can name a record to be updated: none is null or without UUID, no two have the same.

@@ -1,12 +1,14 @@
 #include "servers/kestrelwoodd/item_facts.h"
 
+#include "servers/kestrelwoodd/maker.h"
+
 namespace ksw::daemon {
 
 bool haveSameFacts(const KSWItem& item, const KSWItem& other) {
     return item.type() == other.type() && item.url() == other.url() && item.name() == other.name() &&
            item.executablePath() == other.executablePath() && item.programArguments() == other.programArguments() &&
            item.sha256() == other.sha256() && item.modificationDate() == other.modificationDate() &&
-           item.executableModificationDate() == other.executableModificationDate();
+           item.executableModificationDate() == other.executableModificationDate() && haveSameMaker(item, other);
 }
 
 void takeFacts(KSWItem& item, const KSWItem& source) {
@@ -20,6 +22,7 @@ void takeFacts(KSWItem& item, const KSWItem& source) {
     item.setSha256(source.sha256());
     item.setModificationDate(source.modificationDate());
     item.setExecutableModificationDate(source.executableModificationDate());
+    takeMaker(item, source);
 }
 
 }  // namespace ksw::daemon

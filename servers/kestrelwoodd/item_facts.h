@@ -6,7 +6,8 @@
 
 namespace ksw::daemon {
 
-/// Whether two records say the same of type, URL, name, executable, arguments, digest and file dates.
+/// Whether two records say the same of type, URL, name, executable, arguments, digest, file dates, and of who made
+/// the code.
 bool haveSameFacts(const KSWItem& item, const KSWItem& other);
 
 /// Gives `item` these facts of `source`.

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "servers/kestrelwoodd/caller.h"
+#include "servers/kestrelwoodd/maker.h"
 #include "servers/kestrelwoodd/record.h"
 #include "servers/kestrelwoodd/subject.h"
 
@@ -26,7 +27,8 @@ struct LaunchItem {
     std::optional<URL> url;        ///< The item's own, relative to the bundle where the request had it so.
     Configuration configuration;
     bool hasConfiguration = false;
-    Uid scope = kNoUser;  ///< Whose records it belongs to.
+    Uid scope = kNoUser;           ///< Whose records it belongs to.
+    std::optional<Maker> maker{};  ///< Of the item's own code, once it has been looked for.
 };
 
 /// Reads a configuration. Error: a value of another type than its key has, or a text beyond limits::kFieldMax.
@@ -36,17 +38,24 @@ Result<Configuration> readConfiguration(const Dictionary& configuration);
 /// Error: -98 in KSWErrorDomain.
 Result<LaunchItem> checked(const Subject& subject, const std::optional<URL>& bundleURL, const Caller& caller);
 
-/// The identifier: from the configuration's label, else from the item's file, which is read with the caller's
-/// rights. Absent when there is none, and for kinds that are identified by the signature of their code.
-std::optional<std::string> identifierOf(const LaunchItem& item, const Caller& caller);
+// Files are read with the caller's rights.
 
-/// Whether the dates of the item's files are wanted, which means to look at them, with the caller's rights.
+/// The identifier: of a job from the configuration's label, else from its file; of a user item from where it is; of
+/// any other item from the signature of its code, whose maker is then kept in `item`. Absent when there is none.
+std::optional<std::string> identify(LaunchItem& item, const Caller& caller);
+
+/// Whether the dates of the item's files are wanted.
 enum class FileDates : std::uint8_t { Read, LeftOut };
 
-/// A new item with the facts of a record; no UUID, no relatives, no disposition, generation 0.
+/// A new item with the facts of a record, who made its code among them; no UUID, no relatives, no disposition,
+/// generation 0.
 ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, FileDates dates, const Caller& caller);
 
-/// Gives a record, a copy of a stored one, the dates that its files have now.
-void readFileDates(KSWItem& record, const Caller& caller);
+/// Gives a record, a copy of a stored one, the dates that its files have now, and who has made its code as it is
+/// now.
+void readFiles(KSWItem& record, const Caller& caller);
+
+/// Gives a record the maker of its code: of a job's executable, of any other item's file or application.
+void readMaker(KSWItem& record, const Caller& caller);
 
 }  // namespace ksw::daemon

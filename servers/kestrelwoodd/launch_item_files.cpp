@@ -42,7 +42,7 @@ std::optional<std::string> executableOf(const KSWItem& record) {
     return pathOf(URL::fileURL(*path, *record.url()->baseURL()));
 }
 
-std::optional<std::string> nameOf(const Configuration& configuration) {
+std::optional<std::string> nameOfJob(const Configuration& configuration) {
     if (configuration.executablePath) {
         const std::vector<std::string> components = pathComponents(*configuration.executablePath);
         if (!components.empty()) {
@@ -52,48 +52,85 @@ std::optional<std::string> nameOf(const Configuration& configuration) {
     return configuration.label;
 }
 
-}  // namespace
+/// Code is shown under its file's name, an application without the suffix.
+std::optional<std::string> nameOfCode(const URL& url) {
+    std::string name = url.lastPathComponent();
+    constexpr std::string_view kSuffix = ".app";
+    if (name.size() > kSuffix.size() && name.ends_with(kSuffix)) {
+        name.resize(name.size() - kSuffix.size());
+    }
+    return name;
+}
 
-std::optional<std::string> identifierOf(const LaunchItem& item, const Caller& caller) {
-    const bool isJob = (item.type & (KSWItemTypeAgent | KSWItemTypeDaemon)) != 0;
-    if (isJob && item.configuration.label && !item.configuration.label->empty()) {
-        return ComposedItemIdentifier(item.type, item.configuration.label);
-    }
-    const ReadingAs rights(caller);
-    if (!rights.ok()) {
-        return std::nullopt;
-    }
-    if ((item.type & KSWItemTypeUserItem) != 0) {
-        return identifierOfUserItem(*item.url);
-    }
-    if (!isJob || !item.url->isFileURL()) {
-        return std::nullopt;
-    }
-    std::optional<std::string> label = LabelForStewardPlist(item.url->absoluteURL());
+std::optional<std::string> nameOf(const LaunchItem& item) {
+    const bool isCode = !isJob(item.type) && (item.type & KSWItemTypeUserItem) == 0;
+    return isCode ? nameOfCode(*item.url) : nameOfJob(item.configuration);
+}
+
+std::optional<std::string> labelIn(const URL& file) {
+    std::optional<std::string> label = file.isFileURL() ? LabelForStewardPlist(file.absoluteURL()) : std::nullopt;
     const bool isUsable = label && !label->empty() && label->size() <= limits::kFieldMax;
-    return isUsable ? ComposedItemIdentifier(item.type, label) : std::nullopt;
+    return isUsable ? label : std::nullopt;
 }
 
-ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, FileDates dates, const Caller& caller) {
-    ItemPointer record = bareItem(item.type, identifier);
-    record->setUrl(item.url);
-    record->setName(nameOf(item.configuration));
-    record->setExecutablePath(item.configuration.executablePath);
-    record->setProgramArguments(item.configuration.arguments);
-    record->setSha256(item.configuration.sha256);
-    if (dates == FileDates::Read) {
-        readFileDates(*record, caller);
-    }
-    return record;
-}
-
-void readFileDates(KSWItem& record, const Caller& caller) {
+void readDates(KSWItem& record, const Caller& caller) {
     const ReadingAs rights(caller);
     if (!rights.ok()) {
         return;
     }
     record.setModificationDate(dateOf(pathOf(record.url())));
     record.setExecutableModificationDate(dateOf(executableOf(record)));
+}
+
+/// Where a record's code lies.
+std::optional<std::string> codeOf(const KSWItem& record) {
+    const std::optional<std::string> path = isJob(record.type()) ? executableOf(record) : pathOf(record.url());
+    return path && path->starts_with('/') ? path : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> identify(LaunchItem& item, const Caller& caller) {
+    const bool isUserItem = (item.type & KSWItemTypeUserItem) != 0;
+    if (!isUserItem && !isJob(item.type)) {
+        item.maker = makerOf(pathOf(item.url), caller);
+        return ComposedItemIdentifier(item.type, item.maker->signingIdentifier);
+    }
+    if (!isUserItem && item.configuration.label && !item.configuration.label->empty()) {
+        return ComposedItemIdentifier(item.type, item.configuration.label);
+    }
+    const ReadingAs rights(caller);
+    if (!rights.ok()) {
+        return std::nullopt;
+    }
+    return isUserItem ? identifierOfUserItem(*item.url) : ComposedItemIdentifier(item.type, labelIn(*item.url));
+}
+
+ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, FileDates dates, const Caller& caller) {
+    ItemPointer record = bareItem(item.type, identifier);
+    record->setUrl(item.url);
+    record->setName(nameOf(item));
+    record->setExecutablePath(item.configuration.executablePath);
+    record->setProgramArguments(item.configuration.arguments);
+    record->setSha256(item.configuration.sha256);
+    if (dates == FileDates::Read) {
+        readDates(*record, caller);
+    }
+    if (item.maker) {
+        takeMaker(*record, *item.maker);
+    } else {
+        readMaker(*record, caller);
+    }
+    return record;
+}
+
+void readFiles(KSWItem& record, const Caller& caller) {
+    readDates(record, caller);
+    readMaker(record, caller);
+}
+
+void readMaker(KSWItem& record, const Caller& caller) {
+    takeMaker(record, makerOf(codeOf(record), caller));
 }
 
 }  // namespace ksw::daemon

@@ -72,7 +72,7 @@ Result<Operations::Named> Operations::namedItemOf(const Subject& subject, const 
     if (!item) {
         return item.error();
     }
-    std::optional<std::string> identifier = identifierOf(*item, caller);
+    std::optional<std::string> identifier = identify(*item, caller);
     if (!identifier) {
         return KSWErrorWithCode(codeWithout);
     }
@@ -105,14 +105,14 @@ Answer Operations::enterQuietly(const Subject& subject, const Caller& caller) {
 }
 
 Answer Operations::remove(const Subject& subject, const Caller& caller) {
-    const Result<LaunchItem> item = itemOf(subject, caller);
+    Result<LaunchItem> item = itemOf(subject, caller);
     if (!item) {
         return failure(item.error().code());
     }
     // The job's file may be gone, or have another label by now; the record knows where it was.
     const Found recorded = registry_.records().findByURL(item->scope, item->type & KSWItemTypeAll, *item->url);
     const std::optional<std::string> identifier =
-        recorded.item != nullptr ? recorded.item->identifier() : identifierOf(*item, caller);
+        recorded.item != nullptr ? recorded.item->identifier() : identify(*item, caller);
     if (!identifier) {
         return failure(KSWErrorRecordNotFound);
     }
@@ -133,7 +133,7 @@ Answer Operations::refresh(const Subject& subject, const Caller& caller) {
         return answerOf(registry_.refresh(item.scope, recordOf(item, identifier, FileDates::Read, caller)));
     }
     const ItemPointer facts = copyOfRecord(*current.item);
-    readFileDates(*facts, caller);
+    readFiles(*facts, caller);
     return answerOf(registry_.refresh(item.scope, facts));
 }
 
@@ -157,8 +157,13 @@ Result<Found> Operations::recordedOrExpected(const Subject& subject, const Calle
         return KSWErrorWithCode(KSWErrorGeneric);
     }
     if (found.item == nullptr) {
+        Result<ItemPointer> expected =
+            registry_.asIfEntered(item.scope, recordOf(item, identifier, FileDates::LeftOut, caller));
+        if (!expected) {
+            return expected.error();
+        }
         found.judgement = nullptr;
-        found.item = asIfEntered(recordOf(item, identifier, FileDates::LeftOut, caller), registry_.history());
+        found.item = *std::move(expected);
     }
     return found;
 }

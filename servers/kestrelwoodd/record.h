@@ -16,6 +16,11 @@ using ItemPointer = std::shared_ptr<KSWItem>;
 /// UUID, of which a rebuilt family has no need.
 ItemPointer bareItem(KSWItemType type, std::string identifier);
 
+/// Whether items of this type are described by a job file and known by its label.
+constexpr bool isJob(KSWItemType type) {
+    return (type & (KSWItemTypeAgent | KSWItemTypeDaemon)) != 0;
+}
+
 /// Whose records an item of this type belongs to when `uid` is named: those of the kinds that the system has once
 /// for all users belong to `kEveryUser`.
 Uid scopeOf(KSWItemType type, Uid uid);

@@ -51,8 +51,9 @@ Answer Operations::add(const RecordRequest<ItemPointer>& request) {
     if (item == nullptr || request.uid == kNoUser || !canBeRecorded(*item)) {
         return failure(KSWErrorInvalidParameter);
     }
-    return answerOf(
-        registry_.insert(scopeOf(item->type(), request.uid), newRecordOf(*item), reachOf(request.caller)));
+    const ItemPointer record = newRecordOf(*item);
+    readMaker(*record, request.caller);
+    return answerOf(registry_.insert(scopeOf(item->type(), request.uid), record, reachOf(request.caller)));
 }
 
 Answer Operations::updateItem(const RecordRequest<ItemPointer>& request) {

@@ -15,20 +15,6 @@ bool isOfKind(const KSWItem& item, const KSWItem& other) {
 
 }  // namespace
 
-ItemPointer newUnknownDeveloper(const UUID& uuid) {
-    ItemPointer developer = bareItem(KSWItemTypeDeveloper, std::string(kUnknownDeveloper));
-    developer->setUuid(uuid);
-    developer->setDisposition(KSWDispositionAllowed);
-    return developer;
-}
-
-ItemPointer asIfEntered(const ItemPointer& item, History history) {
-    const ItemPointer developer = newUnknownDeveloper(UUID{});
-    item->setDisposition(initialDisposition(item->type(), developer.get(), history));
-    item->setContainer(developer);
-    return ItemPointer(developer, item.get());
-}
-
 KSWDisposition initialDisposition(KSWItemType type, const KSWItem* container, History history) {
     constexpr KSWDisposition kBoth = KSWDispositionEnabled | KSWDispositionAllowed;
     if (history == History::Lost) {
@@ -42,6 +28,10 @@ KSWDisposition initialDisposition(KSWItemType type, const KSWItem* container, Hi
     return isVouchedFor ? kBoth : KSWDispositionEnabled;
 }
 
+bool Registry::isUpToDate(const KSWItem& record, const KSWItem& facts) {
+    return haveSameFacts(record, facts) && isInItsPlace(record, facts);
+}
+
 Outcome Registry::enter(Uid uid, const ItemPointer& item) {
     const std::lock_guard one(writing_);
     const Found current = index_.find(uid, *item->identifier());
@@ -49,15 +39,18 @@ Outcome Registry::enter(Uid uid, const ItemPointer& item) {
         return {KSWErrorGeneric};
     }
     if (current.item == nullptr) {
+        const Result<ItemPointer> developer = developerFor(uid, *item);
+        if (!developer) {
+            return {developer.error().code()};
+        }
         item->setUuid(UUID::random());
-        const ItemPointer developer = index_.find(uid, kUnknownDeveloper).item;
-        item->setDisposition(initialDisposition(item->type(), developer.get(), history_));
-        return add(uid, item);
+        item->setDisposition(initialDisposition(item->type(), developer->get(), history_));
+        return add(uid, item, *developer);
     }
     if (!isOfKind(*current.item, *item)) {
         return {KSWErrorInvalidParameter};
     }
-    if (haveSameFacts(*current.item, *item)) {
+    if (isUpToDate(*current.item, *item)) {
         return {KSWErrorRecordExists, current.item};
     }
     Outcome updated = takeFactsAnew(uid, current.item, item);
@@ -74,7 +67,7 @@ Outcome Registry::refresh(Uid uid, const ItemPointer& item) {
     if (current.item == nullptr || !isOfKind(*current.item, *item)) {
         return {KSWErrorRecordNotFound};
     }
-    if (haveSameFacts(*current.item, *item)) {
+    if (isUpToDate(*current.item, *item)) {
         return {KSWErrorNone, current.item};
     }
     return takeFactsAnew(uid, current.item, item);
@@ -92,8 +85,12 @@ Outcome Registry::insert(Uid uid, const ItemPointer& item, Reach reach) {
     if (index_.hasRecord(*item->uuid())) {
         return {KSWErrorInvalidParameter};
     }
+    const Result<ItemPointer> developer = developerFor(uid, *item);
+    if (!developer) {
+        return {developer.error().code()};
+    }
     holdBack(*item, nullptr, reach);
-    return add(uid, item);
+    return add(uid, item, *developer);
 }
 
 void Registry::holdBack(KSWItem& item, const KSWItem* former, Reach reach) const {
@@ -103,20 +100,15 @@ void Registry::holdBack(KSWItem& item, const KSWItem* former, Reach reach) const
     }
 }
 
-Outcome Registry::add(Uid uid, const ItemPointer& item) {
-    const ItemPointer former = index_.find(uid, kUnknownDeveloper).item;
-    const ItemPointer developer = former == nullptr ? newUnknownDeveloper(UUID::random()) : former;
+Outcome Registry::add(Uid uid, const ItemPointer& item, const ItemPointer& developer) {
     item->setGeneration(0);
-    const ItemPointer root = rebuilt(*developer, {{}, item});
     Edit edit;
     if (!index_.userIdentifier(uid)) {
         edit.change.users.push_back({uid, userIdentifierFor(uid)});
     }
-    const bool isDeveloperStored = former != nullptr || edit.put(uid, *root);
-    if (!isDeveloperStored || !edit.put(uid, *item)) {
+    if (!hang(edit, uid, item, developer)) {
         return {KSWErrorInvalidParameter};
     }
-    edit.publications.push_back({uid, root, {}});
     Outcome outcome = commit(edit);
     if (outcome.code == KSWErrorNone) {
         outcome.item = index_.find(uid, *item->identifier()).item;
@@ -128,7 +120,8 @@ Outcome Registry::takeFactsAnew(Uid uid, const ItemPointer& current, const ItemP
     const ItemPointer updated = copyOfRecord(*current);
     takeFacts(*updated, *item);
     updated->setGeneration(nextGeneration(current->generation()));
-    Outcome outcome = replace({{uid, current, updated}});
+    Outcome outcome =
+        isInItsPlace(*current, *updated) ? replace({{uid, current, updated}}) : move(uid, current, updated);
     if (outcome.code == KSWErrorNone) {
         outcome.item = index_.find(uid, *updated->identifier()).item;
     }

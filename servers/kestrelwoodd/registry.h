@@ -38,8 +38,10 @@ KSWDisposition initialDisposition(KSWItemType type, const KSWItem* container, Hi
 /// A developer item for what nobody is known to have made.
 ItemPointer newUnknownDeveloper(const UUID& uuid);
 
-/// The item as it would stand after it was registered for the first time; it is stored nowhere. Owns its parent.
-ItemPointer asIfEntered(const ItemPointer& item, History history);
+/// The identifier of the developer item under which an item hangs.
+std::string developerIdentifierOf(const KSWItem& item);
+/// A new developer item for an item: of the developer whom it names, else of the unknown one.
+ItemPointer newDeveloperOf(const KSWItem& item, const UUID& uuid);
 
 /// All records. Any thread may call anything. Searches block nobody for longer than a look into a table; changes
 /// come one after the other and wait for the disk.
@@ -53,15 +55,20 @@ public:
     const RecordIndex& records() const { return index_; }
     History history() const { return history_; }
 
-    /// Registers an item of these facts for a user: 0 and the new record, -96 and the one that was there with the
-    /// same facts, -93 and the one that has them now. Its disposition stays as it was. `item` has no relatives and
-    /// is the registry's from now on; it gets its UUID here.
+    /// Registers an item of these facts for a user, under the developer that they name: 0 and the new record, -96
+    /// and the one that was there with the same facts, -93 and the one that has them now. Its disposition stays as
+    /// it was; but when its code is another developer's now, it hangs under that one and starts as a new item of
+    /// his, with what was disabled or not allowed left so. `item` has no relatives and is the registry's from now
+    /// on; it gets its UUID here.
     Outcome enter(Uid uid, const ItemPointer& item);
+    /// The item as it would stand after it was entered for the first time; it is stored nowhere. Owns its parent.
+    /// Error: KSWErrorGeneric, when its developer's record is damaged.
+    Result<ItemPointer> asIfEntered(Uid uid, const ItemPointer& item) const;
     /// Brings the facts of a record up to date, as `enter` does, for one that is there: 0 and the record. -95
     /// when there is none.
     Outcome refresh(Uid uid, const ItemPointer& item);
-    /// Records a new item as it is, but for its generation, under the developer whom nobody knows: 0, -96 when the
-    /// user has one of its identifier, -98 when there is one of its UUID. `item` has no relatives and is the
+    /// Records a new item as it is, but for its generation, under the developer that it names: 0, -96 when the user
+    /// has one of its identifier, -98 when there is one of its UUID. `item` has no relatives and is the
     /// registry's from now on.
     Outcome insert(Uid uid, const ItemPointer& item, Reach reach);
     /// Puts these in the place of the records that have their UUIDs, the user's or the system's, all of them or
@@ -109,9 +116,24 @@ private:
     /// Once records have been lost only who reaches the system's may allow an item.
     void holdBack(KSWItem& item, const KSWItem* former, Reach reach) const;
 
+    /// The record of the item's developer; null when there is none yet. Error: KSWErrorGeneric, when nobody can say
+    /// what it holds.
+    Result<ItemPointer> developerFor(Uid uid, const KSWItem& item) const;
+
     // One at a time.
-    Outcome add(Uid uid, const ItemPointer& item);
+    Outcome add(Uid uid, const ItemPointer& item, const ItemPointer& developer);
     Outcome takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item);
+    /// Puts `updated` in the record's place, with all below it, under its own developer.
+    Outcome move(Uid uid, const ItemPointer& current, const ItemPointer& updated);
+    /// Hangs an item under its developer, whose record is made when there is none yet. False when no row can be
+    /// made.
+    [[nodiscard]] static bool hang(Edit& edit, Uid uid, const ItemPointer& item, const ItemPointer& developer);
+    /// Takes a record out of its family, and the developer that is left without items out of the store. The record
+    /// itself stays there. Null for a damaged one.
+    void takeOut(Edit& edit, Uid uid, const std::string& identifier, const ItemPointer& record) const;
+    /// Whether a record hangs under the developer whom these facts name, or under what is no developer at all.
+    static bool isInItsPlace(const KSWItem& record, const KSWItem& facts);
+    static bool isUpToDate(const KSWItem& record, const KSWItem& facts);
     /// What is to be replaced by `items`. Error: a code of KSWErrors.h.
     Result<std::vector<Replacement>> replacementsFor(Uid uid, const std::vector<ItemPointer>& items,
                                                      Reach reach) const;
@@ -119,8 +141,9 @@ private:
     template <class Key>
     Outcome removeFound(Uid uid, const Key& key, Reach reach);
     Outcome removeRecord(Uid uid, const std::string& identifier, const Found& found);
-    /// The unknown developer's record, when nothing hangs under it any more once this record has gone.
-    ItemPointer emptiedDeveloper(Uid uid, const std::string& identifier) const;
+    /// The developer's record above this one, when nothing keeps it once this record has gone; null otherwise. A
+    /// damaged record (null) may have hung under the unknown one.
+    ItemPointer emptiedDeveloper(Uid uid, const std::string& identifier, const ItemPointer& record) const;
     /// Carries the change out on disk and then in memory, if its users' shares allow it; no item in the outcome.
     Outcome commit(const Edit& edit);
     bool fits(const Change& change) const;

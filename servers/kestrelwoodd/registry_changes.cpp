@@ -128,41 +128,17 @@ Outcome Registry::removeRecord(Uid uid, const std::string& identifier, const Fou
         return {KSWErrorInvalidParameter};
     }
     Edit edit;
-    RecordIndex::Publication publication{uid, nullptr, {}};
-    const ItemPointer developer = emptiedDeveloper(uid, identifier);
     // Of a damaged record nobody can say which kind it was.
     edit.remove(uid, identifier, found.item == nullptr ? KSWItemTypeAll : found.item->type());
+    takeOut(edit, uid, identifier, found.item);
     if (found.item != nullptr) {
-        publication.dropped.emplace_back(identifier, *found.item->uuid());
-        const ItemPointer root = rootOf(found.item);
-        if (root.get() != found.item.get() && root.get() != developer.get()) {
-            publication.root = rebuilt(*root, {{{identifier, nullptr}}, nullptr});
-        }
+        edit.publications.back().dropped.emplace_back(identifier, *found.item->uuid());
     }
-    if (developer != nullptr) {
-        edit.remove(uid, *developer->identifier(), developer->type());
-        publication.dropped.emplace_back(*developer->identifier(), *developer->uuid());
-    }
-    edit.publications.push_back(std::move(publication));
     Outcome outcome = commit(edit);
     if (outcome.code == KSWErrorNone) {
         index_.forgetDamaged(uid, identifier);
     }
     return outcome;
-}
-
-ItemPointer Registry::emptiedDeveloper(Uid uid, const std::string& identifier) const {
-    ItemPointer developer = index_.find(uid, kUnknownDeveloper).item;
-    const bool mayGo = developer != nullptr && identifier != kUnknownDeveloper &&
-                       developer->isUnknownDeveloperRecord() && !index_.hasDamagedBeside(uid, identifier);
-    if (!mayGo) {
-        return nullptr;
-    }
-    const ItemSet& items = *developer->embeddedItems();
-    const bool isEmptied = std::all_of(items.begin(), items.end(), [&identifier](const ItemPointer& item) {
-        return item->identifier() == identifier;
-    });
-    return isEmptied ? developer : nullptr;
 }
 
 bool Registry::fits(const Change& change) const {

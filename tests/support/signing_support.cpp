@@ -107,6 +107,17 @@ int run(const std::vector<std::string>& arguments, const std::string& output) {
     return WEXITSTATUS(status);
 }
 
+std::string makeApplication(const test::TempFolder& folder, const std::string& name,
+                            const std::string& bundleIdentifier) {
+    folder.writeFile(name + "/Contents/Info.plist",
+                     "<plist><dict><key>QCBundleExecutable</key><string>main</string>"
+                     "<key>QCBundleIdentifier</key><string>" +
+                         bundleIdentifier + "</string></dict></plist>");
+    const std::string program = folder.writeFile(name + "/Contents/Linux/main", "#!/bin/sh\n");
+    EXPECT_EQ(::chmod(program.c_str(), 0755), 0);
+    return folder.at(name);
+}
+
 CertificateMaker::CertificateMaker() {
     folder_.writeFile("openssl.cnf", kConfiguration);
 }

@@ -71,6 +71,10 @@ struct CertificateForm {
     std::string to = {};
 };
 
+/// Makes the folders and files of an application whose main executable is a script; its path. Anybody may read it.
+std::string makeApplication(const test::TempFolder& folder, const std::string& name,
+                            const std::string& bundleIdentifier);
+
 /// Makes certificates in a folder of its own.
 class CertificateMaker {
 public:

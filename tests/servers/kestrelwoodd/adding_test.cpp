@@ -7,9 +7,10 @@
 namespace ksw::daemon::test {
 namespace {
 
-/// What a person would see of two records, without what tells them apart.
+/// What a person would see of two records, without what tells them apart and who made them.
 std::string contentOf(const ItemPointer& item) {
     const ItemPointer copy = copyOf(item);
+    takeMaker(*copy, Maker());
     copy->setGeneration(0);
     return copy->dumpVerboseDescription();
 }
@@ -19,7 +20,7 @@ protected:
     std::int64_t add(const ItemPointer& item) { return requests_.add(owner_, item, owner_.uid).code; }
 };
 
-TEST_F(Adding, KeepsAllThatTheClientSays) {
+TEST_F(Adding, KeepsAllThatTheClientSaysButWhoMadeTheItem) {
     const ItemPointer item = anAgent("my.agent");
     ASSERT_EQ(add(item), KSWErrorNone);
     for (int start = 0; start < 2; ++start) {

@@ -21,19 +21,21 @@ protected:
     ItemPointer record(std::string_view identifier) { return daemon_.record(owner_.uid, identifier); }
 };
 
-TEST_F(Updating, TakesAllThatTheClientSaysButWhatTheRecordIsKnownBy) {
+TEST_F(Updating, TakesAllThatTheClientSaysButWhatTheRecordIsKnownByAndWhoMadeIt) {
     const ItemPointer entered = enter("my.agent");
     const ItemPointer changed = anAgent("my.agent");
     changed->setUuid(entered->uuid());
     changed->setContainer(KSWItem::initWithType(KSWItemTypeApp, "2.app"));
     changed->setEmbeddedItems({anAgent("child")});
     ASSERT_EQ(update(changed), KSWErrorRecordUpdated);
+    const ItemPointer expected = copyOf(changed);
+    takeMaker(*expected, Maker());
     for (int start = 0; start < 2; ++start) {
         const ItemPointer updated = copyOf(record("8.my.agent"));
         EXPECT_EQ(updated->generation(), 1);
         updated->setGeneration(0);
         EXPECT_EQ(updated->flags(), changed->flags());
-        EXPECT_EQ(updated->dumpVerboseDescription(), copyOf(changed)->dumpVerboseDescription());
+        EXPECT_EQ(updated->dumpVerboseDescription(), expected->dumpVerboseDescription());
         EXPECT_EQ(record("8.my.agent")->container()->identifier(), "Unknown Developer");
         EXPECT_EQ(record("8.my.agent")->countOfEmbeddedItems(), 0U);
         EXPECT_EQ(record("8.child"), nullptr);

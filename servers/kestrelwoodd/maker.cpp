@@ -1,0 +1,97 @@
+#include "servers/kestrelwoodd/maker.h"
+
+#include <algorithm>
+
+#include "platform/base/limits.h"
+#include "platform/facts/code.h"
+#include "platform/facts/launch_constraint.h"
+#include "servers/kestrelwoodd/given_item.h"
+#include "servers/kestrelwoodd/reading_as.h"
+
+namespace ksw::daemon {
+
+namespace {
+
+using Text = std::optional<std::string>;
+
+/// The text if a record can hold it.
+Text fitting(Text text) {
+    return text && text->size() <= limits::kFieldMax ? std::move(text) : std::nullopt;
+}
+
+bool hasControlCharacter(std::string_view text) {
+    return std::any_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; });
+}
+
+/// The name if a developer's record can be known by it.
+Text asDeveloper(Text name) {
+    const bool isUsable = name && !hasControlCharacter(*name) && !canIdentifyAnItem(*name);
+    return isUsable ? std::move(name) : std::nullopt;
+}
+
+/// The code, open; absent when the caller may not read it, or it cannot be opened.
+std::optional<facts::StaticCode> openCode(const std::string& path, const Caller& caller) {
+    const ReadingAs rights(caller);
+    if (!rights.ok()) {
+        return std::nullopt;
+    }
+    Result<facts::StaticCode> code = facts::StaticCode::open(path);
+    return code ? std::optional(*std::move(code)) : std::nullopt;
+}
+
+}  // namespace
+
+Maker makerOf(const std::optional<std::string>& path, const Caller& caller) {
+    const std::optional<facts::StaticCode> code = path ? openCode(*path, caller) : std::nullopt;
+    if (!code) {
+        return {};
+    }
+    // Whom the host trusts is looked up without the caller's rights: were it hidden from him, it would seem to
+    // trust nobody, and that answer is remembered for all.
+    const auto info = code->facts();
+    if (!info || (*info)->source != "embedded") {
+        return {};
+    }
+    const facts::CodeFacts& f = **info;
+    Maker maker;
+    maker.signingIdentifier = f.identifier;
+    maker.team = f.team;
+    maker.requirement = f.requirement;
+    if (f.constraint && f.format.find("generic") == std::string::npos) {
+        if (auto c = facts::LaunchConstraint::make(*f.constraint, 1, 0)) {
+            maker.constraint = c->externalRepresentation();
+        }
+    }
+    if (!f.chain.empty() && !f.chain.front().organizations.empty()) {
+        maker.developer = asDeveloper(fitting(f.chain.front().organizations.front()));
+    }
+    maker.isSandboxed = f.entitlements && f.entitlements->contains("com.velmont.security.app-sandbox");
+    return maker;
+}
+
+void takeMaker(KSWItem& record, Maker maker) {
+    if (!isJob(record.type())) {
+        record.setBundleIdentifier(std::move(maker.bundleIdentifier));
+    }
+    record.setTeamIdentifier(std::move(maker.team));
+    record.setDesignatedRequirement(std::move(maker.requirement));
+    record.setLightweightRequirement(std::move(maker.constraint));
+    record.setDeveloperName(std::move(maker.developer));
+    record.setSandboxed(maker.isSandboxed);
+}
+
+void takeMaker(KSWItem& record, const KSWItem& source) {
+    takeMaker(record,
+              {std::nullopt, source.bundleIdentifier(), source.teamIdentifier(), source.designatedRequirement(),
+               source.lightweightRequirement(), source.developerName(), source.isSandboxed()});
+}
+
+bool haveSameMaker(const KSWItem& record, const KSWItem& other) {
+    return record.teamIdentifier() == other.teamIdentifier() &&
+           record.designatedRequirement() == other.designatedRequirement() &&
+           record.lightweightRequirement() == other.lightweightRequirement() &&
+           record.developerName() == other.developerName() && record.isSandboxed() == other.isSandboxed() &&
+           (isJob(record.type()) || record.bundleIdentifier() == other.bundleIdentifier());
+}
+
+}  // namespace ksw::daemon
