@@ -15,6 +15,10 @@
 #include <kestrelwood/values/error.h>
 #include <kestrelwood/values/url.h>
 
+namespace ksw {
+struct CodeSignInfoAccess;
+}
+
 /// The facts of code whose embedded signature holds: of a file, an application bundle, or what a process runs;
 /// there is no object for any other code. Immutable: it keeps to what the code was when the object was made.
 /// Nothing is absent by failure: a fact that the signature does not state is absent or false.
@@ -65,6 +69,7 @@ public:
     std::string debugDescription() const;
 
 private:
+    friend struct ksw::CodeSignInfoAccess;
     struct Content;
 
     explicit KSWCodeSignInfo(std::unique_ptr<const Content> content);

@@ -52,9 +52,10 @@ public:
         return initWithType<Item>(type, std::move(identifier));
     }
 
-    /// A new item for the file at the URL, with what can be read of the file: name and date. Null when no
-    /// identifier can be computed for it. Throws `std::invalid_argument` for a developer's type and for one that is
-    /// no single base kind. Blocks for the reading.
+    /// A new item for the file at the URL, with what can be read of the file: name, date and, unless it is a job's,
+    /// what the signature of its code says. Null when no identifier can be computed for it. Throws
+    /// `std::invalid_argument` for a developer's type and for one that is no single base kind. Blocks for the
+    /// reading.
     static Pointer initWithType(KSWItemType type, const ksw::URL& url);
     static Pointer itemWithType(KSWItemType type, const ksw::URL& url);
     /// The same under a given identifier; never null.

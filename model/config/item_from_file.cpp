@@ -1,8 +1,9 @@
-// item_from_file.cpp: what the file behind an item says of it: its identifier, its name, its date.
+// item_from_file.cpp: what the file behind an item says of it: its identifier, its name, its date, its signature.
 
 #include <stdexcept>
 #include <utility>
 
+#include <kestrelwood/KSWCodeSignInfo.h>
 #include <kestrelwood/KSWFunctions.h>
 #include <kestrelwood/KSWItem.h>
 
@@ -33,6 +34,26 @@ std::string displayName(const URL& url, bool isApplication) {
     return name;
 }
 
+std::optional<std::string> signingIdentifier(const URL& url) {
+    const auto info = KSWCodeSignInfo::codeSignInfoForURL(url);
+    return info == nullptr ? std::nullopt : info->signingIdentifier();
+}
+
+/// What the signature says of the code; nothing without one that holds. An agent or daemon is not its own code: it
+/// has these facts from its configuration.
+void readSignature(KSWItem& item, const URL& url) {
+    if (item.intersectsType(KSWItemTypeAgent | KSWItemTypeDaemon)) {
+        return;
+    }
+    if (const auto info = KSWCodeSignInfo::codeSignInfoForURL(url)) {
+        item.setBundleIdentifier(info->bundleIdentifier());
+        item.setTeamIdentifier(info->teamIdentifier());
+        item.setDesignatedRequirement(info->designatedRequirement());
+        item.setLightweightRequirement(info->lightweightCodeRequirement());
+        item.setSandboxed(item.isSandboxed() || info->isSandboxed());
+    }
+}
+
 void readFile(KSWItem& item, const URL& url) {
     item.setUrl(url);
     if (!url.isFileURL()) {
@@ -41,6 +62,7 @@ void readFile(KSWItem& item, const URL& url) {
     }
     const ksw::Result<ksw::host::FileFacts> facts = ksw::host::fileFacts(url.path());
     item.setName(displayName(url, facts && facts->isApplication));
+    readSignature(item, url);
     if (facts) {
         item.setModificationDate(facts->contentModificationDate.secondsSinceReference);
     }
@@ -64,8 +86,7 @@ std::optional<std::string> ItemIdentifierForURLAndType(KSWItemType type, const U
         case KSWItemTypeSmartCard:
         case KSWItemTypeColorPicker:
         case KSWItemTypeGlimpse:
-            // Known by the identifier that their code is signed with, and no signature can be read yet.
-            return std::nullopt;
+            return ComposedItemIdentifier(type, signingIdentifier(url));
         default:
             throw std::invalid_argument(
                 ksw::format("%s: unrecognized base type: %ld", ksw::Literal{"ItemIdentifierForURLAndType"}, kind));

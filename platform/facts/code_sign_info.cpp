@@ -1,6 +1,6 @@
-#include <utility>
+#include "platform/facts/code_sign_info.h"
 
-#include <kestrelwood/KSWCodeSignInfo.h>
+#include <utility>
 
 #include "platform/base/text.h"
 #include "platform/facts/code_handle.h"
@@ -75,6 +75,14 @@ std::optional<LaunchConstraint> constraintOf(const CodeFacts& facts) {
 KSWCodeSignInfo::KSWCodeSignInfo(std::unique_ptr<const Content> content) : content_(std::move(content)) {}
 
 KSWCodeSignInfo::~KSWCodeSignInfo() = default;
+
+ksw::Result<std::shared_ptr<KSWCodeSignInfo>> ksw::CodeSignInfoAccess::of(const facts::StaticCode& code) {
+    auto content = contentOf<KSWCodeSignInfo::Content>(ksw::Result<ksw::facts::StaticCode>(code));
+    if (!content) {
+        return content.error();
+    }
+    return std::shared_ptr<KSWCodeSignInfo>(new KSWCodeSignInfo(std::move(*content)));
+}
 
 std::shared_ptr<KSWCodeSignInfo> KSWCodeSignInfo::initWithURL(const std::optional<ksw::URL>& url,
                                                               std::optional<ksw::Error>* error) {

@@ -3,8 +3,7 @@
 #include <algorithm>
 
 #include "platform/base/limits.h"
-#include "platform/facts/code.h"
-#include "platform/facts/launch_constraint.h"
+#include "platform/facts/code_sign_info.h"
 #include "servers/kestrelwoodd/given_item.h"
 #include "servers/kestrelwoodd/reading_as.h"
 
@@ -48,25 +47,18 @@ Maker makerOf(const std::optional<std::string>& path, const Caller& caller) {
     }
     // Whom the host trusts is looked up without the caller's rights: were it hidden from him, it would seem to
     // trust nobody, and that answer is remembered for all.
-    const auto info = code->facts();
-    if (!info || (*info)->source != "embedded") {
+    const auto info = CodeSignInfoAccess::of(*code);
+    if (!info) {
         return {};
     }
-    const facts::CodeFacts& f = **info;
-    Maker maker;
-    maker.signingIdentifier = f.identifier;
-    maker.team = f.team;
-    maker.requirement = f.requirement;
-    if (f.constraint && f.format.find("generic") == std::string::npos) {
-        if (auto c = facts::LaunchConstraint::make(*f.constraint, 1, 0)) {
-            maker.constraint = c->externalRepresentation();
-        }
-    }
-    if (!f.chain.empty() && !f.chain.front().organizations.empty()) {
-        maker.developer = asDeveloper(fitting(f.chain.front().organizations.front()));
-    }
-    maker.isSandboxed = f.entitlements && f.entitlements->contains("com.velmont.security.app-sandbox");
-    return maker;
+    const KSWCodeSignInfo& facts = **info;
+    return {facts.signingIdentifier(),
+            fitting(facts.bundleIdentifier()),
+            facts.teamIdentifier(),
+            fitting(facts.designatedRequirement()),
+            facts.lightweightCodeRequirement(),
+            asDeveloper(fitting(facts.developerName())),
+            facts.isSandboxed()};
 }
 
 void takeMaker(KSWItem& record, Maker maker) {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "tests/client/manager/list_daemon.h"
+#include "tests/support/signing_support.h"
 
 namespace ksw::test {
 namespace {
@@ -73,11 +74,12 @@ TEST_F(AUserItem, IsAddedEnabledAndAllowed) {
     EXPECT_EQ(item->disposition(), 3U);
     EXPECT_THAT(requests_.all(), ElementsAre("add 501 " + identifier_ + " 3"));
     EXPECT_EQ(error_, kBefore);
+    EXPECT_THAT(errors(), IsEmpty());
     const auto lines = log_.lines();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].level, host::LogLevel::Debug);
-    EXPECT_EQ(lines[0].publicForm, "addUserItemForURL: item.uuid=" + item->uuid()->string());
-    EXPECT_EQ(lines[0].activity, "KSWManager.addUserItemForURL");
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back().level, host::LogLevel::Debug);
+    EXPECT_EQ(lines.back().publicForm, "addUserItemForURL: item.uuid=" + item->uuid()->string());
+    EXPECT_EQ(lines.back().activity, "KSWManager.addUserItemForURL");
 }
 
 TEST_F(AUserItem, WithoutAUserIsTheCallersOwn) {
@@ -165,6 +167,27 @@ TEST_F(AUserItem, OfAFileThatIsNotThereIsNone) {
     EXPECT_THAT(requests_.all(), IsEmpty());
     EXPECT_THAT(errors(), ElementsAre(StartsWith("addUserItemForURL: getResourceValue error: Error "
                                                  "Domain=KSWPosixErrorDomain Code=2")));
+}
+
+TEST_F(AUserItem, ThatIsASignedApplicationIsAnItemOfTheApplication) {
+    facts::CertificateMaker certificates;
+    const facts::Identity authority = certificates.root("root");
+    root_.folder().writeFile("etc/kestrelwood/trust/root.pem",
+                             facts::textOf(facts::contentOf(authority.certificate)));
+    const facts::Identity signer = certificates.issue(authority, "signer");
+    SigningRequest request;
+    request.identifier = "com.example.tool";
+    request.key = facts::contentOf(signer.key);
+    request.chain = facts::contentOf(signer.chain);
+    ASSERT_TRUE(facts::sign(facts::makeApplication(files_, "Tool.app", "com.example.tool"), request).ok());
+    const auto item = ask();
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(item->type(), KSWItemTypeApp);
+    EXPECT_EQ(item->identifier(), "2.com.example.tool");
+    EXPECT_EQ(item->name(), "Tool");
+    EXPECT_EQ(item->bundleIdentifier(), "com.example.tool");
+    EXPECT_THAT(requests_.all(), ElementsAre("add 501 2.com.example.tool 3"));
+    EXPECT_EQ(error_, kBefore);
 }
 
 TEST_F(AUserItem, MayBeADocumentOrAnAddressInTheNet) {

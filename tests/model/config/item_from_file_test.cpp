@@ -1,4 +1,4 @@
-// Items of files: their identifiers, names and dates.
+// Items of files: their identifiers, names, dates and signatures.
 
 #include <gtest/gtest.h>
 
@@ -9,6 +9,7 @@
 #include <kestrelwood/KSWItem.h>
 
 #include "platform/host/file_facts.h"
+#include "tests/support/signing_support.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -94,6 +95,67 @@ TEST_F(AnItemOfAFile, ThatIsAnApplicationIsNamedWithoutTheSuffix) {
     EXPECT_EQ(KSWItem::itemWithType(KSWItemTypeUserItem, app)->name(), "Tool");
     const URL fake = URL::fileURL(files.writeFile("Fake.app", ""));
     EXPECT_EQ(KSWItem::itemWithType(KSWItemTypeUserItem, fake)->name(), "Fake.app");
+}
+
+class AnItemOfSignedCode : public ksw::facts::SigningTest {
+protected:
+    /// An application with an entitlement to a sandbox.
+    URL signedApplication() {
+        const std::string path = ksw::facts::makeApplication(files_, "Tool.app", "com.example.bundle");
+        ksw::SigningRequest sandboxed = request(&signer());
+        sandboxed.requirement = "identifier \"com.example.tool\"";
+        sandboxed.entitlements =
+            ksw::facts::bytesOf("<plist><dict><key>com.velmont.security.app-sandbox</key><true/></dict></plist>");
+        EXPECT_TRUE(ksw::facts::sign(path, sandboxed).ok());
+        return URL::fileURL(path, PathKind::Directory);
+    }
+};
+
+TEST_F(AnItemOfSignedCode, IsIdentifiedByItsSigningIdentifier) {
+    const URL app = signedApplication();
+    for (const KSWItemType type : {0x2U, 0x4U, 0x40U, 0x80U, 0x100U, 0x200U, 0x400U, 0x800U}) {
+        const std::string identifier = std::to_string(type) + ".com.example.tool";
+        EXPECT_EQ(ItemIdentifierForURLAndType(type, app), identifier);
+        ASSERT_NE(KSWItem::itemWithType(type, app), nullptr);
+        EXPECT_EQ(KSWItem::itemWithType(type, app)->identifier(), identifier);
+    }
+    EXPECT_EQ(ItemIdentifierForURLAndType(KSWItemTypeApp | KSWItemTypeManagedBit, app), "2.com.example.tool");
+    EXPECT_EQ(ItemIdentifierForURLAndType(KSWItemTypeGlimpse, URL::fileURL(signedFile("tool", "some code"))),
+              "2048.com.example.tool");
+}
+
+TEST_F(AnItemOfSignedCode, HasNoIdentifierWhenTheSignatureDoesNotHoldOrHasNoSigner) {
+    const URL app = signedApplication();
+    files_.writeFile("Tool.app/Contents/Info.plist", "<plist><dict></dict></plist>");
+    EXPECT_EQ(ItemIdentifierForURLAndType(KSWItemTypeApp, app), std::nullopt);
+    EXPECT_EQ(KSWItem::itemWithType(KSWItemTypeApp, app), nullptr);
+    const std::string adHoc = ksw::facts::makeApplication(files_, "Another.app", "com.example.another");
+    ASSERT_TRUE(ksw::facts::sign(adHoc, request(nullptr)).ok());
+    EXPECT_EQ(ItemIdentifierForURLAndType(KSWItemTypeApp, URL::fileURL(adHoc)), std::nullopt);
+}
+
+TEST_F(AnItemOfSignedCode, HasWhatTheSignatureSays) {
+    const URL app = signedApplication();
+    for (const auto& item :
+         {KSWItem::itemWithType(KSWItemTypeApp, app), KSWItem::itemWithType(KSWItemTypeUserItem, app)}) {
+        ASSERT_NE(item, nullptr);
+        EXPECT_EQ(item->name(), "Tool");
+        EXPECT_EQ(item->bundleIdentifier(), "com.example.bundle");
+        EXPECT_EQ(item->teamIdentifier(), "TEAM000001");
+        EXPECT_EQ(item->designatedRequirement(), "identifier \"com.example.tool\"");
+        EXPECT_TRUE(item->isSandboxed());
+        EXPECT_EQ(item->lightweightRequirement(), std::nullopt) << "a script is no native code";
+        EXPECT_EQ(item->developerName(), "");
+    }
+    const URL program = URL::fileURL(signedProgram("/bin/true", "program"));
+    EXPECT_NE(KSWItem::itemWithType(KSWItemTypeUserItem, program)->lightweightRequirement(), std::nullopt);
+}
+
+TEST_F(AnItemOfSignedCode, ThatIsAJobHasNothingOfIt) {
+    const auto item = KSWItem::itemWithType(KSWItemTypeAgent, signedApplication(), "8.given");
+    EXPECT_EQ(item->teamIdentifier(), std::nullopt);
+    EXPECT_EQ(item->bundleIdentifier(), std::nullopt);
+    EXPECT_EQ(item->flags(), 0U);
 }
 
 TEST_F(AnItemOfAFile, UnderAGivenIdentifierIsMadeOfAnyFile) {
