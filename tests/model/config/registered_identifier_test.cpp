@@ -121,7 +121,8 @@ TEST_F(ARegistrationsIdentifier, OfAnythingElseAsksForTheFilesSignature) {
     }
     EXPECT_EQ(ItemIdentifierWithRegistrationInfo(0x2, bundle, kNone, kLabelled), std::nullopt);
     EXPECT_EQ(ItemIdentifierWithRegistrationInfo(0x40, kNone, bundle, kLabelled), std::nullopt);
-    EXPECT_TRUE(std::none_of(log.lines().begin(), log.lines().end(), [](const ksw::host::LogLine& line) {
+    const auto lines = log.lines();
+    EXPECT_TRUE(std::none_of(lines.begin(), lines.end(), [](const ksw::host::LogLine& line) {
         return line.text.starts_with("%s: invalid parameter");
     }));
 }
