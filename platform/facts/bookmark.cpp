@@ -35,6 +35,11 @@ bool isMissing(const Error& error) {
     return host::sys::isErrno(error, ENOENT) || host::sys::isErrno(error, ENOTDIR);
 }
 
+/// Whether a lookup failed because the file is not there now; it may be elsewhere.
+bool isGone(const Error& error) {
+    return isMissing(error) || host::sys::isErrno(error, ELOOP) || host::sys::isErrno(error, ENOMEDIUM);
+}
+
 /// The folder that URLs relative to this one are resolved in, with a slash at its end.
 std::string baseFolder(const URL& base) {
     std::string folder = base.hasDirectoryPath() ? base.path() : base.deletingLastPathComponent().path();
@@ -141,7 +146,7 @@ Result<ResolvedBookmark> resolveBookmark(Bytes bookmark, std::uint64_t options, 
     if (seen && !isUnmounted(*path)) {
         return resolved(std::move(*path), *seen, true);
     }
-    if (!seen && host::sys::isErrno(seen.error(), EACCES)) {
+    if (!seen && !isGone(seen.error())) {
         return seen.error();
     }
     std::optional<std::string> found = findMovedFile(*path, *content);

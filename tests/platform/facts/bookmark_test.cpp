@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 
 #include <kestrelwood/KSWErrors.h>
+
+#include <sys/stat.h>
 
 #include "platform/facts/bookmark.h"
 #include "platform/facts/bookmark_blob.h"
@@ -54,6 +57,22 @@ TEST_F(ABookmark, AnswersForTheKeysThatItRecords) {
     EXPECT_EQ(
         __ksw_resourcePropertiesForKeys(bookmark, {kResourceKeyIsRegularFile, "none", kResourceKeyIsApplication}),
         expected);
+}
+
+TEST_F(ABookmark, RecordsADateToTheLastBitOfTheNumber) {
+    const std::string path = folder_.writeFile("a", "");
+    const auto touch = [&](long nanoseconds) {
+        const std::array<timespec, 2> times{{{978'307'201, 0}, {978'307'201, nanoseconds}}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0);
+    };
+    touch(123'456'789);
+    const std::array<std::string_view, 1> keys{kResourceKeyContentModificationDate};
+    const Data bookmark = *facts::makeBookmark(URL::fileURL(path), 0x2000'0000, keys);
+    const auto recorded = __ksw_resourcePropertyForKey(bookmark, kResourceKeyContentModificationDate);
+    EXPECT_EQ(recorded, Value(Date{1.123456789}));
+    EXPECT_EQ(recorded, Value(host::fileFacts(path)->contentModificationDate));
+    touch(123'456'790);
+    EXPECT_NE(recorded, Value(host::fileFacts(path)->contentModificationDate));
 }
 
 TEST_F(ABookmark, OfAFileThatDoesNotExistYetIsOfItsPathAlone) {

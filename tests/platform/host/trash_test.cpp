@@ -95,6 +95,16 @@ TEST_F(AVolume, HasATrashForEachUser) {
     EXPECT_EQ(of(trash()), Relationship::Other);
 }
 
+TEST_F(TheTrash, OfTheUserLiesInItsHomeAndAtTheTopOfTheVolume) {
+    const std::string uid = std::to_string(::geteuid());
+    const std::string home = folder_.at("home/.local/share/Trash/files");
+    EXPECT_EQ(ownTrashFolders("/dev/shm"),
+              (std::vector{home, "/dev/shm/.Trash/" + uid + "/files", "/dev/shm/.Trash-" + uid + "/files"}));
+    EXPECT_EQ(ownTrashFolders("/"), (std::vector{home, "/.Trash/" + uid + "/files", "/.Trash-" + uid + "/files"}));
+    const ScopedVariable none("HOME", std::nullopt);
+    EXPECT_EQ(ownTrashFolders(folder_.at("none")), std::vector<std::string>{});
+}
+
 TEST_F(TheTrash, QueryAboutAMissingFileIsAnErrorThatNamesIt) {
     const auto answer = relationshipOfTrash(folder_.at("none"));
     ASSERT_FALSE(answer.ok());

@@ -1,0 +1,91 @@
+#include "tests/support/in_child.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace ksw::test {
+
+namespace {
+
+constexpr unsigned kSecondsMax = 30;
+constexpr uid_t kOrdinaryUser = 65'534;
+enum : int { kDone = 0, kFailed = 1, kRefused = 2 };
+
+bool write(const char* path, const std::string& text) {
+    std::ofstream file(path);
+    file << text << std::flush;
+    return file.good();
+}
+
+/// Root needs a space of mounts; anybody else a space of users as well, in which it is root.
+bool leaveMounts() {
+    const std::string uid = std::to_string(::geteuid());
+    const std::string gid = std::to_string(::getegid());
+    const bool isRoot = ::geteuid() == 0;
+    if (::unshare(isRoot ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0) {
+        return false;
+    }
+    if (!isRoot && !(write("/proc/self/uid_map", uid + " " + uid + " 1") && write("/proc/self/setgroups", "deny") &&
+                     write("/proc/self/gid_map", gid + " " + gid + " 1"))) {
+        return false;
+    }
+    return ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+int runInChild(const std::function<int()>& body) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(kSecondsMax);
+        const int result = body();
+        std::fflush(nullptr);
+        ::_exit(result);
+    }
+    int status = 0;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : kFailed;
+}
+
+int resultOf(const std::function<void()>& body) {
+    body();
+    return testing::Test::HasFailure() ? kFailed : kDone;
+}
+
+}  // namespace
+
+bool withOwnMounts(const std::function<void()>& body) {
+    const int result = runInChild([&] { return leaveMounts() ? resultOf(body) : int{kRefused}; });
+    EXPECT_NE(result, kFailed);
+    return result != kRefused;
+}
+
+void asOrdinaryUser(const std::function<void()>& body) {
+    if (::geteuid() != 0) {
+        return body();
+    }
+    EXPECT_EQ(runInChild([&] {
+                  const bool done = ::setresgid(kOrdinaryUser, kOrdinaryUser, kOrdinaryUser) == 0 &&
+                                    ::setresuid(kOrdinaryUser, kOrdinaryUser, kOrdinaryUser) == 0;
+                  return done ? resultOf(body) : int{kFailed};
+              }),
+              int{kDone});
+}
+
+void mountNew(const std::string& folder) {
+    ASSERT_EQ(::mount("none", folder.c_str(), "tmpfs", 0, "size=1m"), 0);
+}
+
+void bindMount(const std::string& from, const std::string& to) {
+    ASSERT_EQ(::mount(from.c_str(), to.c_str(), nullptr, MS_BIND, nullptr), 0);
+}
+
+void unmount(const std::string& folder) {
+    ASSERT_EQ(::umount2(folder.c_str(), MNT_DETACH), 0);
+}
+
+}  // namespace ksw::test
