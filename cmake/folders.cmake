@@ -63,6 +63,23 @@ function(ksw_test_label result folder)
     endforeach()
 endfunction()
 
+# ksw_share_test_headers(TARGET): what nearly every test includes is compiled once, with the first program of tests.
+# A compiler cache does more, and cannot look into a precompiled header.
+function(ksw_share_test_headers target)
+    if(CMAKE_CXX_COMPILER_LAUNCHER)
+        return()
+    endif()
+    get_property(first GLOBAL PROPERTY KSW_SHARED_TEST_HEADERS)
+    if(first)
+        target_precompile_headers(${target} REUSE_FROM ${first})
+    else()
+        target_precompile_headers(${target} PRIVATE
+            <gmock/gmock.h> <gtest/gtest.h> <chrono> <filesystem> <fstream> <functional> <map> <memory> <mutex>
+            <optional> <string> <thread> <vector>)
+        set_property(GLOBAL PROPERTY KSW_SHARED_TEST_HEADERS ${target})
+    endif()
+endfunction()
+
 # Tests: every folder below tests/ that holds *_test.cpp is one program, test_FOLDER; what several share stands
 # in tests/support/. A test in another language is *_test.py beside them. The target threaded_tests builds what
 # carries the label "threads".
@@ -90,10 +107,8 @@ function(ksw_tests)
         string(REPLACE "/" "_" name test_${path})
         add_executable(${name} ${tests})
         target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
-        if(KSW_SANITIZE)
-            # What is tested is optimised. The tests themselves run once, and optimising them takes longer than that.
-            target_compile_options(${name} PRIVATE -O0)
-        endif()
+        # What is tested is optimised. The tests themselves run once, and optimising them takes longer than that.
+        target_compile_options(${name} PRIVATE -O0)
         target_compile_definitions(${name} PRIVATE
             KSW_SOURCE_DIR="${CMAKE_SOURCE_DIR}" KSW_BINARY_DIR="${CMAKE_BINARY_DIR}" KSW_PYTHON="${KSW_PYTHON}")
         target_link_libraries(${name} PRIVATE kestrelwood_inside GTest::gmock GTest::gtest GTest::gtest_main
@@ -101,6 +116,7 @@ function(ksw_tests)
         if(EXISTS ${folder}/test.cmake)
             include(${folder}/test.cmake)
         endif()
+        ksw_share_test_headers(${name})
         set(properties TIMEOUT 300)
         if(label)
             add_dependencies(threaded_tests ${name})
@@ -119,11 +135,12 @@ endfunction()
 
 # A fuzzer's seeds are tests too, in every preset: the program seeds_NAME gives each of them to the fuzzer's function.
 function(ksw_seed_tests)
+    add_library(fuzz_replay OBJECT ${CMAKE_SOURCE_DIR}/fuzz/support/replay.cpp)
     file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/*_fuzz.cpp)
     foreach(source ${sources})
         get_filename_component(fuzzer ${source} NAME_WE)
         string(REGEX REPLACE "_fuzz$" "" subject ${fuzzer})
-        add_executable(seeds_${subject} ${source} ${CMAKE_SOURCE_DIR}/fuzz/support/replay.cpp)
+        add_executable(seeds_${subject} ${source} $<TARGET_OBJECTS:fuzz_replay>)
         target_link_libraries(seeds_${subject} PRIVATE kestrelwood_inside Threads::Threads)
         add_test(NAME fuzz/seeds/${subject} COMMAND seeds_${subject} ${CMAKE_SOURCE_DIR}/fuzz/seeds/${subject})
         set_tests_properties(fuzz/seeds/${subject} PROPERTIES TIMEOUT 300)
@@ -133,22 +150,26 @@ endfunction()
 # Benchmarks: bench/NAME_bench.cpp is one program; what they share stands in bench/support/.
 function(ksw_benchmarks)
     file(GLOB support CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bench/support/*.cpp)
+    add_library(bench_support OBJECT ${support})
+    target_link_libraries(bench_support PRIVATE kestrelwoodd_inside)
     file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bench/*_bench.cpp)
     foreach(source ${sources})
         get_filename_component(name ${source} NAME_WE)
-        add_executable(${name} ${source} ${support})
+        add_executable(${name} ${source} $<TARGET_OBJECTS:bench_support>)
         target_link_libraries(${name} PRIVATE kestrelwoodd_inside Threads::Threads)
         add_dependencies(${name} kestrelwoodd)
     endforeach()
 endfunction()
 
-# Fuzzers: fuzz/NAME_fuzz.cpp with its seeds in fuzz/seeds/NAME/.
+# Fuzzers: fuzz/NAME_fuzz.cpp with its seeds in fuzz/seeds/NAME/. The target fuzzers builds them all.
 function(ksw_fuzzers)
+    add_custom_target(fuzzers)
     file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/*_fuzz.cpp)
     foreach(source ${sources})
         get_filename_component(name ${source} NAME_WE)
         add_executable(${name} ${source})
         target_link_libraries(${name} PRIVATE kestrelwood_inside Threads::Threads)
         target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+        add_dependencies(fuzzers ${name})
     endforeach()
 endfunction()
