@@ -94,6 +94,8 @@ constinit std::atomic<LibraryUse*> libraryInUse{&hostLibrary};
 }  // namespace
 
 Result<std::unique_ptr<const LibCrypto>> LibCrypto::load(const char* soname) {
+    // Kept open when there is one: it is opened once more below, and stays.
+    const bool isFirst = ::dlopen(soname, RTLD_NOW | RTLD_NOLOAD) == nullptr;
     void* const library = ::dlopen(soname, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
         return statusError(CodeStatus::NoCryptography, dlopenReason());
@@ -103,15 +105,19 @@ Result<std::unique_ptr<const LibCrypto>> LibCrypto::load(const char* soname) {
         ::dlclose(library);
         return statusError(CodeStatus::NoCryptography, std::string(soname) + " lacks " + missing);
     }
-    if (Status status = crypto->setUp(); !status) {
+    if (Status status = crypto->setUp(isFirst); !status) {
         return status.error();
     }
     return std::unique_ptr<const LibCrypto>(std::move(crypto));
 }
 
-Status LibCrypto::setUp() {
-    // Other threads may still verify while the process exits; the library must not be torn down under them.
-    const bool isReady = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1;
+Status LibCrypto::setUp(bool isFirst) {
+    // Other threads may still verify while the process exits; the library must not be torn down under them. And
+    // looking up a name would have it read the file that OPENSSL_CONF names, whatever that is; a program that uses
+    // the library too may count on its file.
+    const std::uint64_t options =
+        OPENSSL_INIT_NO_ATEXIT | (isFirst ? OPENSSL_INIT_NO_LOAD_CONFIG : std::uint64_t{0});
+    const bool isReady = OPENSSL_init_crypto(options, nullptr) == 1;
     context_ = isReady ? OSSL_LIB_CTX_new() : nullptr;
     if (context_ == nullptr) {
         return statusError(CodeStatus::NoCryptography, "no library context");

@@ -3,7 +3,7 @@
 //
 // Everything happens in a context of our own, with the default provider: no configuration file and no environment
 // variable of the library's has a say in what is valid here, and the program's own use of the library is left
-// alone.
+// alone. The library is kept from reading its configuration file at all unless the program had it open before.
 #pragma once
 
 #include <memory>
@@ -49,7 +49,8 @@ public:
 
 private:
     LibCrypto() = default;
-    Status setUp();
+    /// `isFirst`: nobody in this process has opened the library before.
+    Status setUp(bool isFirst);
 
     OSSL_LIB_CTX* context_ = nullptr;
     OSSL_PROVIDER* provider_ = nullptr;

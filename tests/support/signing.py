@@ -81,10 +81,10 @@ class WithSigners(unittest.TestCase):
         kept = {key: value for key, value in os.environ.items() if not key.startswith("KESTRELWOOD")}
         return kept | {"KESTRELWOOD_ROOT": str(self.host)}
 
-    def tool(self, name, *arguments, status=0, **options):
+    def tool(self, name, *arguments, status=0, variables=None, **options):
         given = {"stdin": subprocess.DEVNULL} | options
         done = subprocess.run(
-            [program(name), *map(str, arguments)], env=self.environment(), capture_output=True,
+            [program(name), *map(str, arguments)], env=self.environment() | (variables or {}), capture_output=True,
             text=True, timeout=REQUEST_SECONDS, **given,
         )  # fmt: skip
         self.assertEqual(done.returncode, status, f"{arguments}\n{done.stdout}\n{done.stderr}")

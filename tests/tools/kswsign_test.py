@@ -182,6 +182,16 @@ class Signing(WithSigners):
                 self.assertIn(f"({status})\n", self.sign(self.folder / name, status=1).stderr)
 
 
+class Cryptography(WithSigners):
+    def test_has_no_configuration_file(self):
+        tool = self.elf()
+        pipe = self.folder / "openssl.cnf"
+        os.mkfifo(pipe)
+        # Whoever opened it would wait for its writer for ever.
+        self.sign(tool, variables={"OPENSSL_CONF": str(pipe)})
+        self.kswsign("verify", tool, variables={"OPENSSL_CONF": str(pipe)})
+
+
 class Stripping(WithSigners):
     def test_restores_every_file_byte_for_byte(self):
         for path in [self.elf(), self.file("script", SCRIPT), self.file("other", bytes(range(256)))]:
