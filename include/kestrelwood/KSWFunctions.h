@@ -62,8 +62,8 @@ KSW_EXPORT ksw::Uid ConsoleUserUID();
 /// an earlier registration in that time, and still has not, not at all.
 KSW_EXPORT void RegisterParentApps(const std::optional<std::string>& apps, ksw::Uid uid);
 
-/// Whether the file at a URL is a bundle: a directory whose name ends in ".app", ".appex", ".bundle", ".framework"
-/// or ".plugin". False without a URL, for one that names no file, and when the file cannot be examined.
+/// Whether the file at a URL is a bundle: a directory whose name ends in ".app" or ".bundle". False without a URL,
+/// for one that names no file, and when the file cannot be examined.
 KSW_EXPORT bool QCURLConformsToBundle(const std::optional<ksw::URL>& url);
 
 /// The application bundle whose main executable a process runs, else that executable. A program that runs out of an

@@ -7,8 +7,7 @@ namespace ksw::host {
 
 namespace {
 
-constexpr std::array<std::string_view, 5> kExtensions = {kApplicationExtension, ".appex", ".bundle", ".framework",
-                                                         ".plugin"};
+constexpr std::array<std::string_view, 2> kExtensions = {kApplicationExtension, ".bundle"};
 
 /// Cuts the last component off; what is left when it is `name`, else nothing.
 std::optional<std::string_view> above(std::string_view path, std::string_view name) {

@@ -10,9 +10,8 @@ namespace ksw::host {
 
 inline constexpr std::string_view kApplicationExtension = ".app";
 
-/// The ending that makes the path's last component the name of a bundle: ".app", ".appex", ".bundle", ".framework"
-/// or
-/// ".plugin". Empty for any other name, and for one that is nothing but the ending. Slashes behind it do not count.
+/// The ending that makes the path's last component the name of a bundle: ".app" or ".bundle". Empty for any other
+/// name, and for one that is nothing but the ending. Slashes behind it do not count.
 std::string_view bundleExtension(std::string_view path);
 
 /// The application whose main executable the path is: /…/X.app for /…/X.app/Contents/Linux/NAME. Absent for any

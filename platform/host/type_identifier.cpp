@@ -17,10 +17,7 @@ struct BundleType {
 
 constexpr std::array kBundleTypes = {
     BundleType{kApplicationExtension, "com.velmont.type.application"},
-    BundleType{".appex", "com.velmont.type.application-extension"},
     BundleType{".bundle", "com.velmont.type.bundle"},
-    BundleType{".framework", "com.velmont.type.framework"},
-    BundleType{".plugin", "com.velmont.type.plugin"},
 };
 
 }  // namespace

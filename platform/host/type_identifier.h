@@ -13,10 +13,7 @@ namespace ksw::host {
 /// | File | Type |
 /// |---|---|
 /// | a directory by its name: ".app" | "com.velmont.type.application" |
-/// | ".appex" | "com.velmont.type.application-extension" |
 /// | ".bundle" | "com.velmont.type.bundle" |
-/// | ".framework" | "com.velmont.type.framework" |
-/// | ".plugin" | "com.velmont.type.plugin" |
 /// | any other directory | "com.velmont.type.folder" |
 /// | a regular file | "com.velmont.type.file" |
 /// | a pipe, socket or device | "com.velmont.type.special" |
@@ -25,7 +22,7 @@ namespace ksw::host {
 /// the file system.
 Result<std::string_view> typeIdentifier(const std::string& path);
 
-/// Whether the type is one of the five bundles.
+/// Whether the type is one of the two bundles.
 bool conformsToBundle(std::string_view type);
 
 }  // namespace ksw::host

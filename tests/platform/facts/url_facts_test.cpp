@@ -65,9 +65,9 @@ TEST_F(AFilesUrl, WithThreeComponentsOrFewerIsNobodysExecutable) {
 TEST_F(AFilesUrl, TellsBundlesAndApplications) {
     EXPECT_TRUE(__ksw_isBundle(at("Outer.app")));
     EXPECT_TRUE(__ksw_isApplication(at("Outer.app")));
-    folder_.makeFolder("Suite.plugin");
-    EXPECT_TRUE(__ksw_isBundle(at("Suite.plugin")));
-    EXPECT_FALSE(__ksw_isApplication(at("Suite.plugin")));
+    folder_.makeFolder("Suite.bundle");
+    EXPECT_TRUE(__ksw_isBundle(at("Suite.bundle")));
+    EXPECT_FALSE(__ksw_isApplication(at("Suite.bundle")));
     EXPECT_FALSE(__ksw_isBundle(at("home")));
     folder_.writeFile("file.bundle", "");
     EXPECT_FALSE(__ksw_isBundle(at("file.bundle")));

@@ -15,17 +15,15 @@ TEST(AnApplication, IsNotThatOfAProgramElsewhere) {
     for (const char* path :
          {"", "/", "my", "/usr/bin/my", "/opt/My.app/my", "/opt/My.app/Contents/my", "/opt/My.app/Contents/Linux/",
           "/opt/My.app/Contents/Linux/more/my", "/opt/My/Contents/Linux/my", "/.app/Contents/Linux/my",
-          "My.app/Contents/Linux/my", "/opt/My.framework/Contents/Linux/my", "/opt/My.app//Contents/Linux/my"}) {
+          "My.app/Contents/Linux/my", "/opt/My.bundle/Contents/Linux/my", "/opt/My.app//Contents/Linux/my"}) {
         EXPECT_EQ(applicationOfExecutable(path), std::nullopt) << path;
     }
 }
 
 TEST(ABundlesName, EndsInOneOfTheKnownExtensions) {
     EXPECT_EQ(bundleExtension("/opt/My.app"), ".app");
-    EXPECT_EQ(bundleExtension("My.appex/"), ".appex");
     EXPECT_EQ(bundleExtension("/opt/My.bundle//"), ".bundle");
-    EXPECT_EQ(bundleExtension("/opt/My.1.framework"), ".framework");
-    EXPECT_EQ(bundleExtension("My.plugin"), ".plugin");
+    EXPECT_EQ(bundleExtension("My.1.bundle"), ".bundle");
 }
 
 TEST(ABundlesName, IsMoreThanTheExtension) {
