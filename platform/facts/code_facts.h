@@ -16,6 +16,10 @@ struct Certificate {
         organizations;  ///< The subject's organization names (RFC 5280, id-at-organizationName), in order.
 };
 
+/// The team of the platform's own applications. A signer chooses the team that he writes into a signature; this one
+/// is the maker's alone, and in any other signature does not hold.
+inline constexpr const char* kPlatformTeam = "SYSTEMAPPS";
+
 /// How far the signer's chain reaches.
 enum class Anchor : std::uint8_t {
     None,     ///< To no certificate that this host trusts, or there is no chain.

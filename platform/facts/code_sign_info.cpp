@@ -25,8 +25,6 @@ constexpr ksw::StringConstant kBundleIdentifierKey = "QCBundleIdentifier";
 constexpr ksw::StringConstant kAssociatedBundlesEntitlement =
     "com.velmont.private.kestrelwood.associatedbundleidentifiers";
 constexpr ksw::StringConstant kSandboxEntitlement = "com.velmont.security.app-sandbox";
-/// The team of the maker's own applications, which are signed by none.
-constexpr const char* kSystemApplicationsTeam = "SYSTEMAPPS";
 
 /// What the embedded signature of code says.
 template <class Content, class SomeCode>
@@ -127,7 +125,7 @@ Text KSWCodeSignInfo::teamIdentifier() const {
     if (content_->facts->team) {
         return content_->facts->team;
     }
-    return hasAssociatedBundleIdentifiersEntitlement() ? Text(kSystemApplicationsTeam) : std::nullopt;
+    return hasAssociatedBundleIdentifiersEntitlement() ? Text(ksw::facts::kPlatformTeam) : std::nullopt;
 }
 
 bool KSWCodeSignInfo::hasAssociatedBundleIdentifiersEntitlement() const {

@@ -1,5 +1,5 @@
-// verified_files.h: remembers which files were verified and what came of it, so that an unchanged file is not read
-// again. Bounded; the file that was asked for longest ago is forgotten first.
+// verified_files.h: remembers which signed files were verified and what came of it, so that an unchanged one is not
+// read again. Bounded; the file that was asked for longest ago is forgotten first.
 #pragma once
 
 #include <cstdint>

@@ -111,7 +111,7 @@ Result<Verified> verify(const LibCrypto& crypto, const CodeFile& code, const Fil
     }
     Result<Signer> signer = Signer{};
     if (signature->message) {
-        // Before the code is hashed: nobody but a trusted signer can make this host read gigabytes in vain.
+        // Before the code is hashed: a signer whom nobody trusts cannot make this host read gigabytes in vain.
         signer = verifyMessage(crypto, *signature->message, signature->directoryBytes, anchors, time);
         if (!signer) {
             return signer.error();
@@ -120,6 +120,9 @@ Result<Verified> verify(const LibCrypto& crypto, const CodeFile& code, const Fil
     Result<CodeFacts> facts = factsOf(signature->directory);
     if (!facts) {
         return facts.error();
+    }
+    if (facts->team == kPlatformTeam && signer->anchor != Anchor::Maker) {
+        return statusError(CodeStatus::NotTrusted, "its team is the platform's");
     }
     if (Status status = checkDigests(crypto, signature->directory, code); !status) {
         return status.error();
@@ -257,8 +260,10 @@ Result<Verified> Verifier::judgeFile(const LibCrypto& crypto, const CodeFile& co
     if (after->size != before->size || after->modified != before->modified) {
         return statusError(CodeStatus::ChangedMeanwhile);
     }
+    // Anybody can seal files ad hoc, as many as he likes and with lists that fill the memory.
+    const bool hasSigner = verified->facts->anchor != Anchor::None;
     // What changed a moment ago could change again and bear the same time; it is read again.
-    if (*after == *before && isSettled(std::max(after->modified, after->changed), now)) {
+    if (hasSigner && *after == *before && isSettled(std::max(after->modified, after->changed), now)) {
         files_.remember(state, *verified);
     }
     return verified;

@@ -210,6 +210,14 @@ TEST_F(ACodeSignInfo, TakesTheEntitlementFromNobodyButTheMaker) {
     EXPECT_EQ(info->teamIdentifier(), std::nullopt);
 }
 
+TEST_F(ACodeSignInfo, IsOfThePlatformsTeamByNobodysWordButTheMakers) {
+    SigningRequest pretending = request(nullptr);
+    pretending.team = "SYSTEMAPPS";
+    const URL url = URL::fileURL(signedBy(signer(), pretending));
+    expectNone(url, -70023, url.absoluteString());
+    EXPECT_EQ(infoAt(signedBy(maker(), pretending))->teamIdentifier(), "SYSTEMAPPS");
+}
+
 TEST_F(ACodeSignInfo, TakesAnEntitlementThatIsTrueOnly) {
     const Identity velmont = maker();
     SigningRequest bare = request(nullptr);

@@ -84,6 +84,15 @@ TEST_F(AVerifiedFile, IsReadAgainWhenTheTrustedCertificatesChange) {
     EXPECT_GT(readsFor(verifier, path, CodeStatus::NotTrusted), 0U);
 }
 
+TEST_F(AVerifiedFile, IsReadAgainWhenNobodyAnswersForIt) {
+    const std::string path = files_.writeFile("file", "some code");
+    ASSERT_TRUE(sign(path, request(nullptr)).ok());
+    const ForwardClock clock;
+    Verifier verifier(clock);
+    EXPECT_GT(readsFor(verifier, path), 0U);
+    EXPECT_GT(readsFor(verifier, path), 0U);
+}
+
 TEST_F(AVerifiedFile, IsForgottenWhenACertificateExpires) {
     const std::string path = signedFile("file", "some code");
     ForwardClock clock;
