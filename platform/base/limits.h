@@ -115,6 +115,9 @@ inline constexpr std::size_t kTrustedCertificatesMax = 256;
 /// Verified files that are remembered.
 inline constexpr std::size_t kVerifiedFilesMax = 1'024;
 
+/// A message of the desktop's bus.
+inline constexpr std::size_t kBusMessageMax = 64 * kKiB;
+
 // The log.
 inline constexpr std::size_t kLogFieldMax = 8 * kKiB;
 /// How long one send to the journal may wait, in milliseconds.

@@ -4,12 +4,14 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace ksw::servers {
 
 namespace {
 
 constexpr int kUsage = 2;
+constexpr int kFlag = 1;  // no letter
 
 void print(std::FILE* stream, std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stream);
@@ -23,11 +25,21 @@ int wrongUsage(std::string_view name) {
 
 }  // namespace
 
-std::optional<int> readCommandLine(int count, char** arguments, std::string_view name, std::string_view help) {
-    static const option kOptions[] = {
-        {"help", no_argument, nullptr, 'h'}, {"version", no_argument, nullptr, 'V'}, {nullptr, 0, nullptr, 0}};
+std::optional<int> readCommandLine(int count, char** arguments, std::string_view name, std::string_view help,
+                                   std::span<const Flag> flags) {
+    std::vector<option> options;
+    for (const Flag& flag : flags) {
+        options.push_back({flag.name, no_argument, nullptr, kFlag});
+    }
+    options.insert(
+        options.end(),
+        {{"help", no_argument, nullptr, 'h'}, {"version", no_argument, nullptr, 'V'}, {nullptr, 0, nullptr, 0}});
     while (true) {
-        switch (getopt_long(count, arguments, "hV", kOptions, nullptr)) {
+        int index = 0;
+        switch (getopt_long(count, arguments, "hV", options.data(), &index)) {
+            case kFlag:
+                *flags[static_cast<std::size_t>(index)].isGiven = true;
+                break;
             case -1:
                 if (optind < count) {
                     print(stderr, std::string(name) + ": unexpected argument '" + arguments[optind] + "'\n");

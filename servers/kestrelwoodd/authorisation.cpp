@@ -11,6 +11,7 @@ bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid) {
     const bool isOwn = caller.uid == uid && uid != kEveryUser && uid != kNoUser;
     switch (rule) {
         case Rule::Ask:
+        case Rule::Tell:
             return isOwn;
         case Rule::Change:
             return isOwn && scopeOf(type, uid) == uid;

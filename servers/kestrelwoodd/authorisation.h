@@ -14,6 +14,7 @@ enum class Rule : std::uint8_t {
     Ask,     ///< Reads the record of one user, or one of the system's in its stead.
     Change,  ///< Makes, changes or removes a record.
     List,    ///< Reads what may be shown to anybody; the answer has only what the caller may see.
+    Tell,    ///< Tells one user something, or of what the user has.
 };
 
 /// Whether the caller may do this for user `uid` with an item of this type. Uid 0 may do everything, and so may the

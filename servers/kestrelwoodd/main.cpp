@@ -15,6 +15,7 @@
 #include "servers/common/notifier.h"
 #include "servers/common/stop_signals.h"
 #include "servers/kestrelwoodd/log.h"
+#include "servers/kestrelwoodd/notification_service.h"
 #include "servers/kestrelwoodd/open_registry.h"
 #include "servers/kestrelwoodd/reading_as.h"
 #include "servers/kestrelwoodd/services.h"
@@ -25,7 +26,7 @@ namespace {
 using namespace ksw;
 
 constexpr std::string_view kName = "kestrelwoodd";
-constexpr std::string_view kHelp = R"(Usage: kestrelwoodd [--help | --version]
+constexpr std::string_view kHelp = R"(Usage: kestrelwoodd [--notifications | --help | --version]
 
 Keeps the records of all background items of this host and answers which of them may launch.
 It serves com.velmont.kestrelwood and com.velmont.kestrelwood.registrar, and tells whoever
@@ -33,12 +34,19 @@ observes it of changes through notify, on sockets in /run/kestrelwood, which it 
 the service manager or binds itself. It keeps its records in
 /var/lib/kestrelwood/kestrelwood.db. SIGTERM and SIGINT end it.
 
-  -h, --help     print this and exit
-  -V, --version  print the version and exit
+With --notifications it tells the calling user of background items instead: it serves
+com.velmont.kestrelwood.notifications in /run/user/UID/kestrelwood, and shows what it is given through
+the desktop's notification service, on the session's bus; without one it goes into the log.
+
+      --notifications  serve the calling user's notifications
+  -h, --help           print this and exit
+  -V, --version        print the version and exit
 
 Environment:
   KESTRELWOOD_ROOT         folder under which all of these places are looked up
   KESTRELWOOD_LOG=debug    log everything, to standard error too
+  DBUS_SESSION_BUS_ADDRESS, XDG_RUNTIME_DIR
+                           where the session's bus is (with --notifications)
 )";
 
 Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder& folder) {
@@ -150,9 +158,11 @@ Status run() {
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (const std::optional<int> done = servers::readCommandLine(count, arguments, kName, kHelp)) {
+    bool isForUser = false;
+    const servers::Flag flags[] = {{"notifications", &isForUser}};
+    if (const std::optional<int> done = servers::readCommandLine(count, arguments, kName, kHelp, flags)) {
         return *done;
     }
-    const Status done = run();
+    const Status done = isForUser ? daemon::serveNotifications() : run();
     return done ? 0 : servers::failed(kName, done.error());
 }

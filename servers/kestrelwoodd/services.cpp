@@ -2,9 +2,8 @@
 
 #include <string>
 
-#include "platform/host/host_root.h"
-#include "platform/host/peer_identity.h"
 #include "servers/kestrelwoodd/answers.h"
+#include "servers/kestrelwoodd/callers.h"
 #include "servers/kestrelwoodd/served_methods.h"
 
 namespace ksw::daemon {
@@ -16,17 +15,6 @@ using ipc::Method;
 using ipc::Reply;
 using ipc::RequestContext;
 using ipc::Responder;
-
-/// Tells callers from their connections; asks beforehand who owns the host root.
-class Callers {
-public:
-    Caller callerOf(const host::PeerIdentity& peer) const {
-        return {peer.uid(), peer.auditToken().effectiveGid(), owner_ != kNoUser && peer.uid() == owner_};
-    }
-
-private:
-    Uid owner_ = host::hostRootOwner();
-};
 
 // The arguments of a request in the form that its operation takes.
 

@@ -51,6 +51,7 @@ std::vector<Case> cases() {
 bool isExpected(Rule rule, const Case& request) {
     switch (rule) {
         case Rule::Ask:
+        case Rule::Tell:
             return request.mayAsk;
         case Rule::Change:
             return request.mayChange;

@@ -102,14 +102,16 @@ DaemonHost::DaemonHost() : variable_("KESTRELWOOD_ROOT", root_.path()) {
     EXPECT_EQ(bind(notifications_.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
 }
 
-std::unique_ptr<Process> DaemonHost::start(const std::vector<std::string>& variables) const {
+std::unique_ptr<Process> DaemonHost::start(const std::vector<std::string>& variables,
+                                           const std::vector<std::string>& arguments) const {
     std::vector<std::string> all = variables;
     all.push_back("NOTIFY_SOCKET=" + root_.at("notify"));
-    return std::make_unique<Process>(std::vector<std::string>{}, all);
+    return std::make_unique<Process>(arguments, all);
 }
 
-std::unique_ptr<Process> DaemonHost::startReady(const std::vector<std::string>& variables) const {
-    std::unique_ptr<Process> process = start(variables);
+std::unique_ptr<Process> DaemonHost::startReady(const std::vector<std::string>& variables,
+                                                const std::vector<std::string>& arguments) const {
+    std::unique_ptr<Process> process = start(variables, arguments);
     if (!waitFor(*process, "READY=1")) {
         ADD_FAILURE() << process->wait().output;
         return nullptr;

@@ -48,10 +48,12 @@ class DaemonHost {
 public:
     DaemonHost();
 
-    /// Starts kestrelwoodd; `variables` as for Process.
-    std::unique_ptr<Process> start(const std::vector<std::string>& variables = {}) const;
+    /// Starts kestrelwoodd; `variables` and `arguments` as for Process.
+    std::unique_ptr<Process> start(const std::vector<std::string>& variables = {},
+                                   const std::vector<std::string>& arguments = {}) const;
     /// The same, and waits until it is ready; null when it ended instead.
-    std::unique_ptr<Process> startReady(const std::vector<std::string>& variables = {}) const;
+    std::unique_ptr<Process> startReady(const std::vector<std::string>& variables = {},
+                                        const std::vector<std::string>& arguments = {}) const;
     /// Waits until the process has notified this state; false when it ended before.
     bool waitFor(const Process& process, std::string_view state) const;
 
