@@ -41,9 +41,8 @@ std::string utf8Of(const LibCrypto& crypto, const ASN1_STRING* text) {
     if (size < 0) {
         return {};
     }
-    std::string result(reinterpret_cast<const char*>(utf8), static_cast<std::size_t>(size));
-    crypto.CRYPTO_free(utf8, "", 0);
-    return result;
+    const OwnedBytes owner = owned<OwnedBytes>(crypto, utf8);
+    return {reinterpret_cast<const char*>(utf8), static_cast<std::size_t>(size)};
 }
 
 std::int64_t secondsOf(const LibCrypto& crypto, const ASN1_TIME* time, std::int64_t otherwise) {
@@ -88,8 +87,8 @@ Certificate certificateFacts(const LibCrypto& crypto, X509* certificate) {
     Certificate facts;
     unsigned char* der = nullptr;
     if (const int size = crypto.i2d_X509(certificate, &der); size > 0) {
+        const OwnedBytes owner = owned<OwnedBytes>(crypto, der);
         facts.encoded.assign(der, der + size);
-        crypto.CRYPTO_free(der, "", 0);
     }
     const X509_NAME* subject = crypto.X509_get_subject_name(certificate);
     int at = -1;

@@ -78,9 +78,9 @@ Result<OwnedCms> Message::parse(const LibCrypto& crypto, Bytes bytes) {
     // Written again it is the same, or it was not DER and could be said in other bytes as well.
     unsigned char* again = nullptr;
     const int size = crypto.i2d_CMS_ContentInfo(cms.get(), &again);
+    const OwnedBytes owner = owned<OwnedBytes>(crypto, again);
     const bool isSame = size > 0 && at == bytes.data() + bytes.size() &&
                         std::equal(bytes.begin(), bytes.end(), again, again + size);
-    crypto.CRYPTO_free(again, "", 0);
     if (!isSame) {
         return statusError(CodeStatus::MessageMalformed);
     }

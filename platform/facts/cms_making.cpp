@@ -109,9 +109,8 @@ Result<Data> makeMessage(const LibCrypto& crypto, Bytes content, Bytes keyPem, B
     if (size <= 0) {
         return statusError(CodeStatus::NoMemory);
     }
-    Data message(der, der + size);
-    crypto.CRYPTO_free(der, "", 0);
-    return message;
+    const OwnedBytes owner = owned<OwnedBytes>(crypto, der);
+    return Data(der, der + size);
 }
 
 }  // namespace ksw::facts

@@ -106,6 +106,13 @@ using OwnedStoreContext = CryptoOwner<X509_STORE_CTX, &LibCryptoFunctions::X509_
 using OwnedKey = CryptoOwner<EVP_PKEY, &LibCryptoFunctions::EVP_PKEY_free>;
 using OwnedDigest = CryptoOwner<EVP_MD_CTX, &LibCryptoFunctions::EVP_MD_CTX_free>;
 
+/// Bytes that the library allocated.
+struct CryptoBytesRelease {
+    const LibCrypto* crypto = nullptr;
+    void operator()(unsigned char* bytes) const { crypto->CRYPTO_free(bytes, "", 0); }
+};
+using OwnedBytes = std::unique_ptr<unsigned char, CryptoBytesRelease>;
+
 template <class Owner>
 Owner owned(const LibCrypto& crypto, typename Owner::pointer object) {
     return Owner(object, typename Owner::deleter_type{&crypto});
