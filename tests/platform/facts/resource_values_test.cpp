@@ -57,7 +57,7 @@ TEST_F(AResource, IsOfAKind) {
     EXPECT_EQ(kindsOf(folder_.writeFile("a", "")), (std::vector{false, true, false, false, false}));
     EXPECT_EQ(kindsOf(folder_.path()), (std::vector{true, false, false, false, false}));
     EXPECT_EQ(kindsOf(folder_.makeFolder("W.app")), (std::vector{true, false, true, true, false}));
-    EXPECT_EQ(kindsOf(folder_.makeFolder("W.plugin")), (std::vector{true, false, true, false, false}));
+    EXPECT_EQ(kindsOf(folder_.makeFolder("W.bundle")), (std::vector{true, false, true, false, false}));
     EXPECT_EQ(kindsOf("/"), (std::vector{true, false, false, false, true}));
     EXPECT_EQ(kindsOf("/dev/null"), (std::vector{false, false, false, false, false}));
     EXPECT_EQ(kindsOf(folder_.at("none.app")), (std::vector{false, false, false, false, false}));
@@ -125,8 +125,8 @@ TEST_F(AResource, ThatIsAnApplicationHasItsDisplayName) {
 }
 
 TEST_F(AResource, ThatIsNoApplicationHasNoDisplayName) {
-    writeList("W.plugin/Contents/Info.plist", {{"QCBundleDisplayName", "Writer"}});
-    EXPECT_EQ(localizedName("W.plugin"), Value("W.plugin"));
+    writeList("W.bundle/Contents/Info.plist", {{"QCBundleDisplayName", "Writer"}});
+    EXPECT_EQ(localizedName("W.bundle"), Value("W.bundle"));
 }
 
 TEST_F(AResource, WithADamagedListIsCalledByItsName) {
