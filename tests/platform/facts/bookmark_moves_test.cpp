@@ -164,11 +164,15 @@ TEST_F(ASearch, ReadsNoEntryMore) {
 TEST_F(ASearch, PassesOverFoldersThatAreClosedToIt) {
     const Data bookmark = make(folder_.writeFile("one/apps/a", ""));
     move("one/apps/a", "one/other/a");
-    for (int number = 0; number < 5; ++number) {
-        ASSERT_EQ(::chmod(folder_.makeFolder("one/closed" + std::to_string(number)).c_str(), 0), 0);
-    }
+    const auto changeClosedFolders = [&](mode_t mode) {
+        for (int number = 0; number < 5; ++number) {
+            ASSERT_EQ(::chmod(folder_.makeFolder("one/closed" + std::to_string(number)).c_str(), mode), 0);
+        }
+    };
+    changeClosedFolders(0);
     ASSERT_EQ(::chmod(folder_.path().c_str(), 0755), 0);
     test::asOrdinaryUser([&] { EXPECT_EQ(resolve(bookmark), staleAt(folder_.at("one/other/a"))); });
+    changeClosedFolders(0700);  // or only root could remove them
 }
 
 TEST_F(ABookmarkedFile, ThatCannotBeLookedAtIsAnErrorThatSaysWhy) {
