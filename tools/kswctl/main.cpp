@@ -40,6 +40,16 @@ ExitStatus run(const Options& options) {
             return showFacts(options);
         case Verb::Apps:
             return listApplications(options);
+        case Verb::Identify:
+            return identifyFile(options);
+        case Verb::BookmarkMake:
+            return makeBookmark(options);
+        case Verb::BookmarkShow:
+            return showBookmark(options);
+        case Verb::BookmarkResolve:
+            return resolveBookmark(options);
+        case Verb::BookmarkMatch:
+            return matchBookmarks(options);
     }
     return ExitStatus::Failed;
 }

@@ -42,6 +42,14 @@ constexpr const char* kAppsNote =
     "A\n"
     "placeholder is not there wholly.\n\n";
 
+constexpr const char* kIdentifyNote =
+    "Without --type an application is taken for an app, with --app for a login item, a property list for\n"
+    "an agent, and any other file for a user item. \"reason\" says why a file has no identifier.\n\n";
+
+constexpr const char* kMakeNote = "PATH is the path of a file, or a URL with its scheme.\n\n";
+
+constexpr const char* kMatchNote = "Ends with 0 only when both are of the same file, and with 1 otherwise.\n\n";
+
 std::optional<ksw::Uid> uidFromText(std::string_view text) {
     if (text == "system") {
         return ksw::kEveryUser;
@@ -56,7 +64,20 @@ std::optional<ksw::Uid> uidFromText(std::string_view text) {
 }
 
 /// What a verb needs to be told.
-enum class Takes { Nothing, Job, JobAndRoad, User, Kinds, Item, Location, Code };
+enum class Takes {
+    Nothing,
+    Job,
+    JobAndRoad,
+    User,
+    Kinds,
+    Item,
+    Location,
+    Code,
+    File,
+    Bookmarked,
+    Bookmark,
+    Bookmarks
+};
 
 /// One verb's place in the command line.
 struct VerbRow {
@@ -65,7 +86,10 @@ struct VerbRow {
     const char* help;
     Takes takes;
     const char* note = "";
+    const char* group = nullptr;  ///< The word in front of the verb's, that other verbs share.
 };
+
+constexpr const char* kBookmark = "bookmark";
 
 constexpr VerbRow kVerbs[] = {
     {Verb::List, "list", "List a user's items, and the system's", Takes::Kinds},
@@ -80,6 +104,14 @@ constexpr VerbRow kVerbs[] = {
     {Verb::Hide, "hide", "Have an item launch out of sight", Takes::Item, kChangeNote},
     {Verb::Unhide, "unhide", "Have an item launch in sight", Takes::Item, kChangeNote},
     {Verb::Facts, "facts", "Show who signed code, and as what", Takes::Code, kFactsNote},
+    {Verb::Identify, "identify", "Show the identifier and the name that a file gives its item", Takes::File,
+     kIdentifyNote},
+    {Verb::BookmarkMake, "make", "Write a bookmark of a file to standard output", Takes::Bookmarked, kMakeNote,
+     kBookmark},
+    {Verb::BookmarkShow, "show", "Show what a bookmark records", Takes::Bookmark, "", kBookmark},
+    {Verb::BookmarkResolve, "resolve", "Print where a bookmark's file is now", Takes::Bookmark, "", kBookmark},
+    {Verb::BookmarkMatch, "match", "Say whether two bookmarks are of the same file", Takes::Bookmarks, kMatchNote,
+     kBookmark},
     {Verb::Users, "users", "List the users that the daemon holds items for", Takes::Nothing},
     {Verb::Register, "register", "Register a job", Takes::JobAndRoad},
     {Verb::Unregister, "unregister", "Withdraw a job's registration", Takes::Job},
@@ -93,6 +125,7 @@ struct Raw {
     Options options;
     std::string kind = "agent";
     std::optional<std::string> kinds;
+    std::optional<std::string> kindOfFile;
     std::optional<std::string> uid;
     bool registrar = false;
 };
@@ -115,12 +148,44 @@ void addCodeOptions(CLI::App& verb, Raw& raw) {
         ->excludes(path);
 }
 
+std::string complaintIfNoKindOfFile(const std::string& text) {
+    const std::optional<KSWItemType> kind = kindNamed(text);
+    return kind && *kind != KSWItemTypeDeveloper ? "" : "'" + text + "' is no kind of item that a file can be";
+}
+
+/// The options of verbs that look at files and ask no daemon.
+void addFileOptions(CLI::App& verb, Raw& raw, Takes takes) {
+    const auto add = [&verb](const char* name, std::string& place, const char* help) {
+        verb.add_option(name, place, help)->required()->check(complaintIfEmpty);
+    };
+    Options& options = raw.options;
+    if (takes == Takes::File) {
+        add("PATH", options.location, "The file");
+        verb.add_option("--type", raw.kindOfFile, "What kind of item it is: " + kindNames())
+            ->check(complaintIfNoKindOfFile);
+        verb.add_option("--app", options.app, "The application that carries it");
+    } else if (takes == Takes::Bookmarked) {
+        add("PATH", options.location, "The file that the bookmark is to find");
+    } else {
+        add("FILE", options.bookmark, "The file that holds the bookmark, 1 MiB at most");
+    }
+    if (takes == Takes::Bookmarks) {
+        add("OTHER", options.otherBookmark, "The file that holds the other bookmark");
+    }
+}
+
 void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
     switch (takes) {
         case Takes::Nothing:
             return;
         case Takes::Code:
             addCodeOptions(verb, raw);
+            return;
+        case Takes::File:
+        case Takes::Bookmarked:
+        case Takes::Bookmark:
+        case Takes::Bookmarks:
+            addFileOptions(verb, raw, takes);
             return;
         case Takes::Job:
         case Takes::JobAndRoad:
@@ -141,9 +206,21 @@ void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
     verb.add_option("--uid", raw.uid, "The user concerned, or \"system\" (default: the calling user)");
 }
 
+CLI::App* addGroup(CLI::App& app, const char* name) {
+    CLI::App* group = app.add_subcommand(name, "Make, read and resolve bookmarks of files");
+    addVersion(*group);
+    group->footer(kExitStatuses);
+    group->require_subcommand(1);
+    return group;
+}
+
 void addVerbs(CLI::App& app, Raw& raw) {
+    CLI::App* group = nullptr;
     for (const VerbRow& row : kVerbs) {
-        CLI::App* verb = app.add_subcommand(row.name, row.help);
+        if (row.group != nullptr && group == nullptr) {
+            group = addGroup(app, row.group);
+        }
+        CLI::App* verb = (row.group == nullptr ? &app : group)->add_subcommand(row.name, row.help);
         addVersion(*verb);
         verb->add_flag("--json", raw.options.json, "Print JSON for programs");
         verb->footer(std::string(row.note) + kExitStatuses);
@@ -154,6 +231,7 @@ void addVerbs(CLI::App& app, Raw& raw) {
 
 std::variant<Options, ExitStatus> judged(Raw raw) {
     raw.options.kind = kindNamed(raw.kind).value();
+    raw.options.kindOfFile = raw.kindOfFile ? kindNamed(*raw.kindOfFile) : std::nullopt;
     raw.options.road = raw.registrar ? Road::Registrar : Road::Manager;
     const std::optional<KSWItemType> kinds = raw.kinds ? kindsNamed(*raw.kinds) : KSWItemTypeAll;
     if (!kinds) {
@@ -174,7 +252,7 @@ std::variant<Options, ExitStatus> judged(Raw raw) {
 }  // namespace
 
 std::variant<Options, ExitStatus> parseOptions(int argc, const char* const* argv) {
-    CLI::App app("Asks the management daemon about background items, and the host about code.", "kswctl");
+    CLI::App app("Asks the management daemon about background items, and the host about code and files.", "kswctl");
     Raw raw;
     addVersion(app);
     app.footer(kExitStatuses);

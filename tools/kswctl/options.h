@@ -33,6 +33,11 @@ enum class Verb {
     Watch,
     Facts,
     Apps,
+    Identify,
+    BookmarkMake,
+    BookmarkShow,
+    BookmarkResolve,
+    BookmarkMatch,
 };
 
 /// Which service of the daemon is asked.
@@ -48,9 +53,14 @@ struct Options {
     std::optional<std::string> app;
     KSWItemType kind = KSWItemTypeAgent;
     Road road = Road::Manager;
+    // The verb about any item's file, which is `location`; absent: the kind that the file looks like.
+    std::optional<KSWItemType> kindOfFile;
     // The verb about code: the path of a file or a bundle, else a process.
     std::string code;
     std::optional<pid_t> pid;
+    // The verbs about bookmarks: the files that hold them.
+    std::string bookmark;
+    std::string otherBookmark;
     // The verbs about records.
     KSWItemType kinds = KSWItemTypeAll;  ///< The mask of what to list.
     std::string item;                    ///< The beginning of an identifier or UUID; never empty.

@@ -19,12 +19,18 @@ Complaint usage(std::string text) {
     return {ExitStatus::Usage, std::move(text)};
 }
 
+/// A kind that is a legacy one where no application carries it.
+bool hasLegacyForm(KSWItemType kind) {
+    return (kind & (KSWItemTypeAgent | KSWItemTypeDaemon | KSWItemTypeLoginItem)) != 0;
+}
+
 /// Where the job is: its own absolute URL, or the application and the place inside it.
 Outcome<Subject> placeOf(const Options& options) {
     const fs::path job = settled(options.job);
     if (!options.app) {
-        return Subject{std::nullopt, ksw::URL::fileURL(job.native()),
-                       static_cast<std::int64_t>(options.kind | KSWItemTypeLegacyBit), std::nullopt, options.uid};
+        const KSWItemType type = options.kind | (hasLegacyForm(options.kind) ? KSWItemTypeLegacyBit : 0);
+        return Subject{std::nullopt, ksw::URL::fileURL(job.native()), static_cast<std::int64_t>(type), std::nullopt,
+                       options.uid};
     }
     std::error_code problem;
     const fs::path app = fs::canonical(*options.app, problem);
@@ -53,8 +59,9 @@ Outcome<Subject> subjectOf(const Options& options, JobFile jobFile) {
     }
     if (!KSWItemTypeValidateRegistrationParameters(static_cast<KSWItemType>(subject->type), subject->bundleURL,
                                                    subject->itemURL)) {
-        return usage("a " + KSWItemTypeBaseDescription(options.kind) +
-                     " needs the application that carries it (--app)");
+        const char* wrong =
+            options.app ? " is in no application (--app)" : " needs the application that carries it (--app)";
+        return usage("a " + KSWItemTypeBaseDescription(options.kind) + wrong);
     }
     if (jobFile == JobFile::Read && !isItselfTheItem(options)) {
         Outcome<ksw::Dictionary> configuration = configurationOfJob(settled(options.job).native());

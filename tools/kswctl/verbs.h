@@ -21,8 +21,17 @@ ExitStatus changeItem(const Options& options);
 /// Returns when a signal asks for the end, or when what it prints cannot be written any more.
 ExitStatus watchItems(const Options& options);
 
-/// What is known of code by its signature. Asks no daemon.
+// These ask no daemon.
+
+/// What is known of code by its signature.
 ExitStatus showFacts(const Options& options);
+/// Under which identifier and name a file would be recorded.
+ExitStatus identifyFile(const Options& options);
+/// Write a bookmark, print what one records, the path that it leads to, or whether two are of the same file.
+ExitStatus makeBookmark(const Options& options);
+ExitStatus showBookmark(const Options& options);
+ExitStatus resolveBookmark(const Options& options);
+ExitStatus matchBookmarks(const Options& options);
 
 /// Asks the host's folders and no daemon.
 ExitStatus listApplications(const Options& options);

@@ -6,8 +6,8 @@
 #include <kestrelwood/code_signing.h>
 
 #include "tools/common/code_status.h"
+#include "tools/common/input_file.h"
 #include "tools/common/outcome.h"
-#include "tools/kswsign/input_file.h"
 #include "tools/kswsign/verbs.h"
 
 namespace tools::kswsign {

@@ -1,4 +1,4 @@
-// input_file.h: the files that a signature is made with.
+// input_file.h: the files that a tool is given to read.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 #include "tools/common/outcome.h"
 
-namespace tools::kswsign {
+namespace tools {
 
 /// Reads a file once, whole; a pipe will do. Complaint: it cannot be read, or is larger than 1 MiB.
 Outcome<ksw::Data> readInputFile(const std::string& path);
 
-}  // namespace tools::kswsign
+}  // namespace tools

@@ -1,4 +1,4 @@
-#include "tools/kswsign/input_file.h"
+#include "tools/common/input_file.h"
 
 #include <cerrno>
 #include <system_error>
@@ -8,7 +8,7 @@
 
 #include "tools/common/descriptor.h"
 
-namespace tools::kswsign {
+namespace tools {
 namespace {
 
 constexpr std::size_t kSizeMax = std::size_t{1} << 20U;  // bytes; entitlements may have as many
@@ -45,4 +45,4 @@ Outcome<ksw::Data> readInputFile(const std::string& path) {
     return Complaint{ExitStatus::Failed, path + ": larger than 1 MiB"};
 }
 
-}  // namespace tools::kswsign
+}  // namespace tools
