@@ -1,6 +1,8 @@
 #include <kestrelwood/KSWAdditions.h>
 #include <kestrelwood/KSWFunctions.h>
 
+#include "platform/facts/localized_name.h"
+
 using ksw::URL;
 
 namespace {
@@ -18,7 +20,7 @@ std::string ItemNameForURL(const URL& url) {
         return url.absoluteString();
     }
     std::optional<std::string> name = __ksw_localizedName(url);
-    return name ? std::move(*name) : url.lastPathComponent();
+    return name ? std::move(*name) : ksw::facts::readableText(url.lastPathComponent());
 }
 
 std::optional<std::string> ItemNameForStewardPlist(const std::optional<ksw::Dictionary>& config) {
@@ -26,11 +28,11 @@ std::optional<std::string> ItemNameForStewardPlist(const std::optional<ksw::Dict
         return std::nullopt;
     }
     const std::string* path = ksw::find<std::string>(*config, KSWConfigExecutablePath);
-    std::vector<std::string> components = path == nullptr ? std::vector<std::string>() : ksw::pathComponents(*path);
+    const std::vector<std::string> components = path == nullptr ? std::vector<std::string>() : ksw::pathComponents(*path);
     if (components.empty()) {
         const std::string* label = ksw::find<std::string>(*config, KSWConfigLabel);
         return label == nullptr ? std::nullopt : std::optional(*label);
     }
     std::optional<std::string> name = nameOfOuterApplication(*path);
-    return name ? std::move(name) : std::optional(std::move(components.back()));
+    return name ? std::move(name) : ksw::facts::readableText(components.back());
 }

@@ -8,7 +8,8 @@ bool haveSameFacts(const KSWItem& item, const KSWItem& other) {
     return item.type() == other.type() && item.url() == other.url() && item.name() == other.name() &&
            item.executablePath() == other.executablePath() && item.programArguments() == other.programArguments() &&
            item.sha256() == other.sha256() && item.modificationDate() == other.modificationDate() &&
-           item.executableModificationDate() == other.executableModificationDate() && haveSameMaker(item, other);
+           item.executableModificationDate() == other.executableModificationDate() && haveSameMaker(item, other) &&
+           (!other.bookmark() || item.bookmark() == other.bookmark());
 }
 
 void takeFacts(KSWItem& item, const KSWItem& source) {
@@ -23,6 +24,9 @@ void takeFacts(KSWItem& item, const KSWItem& source) {
     item.setModificationDate(source.modificationDate());
     item.setExecutableModificationDate(source.executableModificationDate());
     takeMaker(item, source);
+    if (source.bookmark()) {
+        item.setBookmark(source.bookmark());
+    }
 }
 
 }  // namespace ksw::daemon

@@ -44,15 +44,15 @@ Result<LaunchItem> checked(const Subject& subject, const std::optional<URL>& bun
 /// any other item from the signature of its code, whose maker is then kept in `item`. Absent when there is none.
 std::optional<std::string> identify(LaunchItem& item, const Caller& caller);
 
-/// Whether the dates of the item's files are wanted.
+/// Whether the dates of the item's files are wanted, and the bookmark of one that is found by it.
 enum class FileDates : std::uint8_t { Read, LeftOut };
 
 /// A new item with the facts of a record, who made its code among them; no UUID, no relatives, no disposition,
 /// generation 0.
 ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, FileDates dates, const Caller& caller);
 
-/// Gives a record, a copy of a stored one, the dates that its files have now, and who has made its code as it is
-/// now.
+/// Gives a record, a copy of a stored one, the dates that its files have now, its bookmark, and who has made its
+/// code as it is now.
 void readFiles(KSWItem& record, const Caller& caller);
 
 /// Gives a record the maker of its code: of a job's executable, of any other item's file or application.

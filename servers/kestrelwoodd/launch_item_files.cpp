@@ -1,6 +1,7 @@
 #include <kestrelwood/KSWFunctions.h>
 
 #include "platform/base/limits.h"
+#include "platform/facts/bookmark.h"
 #include "platform/host/file_facts.h"
 #include "servers/kestrelwoodd/launch_item.h"
 #include "servers/kestrelwoodd/reading_as.h"
@@ -13,14 +14,10 @@ std::optional<std::string> pathOf(const std::optional<URL>& url) {
     return url && url->isFileURL() ? std::optional(url->path()) : std::nullopt;
 }
 
-/// A user item is known by where it is: a file by its canonical path, all else by its URL, which has to say what
-/// kind of URL it is, so that it cannot pass for the identifier of another kind of item.
+/// As for everybody, but what is no file has to say what kind of URL it is, so that it cannot pass for the identifier
+/// of another kind of item.
 std::optional<std::string> identifierOfUserItem(const URL& url) {
-    if (!url.isFileURL()) {
-        return url.scheme().empty() ? std::nullopt : std::optional(url.absoluteString());
-    }
-    Result<std::string> path = host::canonicalPath(url.path());
-    return path.ok() ? std::optional(URL::fileURL(*path).absoluteString()) : std::nullopt;
+    return url.scheme().empty() ? std::nullopt : ItemIdentifierForURLAndType(KSWItemTypeUserItem, url);
 }
 
 /// When a file was changed, in seconds of the reference date; 0 when that cannot be seen.
@@ -42,29 +39,23 @@ std::optional<std::string> executableOf(const KSWItem& record) {
     return pathOf(URL::fileURL(*path, *record.url()->baseURL()));
 }
 
-std::optional<std::string> nameOfJob(const Configuration& configuration) {
+Dictionary namesIn(const Configuration& configuration) {
+    Dictionary names;
     if (configuration.executablePath) {
-        const std::vector<std::string> components = pathComponents(*configuration.executablePath);
-        if (!components.empty()) {
-            return components.back();
-        }
+        names.emplace(KSWConfigExecutablePath, *configuration.executablePath);
     }
-    return configuration.label;
+    if (configuration.label) {
+        names.emplace(KSWConfigLabel, *configuration.label);
+    }
+    return names;
 }
 
-/// Code is shown under its file's name, an application without the suffix.
-std::optional<std::string> nameOfCode(const URL& url) {
-    std::string name = url.lastPathComponent();
-    constexpr std::string_view kSuffix = ".app";
-    if (name.size() > kSuffix.size() && name.ends_with(kSuffix)) {
-        name.resize(name.size() - kSuffix.size());
+std::optional<std::string> nameOf(const LaunchItem& item, const Caller& caller) {
+    const ReadingAs rights(caller);
+    if (!rights.ok()) {
+        return std::nullopt;
     }
-    return name;
-}
-
-std::optional<std::string> nameOf(const LaunchItem& item) {
-    const bool isCode = !isJob(item.type) && (item.type & KSWItemTypeUserItem) == 0;
-    return isCode ? nameOfCode(*item.url) : nameOfJob(item.configuration);
+    return isJob(item.type) ? ItemNameForStewardPlist(namesIn(item.configuration)) : ItemNameForURL(*item.url);
 }
 
 std::optional<std::string> labelIn(const URL& file) {
@@ -73,13 +64,26 @@ std::optional<std::string> labelIn(const URL& file) {
     return isUsable ? label : std::nullopt;
 }
 
-void readDates(KSWItem& record, const Caller& caller) {
+/// A user item and an application are found by their bookmark after they were moved. While there is no file the
+/// bookmark stays that can tell where it went.
+void readBookmark(KSWItem& record) {
+    if (!record.intersectsType(KSWItemTypeUserItem | KSWItemTypeApp) || !record.url()) {
+        return;
+    }
+    Result<Data> bookmark = facts::makeBookmark(*record.url(), facts::kBookmarkWithoutImplicitScope);
+    if (bookmark) {
+        record.setBookmark(*std::move(bookmark));
+    }
+}
+
+void readPlaces(KSWItem& record, const Caller& caller) {
     const ReadingAs rights(caller);
     if (!rights.ok()) {
         return;
     }
     record.setModificationDate(dateOf(pathOf(record.url())));
     record.setExecutableModificationDate(dateOf(executableOf(record)));
+    readBookmark(record);
 }
 
 /// Where a record's code lies.
@@ -109,12 +113,12 @@ std::optional<std::string> identify(LaunchItem& item, const Caller& caller) {
 ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, FileDates dates, const Caller& caller) {
     ItemPointer record = bareItem(item.type, identifier);
     record->setUrl(item.url);
-    record->setName(nameOf(item));
+    record->setName(nameOf(item, caller));
     record->setExecutablePath(item.configuration.executablePath);
     record->setProgramArguments(item.configuration.arguments);
     record->setSha256(item.configuration.sha256);
     if (dates == FileDates::Read) {
-        readDates(*record, caller);
+        readPlaces(*record, caller);
     }
     if (item.maker) {
         takeMaker(*record, *item.maker);
@@ -125,7 +129,7 @@ ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, File
 }
 
 void readFiles(KSWItem& record, const Caller& caller) {
-    readDates(record, caller);
+    readPlaces(record, caller);
     readMaker(record, caller);
 }
 

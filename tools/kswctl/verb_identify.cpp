@@ -85,7 +85,7 @@ std::string reasonOf(const Candidate& candidate) {
     }
     if ((candidate.type & KSWItemTypeUserItem) != 0) {
         std::error_code problem;
-        std::filesystem::canonical(candidate.path, problem);
+        static_cast<void>(std::filesystem::canonical(candidate.path, problem));
         return candidate.path + ": " + problem.message();
     }
     std::optional<ksw::Error> error;

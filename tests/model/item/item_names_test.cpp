@@ -58,6 +58,7 @@ TEST_F(AName, OfAnApplicationIsInTheLanguageOfTheUser) {
 TEST_F(AName, OfAFileThatIsGoneIsTheEndOfItsPath) {
     EXPECT_EQ(ItemNameForURL(URL::fileURL(folder.at("gone.app"))), "gone.app");
     EXPECT_EQ(ItemNameForURL(URL::fileURL(folder.at("a folder"), PathKind::Directory)), "a folder");
+    EXPECT_EQ(ItemNameForURL(URL::fileURL(folder.at("caf\xe9"))), "caf\xEF\xBF\xBD");
 }
 
 TEST_F(AName, OfWhatIsNoFileIsItsURL) {
@@ -71,6 +72,7 @@ TEST_F(AName, OfAJobIsItsExecutables) {
     EXPECT_EQ(nameOfJob("/nowhere/tool/"), "tool");
     EXPECT_EQ(nameOfJob("/"), "/");
     EXPECT_EQ(nameOfJob("Contents/Linux/tool"), "tool");
+    EXPECT_EQ(nameOfJob("/opt/caf\xe9"), "caf\xEF\xBF\xBD");
 }
 
 TEST_F(AName, OfAJobWithoutExecutableIsItsLabel) {
