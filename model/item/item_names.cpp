@@ -28,11 +28,12 @@ std::optional<std::string> ItemNameForStewardPlist(const std::optional<ksw::Dict
         return std::nullopt;
     }
     const std::string* path = ksw::find<std::string>(*config, KSWConfigExecutablePath);
-    const std::vector<std::string> components = path == nullptr ? std::vector<std::string>() : ksw::pathComponents(*path);
+    const std::vector<std::string> components =
+        path == nullptr ? std::vector<std::string>() : ksw::pathComponents(*path);
     if (components.empty()) {
         const std::string* label = ksw::find<std::string>(*config, KSWConfigLabel);
         return label == nullptr ? std::nullopt : std::optional(*label);
     }
     std::optional<std::string> name = nameOfOuterApplication(*path);
-    return name ? std::move(name) : ksw::facts::readableText(components.back());
+    return name ? std::move(name) : std::optional(ksw::facts::readableText(components.back()));
 }

@@ -37,9 +37,12 @@ std::optional<ksw::URL> __ksw_outerAppURL(const ksw::URL& url) {
     std::string path;
     for (const std::string& component : ksw::pathComponents(url.path())) {
         path += path.empty() || path == "/" ? component : "/" + component;
-        ksw::URL prefix = ksw::URL::fileURL(path, ksw::PathKind::Directory);
-        if (__ksw_isApplication(prefix)) {
-            return prefix;
+        // Most are ruled out by their name.
+        if (ksw::host::bundleExtension(path) == ksw::host::kApplicationExtension) {
+            ksw::URL prefix = ksw::URL::fileURL(path, ksw::PathKind::Directory);
+            if (__ksw_isApplication(prefix)) {
+                return prefix;
+            }
         }
     }
     return std::nullopt;

@@ -14,8 +14,8 @@ std::optional<std::string> pathOf(const std::optional<URL>& url) {
     return url && url->isFileURL() ? std::optional(url->path()) : std::nullopt;
 }
 
-/// As for everybody, but what is no file has to say what kind of URL it is, so that it cannot pass for the identifier
-/// of another kind of item.
+/// As for everybody, but what is no file has to say what kind of URL it is, so that it cannot pass for the
+/// identifier of another kind of item.
 std::optional<std::string> identifierOfUserItem(const URL& url) {
     return url.scheme().empty() ? std::nullopt : ItemIdentifierForURLAndType(KSWItemTypeUserItem, url);
 }

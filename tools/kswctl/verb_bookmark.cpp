@@ -3,6 +3,8 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include <unistd.h>

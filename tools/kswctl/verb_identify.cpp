@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
+#include <variant>
 
 #include <kestrelwood/KSWAdditions.h>
 #include <kestrelwood/KSWCodeSignInfo.h>
@@ -90,9 +92,10 @@ std::string reasonOf(const Candidate& candidate) {
     }
     std::optional<ksw::Error> error;
     const auto info = KSWCodeSignInfo::codeSignInfoForURL(fileURL(candidate.path), &error);
-    const std::string reason =
-        error ? ksw::codeStatusText(error->code()) + " (" + std::to_string(error->code()) + ")" : "not known";
-    return candidate.path + ": " + reason;
+    if (info != nullptr || !error) {
+        return candidate.path + ": the signature names no identifier";
+    }
+    return candidate.path + ": " + ksw::codeStatusText(error->code()) + " (" + std::to_string(error->code()) + ")";
 }
 
 }  // namespace
