@@ -30,7 +30,7 @@ class WithFiles(WithSigners):
 
     def app(self, name, **keys):
         executable = self.file(f"{name}/Contents/Linux/Tool", b"#!/bin/sh\n")
-        self.file(f"{name}/Contents/Info.plist", plistlib.dumps(keys))
+        self.file(f"{name}/Contents/Info.plist", plistlib.dumps({"QCBundleExecutable": "Tool"} | keys))
         return executable.parents[2]
 
 
@@ -105,7 +105,7 @@ class Identifying(WithFiles):
         plan = self.file("a\x1b[2Jb\n.txt", b"x")
         rows = dict(line.split(None, 1) for line in self.kswctl("identify", plan).stdout.splitlines())
         self.assertEqual(list(rows), IDENTITY_KEYS)
-        self.assertEqual((rows["name"], rows["reason"]), (r"a\x1b[2Jb\n.txt", "-"))
+        self.assertEqual((rows["name"], rows["reason"]), (r"a\x1b[2Jb\x0a.txt", "-"))
 
     def test_places_that_do_not_go_with_the_kind_are_wrong_usage(self):
         plan = self.file("plan.txt", b"x")
