@@ -21,13 +21,23 @@ namespace ksw::ipc {
 namespace {
 
 using host::mainLog;
+/// A notification and the reply that brings it, written once for all who get it.
+struct Told {
+    Notification notification;
+    Data reply;
+};
 /// One for all the observers that have not taken it. Null: one for which there was no memory.
-using Shared = std::shared_ptr<const Notification>;
+using Shared = std::shared_ptr<const Told>;
 using NextResponder = Responder<std::optional<std::string>, std::optional<Dictionary>>;
 using PostResponder = Responder<std::int64_t>;
 
-void tell(NextResponder& responder, const Notification& notification) {
-    responder.answer(notification.name, notification.userInfo);
+/// Error: it cannot be a notification.
+Result<Shared> shared(Notification notification) {
+    Result<Data> reply = encodeNotification(notification);
+    if (!reply) {
+        return reply.error();
+    }
+    return std::make_shared<const Told>(Told{std::move(notification), *std::move(reply)});
 }
 
 }  // namespace
@@ -64,8 +74,8 @@ public:
 
     void observe(Observer& observer, Responder<>& responder, const std::optional<std::string>& name);
     void next(Observer& observer, NextResponder responder);
-    void postFromOutside(PostResponder& responder, const Notification& notification);
-    void post(const std::string& name, const Shared& notification, pid_t cause);
+    void postFromOutside(PostResponder& responder, Notification notification);
+    void post(const std::string& name, const Shared& notification, pid_t cause, Audience audience);
     std::size_t observers() const {
         const std::lock_guard lock(mutex_);
         return observers_.size();
@@ -95,8 +105,8 @@ private:
     }
     bool mayPost(Uid uid) const { return uid != kNoUser && (uid == 0 || uid == owner_ || uid == sessionUser_); }
     static const Shared* find(const std::vector<Shared>& list, const std::string& name);
-    bool enter(Observer& observer, const std::string& name);
-    void collectDue(const std::string& name, const Shared& notification, pid_t cause);
+    bool enter(Observer& observer, Shared plain);
+    void collectDue(const std::string& name, const Shared& notification, pid_t cause, Audience audience);
     void collectDueOf(Observer& observer, const std::string& name, const Shared& notification, Merged& merged);
     void holdFor(Observer& observer, const Shared& plain, const Shared& notification, Merged& merged) const;
 
@@ -115,11 +125,12 @@ private:
 
 void NotificationHub::Inside::observe(Observer& observer, Responder<>& responder,
                                       const std::optional<std::string>& name) {
-    if (Status status = checkNotificationName(name.value_or(std::string())); !status) {
-        responder.refuse(Refusal::ArgumentsInvalid, status.error().localizedDescription());
+    Result<Shared> plain = shared({name.value_or(std::string()), std::nullopt});
+    if (!plain) {
+        responder.refuse(Refusal::ArgumentsInvalid, plain.error().localizedDescription());
         return;
     }
-    if (enter(observer, *name)) {
+    if (enter(observer, *std::move(plain))) {
         responder.answer();
     } else {
         responder.refuse(kTooManyNamesCode,
@@ -128,23 +139,23 @@ void NotificationHub::Inside::observe(Observer& observer, Responder<>& responder
 }
 
 /// False: it observes as many as it may.
-bool NotificationHub::Inside::enter(Observer& observer, const std::string& name) {
-    const auto plain = std::make_shared<const Notification>(Notification{name, std::nullopt});
+bool NotificationHub::Inside::enter(Observer& observer, Shared plain) {
     const std::lock_guard lock(mutex_);
     std::vector<Shared>& names = observer.names_;
-    if (find(names, name) != nullptr) {
+    if (find(names, plain->notification.name) != nullptr) {
         return true;
     }
     if (names.size() >= limits::kNotificationNamesMax) {
         return false;
     }
     observer.pending_.reserve(names.size() + 1);
-    names.push_back(plain);
+    names.push_back(std::move(plain));
     return true;
 }
 
 const Shared* NotificationHub::Inside::find(const std::vector<Shared>& list, const std::string& name) {
-    const auto found = std::find_if(list.begin(), list.end(), [&](const Shared& one) { return one->name == name; });
+    const auto found =
+        std::find_if(list.begin(), list.end(), [&](const Shared& one) { return one->notification.name == name; });
     return found == list.end() ? nullptr : &*found;
 }
 
@@ -161,40 +172,46 @@ void NotificationHub::Inside::next(Observer& observer, NextResponder responder) 
         }
     }
     if (first != nullptr) {
-        tell(responder, *first);
+        responder.answerEncoded(first->reply);
     } else {
         responder.refuse(Refusal::ArgumentsInvalid, "a request for the next notification waits already");
     }
 }
 
-void NotificationHub::Inside::postFromOutside(PostResponder& responder, const Notification& notification) {
+void NotificationHub::Inside::postFromOutside(PostResponder& responder, Notification notification) {
     if (!mayPost(responder.peer().uid())) {
         responder.answer(KSWErrorPermissionDenied);
         return;
     }
-    if (Status status = checkNotification(notification); !status) {
-        responder.refuse(Refusal::ArgumentsInvalid, status.error().localizedDescription());
+    const Result<Shared> told = shared(std::move(notification));
+    if (!told) {
+        responder.refuse(Refusal::ArgumentsInvalid, told.error().localizedDescription());
         return;
     }
-    post(notification.name, std::make_shared<const Notification>(notification), responder.peer().pid());
+    post((*told)->notification.name, *told, responder.peer().pid(), Audience::Everybody);
     responder.answer(KSWErrorNone);
 }
 
-void NotificationHub::Inside::post(const std::string& name, const Shared& notification, pid_t cause) {
+void NotificationHub::Inside::post(const std::string& name, const Shared& notification, pid_t cause,
+                                   Audience audience) {
     const std::lock_guard posting(posting_);
-    collectDue(name, notification, cause);
+    collectDue(name, notification, cause, audience);
     for (Due& due : due_) {
-        tell(due.responder, *due.notification);
+        due.responder.answerEncoded(due.notification->reply);
     }
     due_.clear();
 }
 
-void NotificationHub::Inside::collectDue(const std::string& name, const Shared& notification, pid_t cause) {
+void NotificationHub::Inside::collectDue(const std::string& name, const Shared& notification, pid_t cause,
+                                         Audience audience) {
     Merged merged;
     const std::lock_guard lock(mutex_);
-    for (const bool isCause : {false, true}) {
+    for (const Audience part : {Audience::Others, Audience::Cause}) {
+        if (audience != Audience::Everybody && audience != part) {
+            continue;
+        }
         for (Observer* observer : observers_) {
-            if ((observer->process_ == cause) == isCause) {
+            if ((observer->process_ == cause) == (part == Audience::Cause)) {
                 collectDueOf(*observer, name, notification, merged);
             }
         }
@@ -219,8 +236,9 @@ void NotificationHub::Inside::collectDueOf(Observer& observer, const std::string
 void NotificationHub::Inside::holdFor(Observer& observer, const Shared& plain, const Shared& notification,
                                       Merged& merged) const {
     std::vector<Shared>& pending = observer.pending_;
-    const auto older = std::find_if(pending.begin(), pending.end(),
-                                    [&](const Shared& one) { return one->name == notification->name; });
+    const auto older = std::find_if(pending.begin(), pending.end(), [&](const Shared& one) {
+        return one->notification.name == notification->notification.name;
+    });
     if (older == pending.end()) {
         pending.push_back(notification);
     } else if (coalesce_ == nullptr || notification == plain) {
@@ -228,8 +246,9 @@ void NotificationHub::Inside::holdFor(Observer& observer, const Shared& plain, c
     } else if (*older != plain) {  // which says all that there is to say
         try {
             if (merged.older != *older) {
-                merged = {*older,
-                          std::make_shared<const Notification>(coalesced(coalesce_, **older, *notification))};
+                const Result<Shared> one =
+                    shared(coalesced(coalesce_, (*older)->notification, notification->notification));
+                merged = {*older, one ? *one : notification};
             }
             *older = merged.one;
         } catch (const std::bad_alloc&) {
@@ -266,15 +285,16 @@ Dispatcher NotificationHub::service() {
     return dispatcher;
 }
 
-void NotificationHub::post(const Notification& notification, pid_t cause) try {
-    if (Status status = checkNotification(notification); !status) {
+void NotificationHub::post(const Notification& notification, pid_t cause, Audience audience) try {
+    const Result<Shared> told = shared(notification);
+    if (!told) {
         mainLog.error("notification \"%{public}@\" dropped: %{public}@", notification.name,
-                      status.error().localizedDescription());
+                      told.error().localizedDescription());
         return;
     }
-    inside_->post(notification.name, std::make_shared<const Notification>(notification), cause);
+    inside_->post(notification.name, *told, cause, audience);
 } catch (const std::bad_alloc&) {
-    inside_->post(notification.name, nullptr, cause);
+    inside_->post(notification.name, nullptr, cause, audience);
 }
 
 std::size_t NotificationHub::observers() const {

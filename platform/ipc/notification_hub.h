@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include <sys/types.h>
@@ -12,6 +13,13 @@
 #include "platform/ipc/notifications.h"
 
 namespace ksw::ipc {
+
+/// Whom a post tells.
+enum class Audience : std::uint8_t {
+    Everybody,  ///< The process that is the cause last.
+    Others,     ///< Everybody but that process.
+    Cause,      ///< That process.
+};
 
 /// The hub of one domain. Any thread may call anything. Nothing here waits for an observer: each has at most one
 /// notification of a name pending, and one that is posted meanwhile takes its place.
@@ -31,7 +39,7 @@ public:
     /// dropped with a line in the log. Where there is no memory for it, or for making it one with an older one,
     /// observers are told the name without user information: that anything may have happened.
     /// `cause`: the process that made what is told; it knows already, and is told after all others. 0: none did.
-    void post(const Notification& notification, pid_t cause = 0);
+    void post(const Notification& notification, pid_t cause = 0, Audience audience = Audience::Everybody);
 
     /// Connections that observe something or wait for it now.
     std::size_t observers() const;

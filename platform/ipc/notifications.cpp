@@ -15,21 +15,21 @@ Status checkNotificationName(std::string_view name) {
     return {};
 }
 
-Status checkNotification(const Notification& notification) {
+Result<Data> encodeNotification(const Notification& notification) {
     if (Status status = checkNotificationName(notification.name); !status) {
-        return status;
+        return status.error();
     }
     const std::optional<std::string> name = notification.name;
     const ArgumentSource told[] = {sourceOf(name), sourceOf(notification.userInfo)};
     Data frame;
     if (Status status = encodeReply(told, frame); !status) {
-        return status;
+        return status.error();
     }
     if (const std::size_t size = frame.size() - kHeaderSize; size > limits::kNotificationMax) {
         return Error(FormatError::LimitPassed,
                      format("a notification has at most %ld bytes, not %ld", limits::kNotificationMax, size));
     }
-    return {};
+    return frame;
 }
 
 Notification coalesced(const Coalesce& coalesce, const Notification& older, const Notification& newer) {
@@ -38,7 +38,7 @@ Notification coalesced(const Coalesce& coalesce, const Notification& older, cons
     }
     Notification one = coalesce(older, newer);
     one.name = newer.name;
-    return checkNotification(one) ? one : newer;
+    return encodeNotification(one) ? one : newer;
 }
 
 }  // namespace ksw::ipc

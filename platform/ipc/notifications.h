@@ -36,8 +36,9 @@ using Coalesce = std::function<Notification(const Notification& older, const Not
 
 /// Whether the name may be a notification's: 1 to limits::kSelectorMax bytes. Error: LimitPassed.
 Status checkNotificationName(std::string_view name);
-/// The same of a whole notification, which has at most limits::kNotificationMax bytes as a reply's body.
-Status checkNotification(const Notification& notification);
+/// The reply that brings a notification, a frame but for its header. Error: it has no name that may be one, or more
+/// than limits::kNotificationMax bytes as a reply's body (LimitPassed), or something that has no form.
+Result<Data> encodeNotification(const Notification& notification);
 
 /// One of two, by `coalesce` or, without it, the newer.
 Notification coalesced(const Coalesce& coalesce, const Notification& older, const Notification& newer);

@@ -50,6 +50,19 @@ void PendingAnswer::reply(std::span<const ArgumentSource> arguments) {
     }
 }
 
+void PendingAnswer::replyEncoded(const Data& frame) {
+    if (std::exchange(isAnswered_, true)) {
+        return;
+    }
+    try {
+        request_->frame = frame;
+        request_->peer->answer(*request_, FrameKind::Reply);
+    } catch (const std::bad_alloc&) {
+        request_->peer->refuse(*request_, static_cast<std::int64_t>(Refusal::Overloaded),
+                               "no memory for the reply");
+    }
+}
+
 void PendingAnswer::refuse(std::int64_t code, std::string_view text) {
     isAnswered_ = true;
     request_->peer->refuse(*request_, code, text);

@@ -44,6 +44,7 @@ public:
 
     /// The first answer counts, later ones are dropped. Never blocks on the peer.
     void reply(std::span<const ArgumentSource> arguments);
+    void replyEncoded(const Data& frame);
     void refuse(std::int64_t code, std::string_view text);
 
 private:
@@ -63,6 +64,8 @@ public:
         const ArgumentSource sources[] = {sourceOf<R>(arguments)..., {}};
         answer_.reply({sources, sizeof...(R)});
     }
+    /// The same with a reply that `encodeReply` has written, for one that many get.
+    void answerEncoded(const Data& frame) { answer_.replyEncoded(frame); }
     /// An error instead of a reply. `text` says what is wrong, for people.
     void refuse(std::int64_t code, std::string_view text) { answer_.refuse(code, text); }
     void refuse(Refusal code, std::string_view text) { refuse(static_cast<std::int64_t>(code), text); }

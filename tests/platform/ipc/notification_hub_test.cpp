@@ -96,6 +96,21 @@ TEST(AHub, TellsTheProcessThatMadeWhatIsToldAfterAllOthers) {
     EXPECT_EQ(status, 0);
 }
 
+TEST(AHub, TellsTheCauseOrTheOthersWhereOnlyTheyAreMeant) {
+    const HostRoot root;
+    ServedHub hub(ipc::Domain::System, [](const Notification& older, const Notification& newer) {
+        return numbered("a", numberOf(older) + numberOf(newer));
+    });
+    HubClient client;
+    ASSERT_TRUE(client.observe("a").ok());
+    const pid_t another = ::getppid();
+    hub->post(numbered("a", 1), ::getpid(), ipc::Audience::Others);
+    hub->post(numbered("a", 2), ::getpid(), ipc::Audience::Cause);
+    hub->post(numbered("a", 4), another, ipc::Audience::Others);
+    hub->post(numbered("a", 8), another, ipc::Audience::Cause);
+    EXPECT_EQ(numbersOf(client, 1), (std::vector<std::int64_t>{6}));
+}
+
 TEST(AHub, KeepsTheLatestOfEachNameInTheOrderInWhichTheNamesCame) {
     const HostRoot root;
     ServedHub hub;
@@ -227,7 +242,7 @@ TEST(AHub, TakesTheLargestNotificationAndNotOneByteMore) {
     ASSERT_TRUE(client.observe("name0").ok());
     Notification largest{"name0", Dictionary{{"text", std::string(limits::kNotificationMax, 'x')}}};
     std::string& text = *largest.userInfo->at("text").as<std::string>();
-    while (!ipc::checkNotification(largest)) {
+    while (!ipc::encodeNotification(largest)) {
         text.pop_back();
     }
     EXPECT_EQ(client.post(largest.name, largest.userInfo), "0");
