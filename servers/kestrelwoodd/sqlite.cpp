@@ -93,6 +93,10 @@ Status Statement::run() {
     return row.ok() ? Status() : Status(row.error());
 }
 
+std::int64_t Statement::changes() const {
+    return sqlite3_changes(sqlite3_db_handle(statement_.get()));
+}
+
 std::int64_t Statement::integer(int column) const {
     return sqlite3_column_int64(statement_.get(), column);
 }
@@ -183,15 +187,27 @@ void Database::leaveUntouched() {
     sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
+/// Runs a statement that is kept, and prepares it when it is not there yet.
+Status Database::run(std::optional<Statement>& kept, std::string_view statement) {
+    if (!kept) {
+        Result<Statement> prepared = prepare(statement);
+        if (!prepared) {
+            return prepared.error();
+        }
+        kept = *std::move(prepared);
+    }
+    return kept->run();
+}
+
 Result<Transaction> Transaction::begin(Database& database) {
-    if (Status begun = database.execute("BEGIN IMMEDIATE"); !begun) {
+    if (Status begun = database.run(database.begin_, "BEGIN IMMEDIATE"); !begun) {
         return begun.error();
     }
     return Transaction(database);
 }
 
 Status Transaction::commit() {
-    Status done = database_->execute("COMMIT");
+    Status done = database_->run(database_->commit_, "COMMIT");
     if (done) {
         database_ = nullptr;
     }

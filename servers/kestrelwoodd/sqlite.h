@@ -43,6 +43,8 @@ public:
     Result<bool> step();
     /// Runs to the end, rows unread, and makes the statement ready for other parameters.
     Status run();
+    /// How many rows the last run has changed; asked before anything else is run.
+    std::int64_t changes() const;
 
     std::int64_t integer(int column) const;
     /// Absent when the column is not of the type, or longer than `lengthMax` bytes. Borrowed until the next step.
@@ -80,12 +82,17 @@ public:
     void leaveUntouched();
 
 private:
+    friend class Transaction;
     struct Closer {
         void operator()(sqlite3* connection) const;
     };
     explicit Database(sqlite3* connection) : connection_(connection) {}
+    Status run(std::optional<Statement>& kept, std::string_view statement);
 
     std::unique_ptr<sqlite3, Closer> connection_;
+    // What every transaction begins and ends with, prepared by the first one.
+    std::optional<Statement> begin_;
+    std::optional<Statement> commit_;
 };
 
 /// Begins a transaction and rolls it back when it is destroyed without a `commit` that succeeded.

@@ -13,6 +13,10 @@ namespace {
 
 constexpr std::string_view kPutUser =
     "INSERT INTO users (uid, identifier) VALUES (?1, ?2) ON CONFLICT (uid) DO UPDATE SET identifier = ?2";
+/// Most changes leave an item where it is found; this one leaves the indexes alone.
+constexpr std::string_view kChangeItem =
+    "UPDATE items SET type = ?4, flags = ?5, disposition = ?6, generation = ?7, record = ?9"
+    " WHERE uid = ?1 AND uuid = ?2 AND identifier = ?3 AND container IS ?8";
 constexpr std::string_view kPutItem =
     "INSERT INTO items (uid, uuid, identifier, type, flags, disposition, generation, container, record)"
     " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9) ON CONFLICT (uid, uuid) DO UPDATE SET identifier = ?3,"
@@ -72,6 +76,19 @@ StoredItem itemOf(const Statement& statement) {
     return item;
 }
 
+/// A statement that puts an item, with the row's columns as its parameters.
+Statement& bound(Statement& statement, const ItemRow& row) {
+    statement.bind(1, std::int64_t{row.uid})
+        .bind(2, Bytes(row.uuid.bytes))
+        .bind(3, std::string_view(row.identifier))
+        .bind(4, stored(row.type))
+        .bind(5, stored(row.flags))
+        .bind(6, stored(row.disposition))
+        .bind(7, row.generation)
+        .bind(9, Bytes(row.record));
+    return row.container ? statement.bind(8, Bytes(row.container->bytes)) : statement.bindNull(8);
+}
+
 /// A database of this schema without its tables has lost them.
 Error lackOfTables(const std::string& path, const Error& error) {
     return error.code() == SQLITE_ERROR
@@ -87,15 +104,17 @@ Result<Store> Store::open(const std::string& path, std::int64_t pagesMax) {
         return database.error();
     }
     Result<Statement> putUser = database->prepare(kPutUser);
+    Result<Statement> changeItem = database->prepare(kChangeItem);
     Result<Statement> putItem = database->prepare(kPutItem);
     Result<Statement> removeItem = database->prepare(kRemoveItem);
-    for (const auto* prepared : {&putUser, &putItem, &removeItem}) {
+    for (const auto* prepared : {&putUser, &changeItem, &putItem, &removeItem}) {
         if (!prepared->ok()) {
             database->leaveUntouched();
             return lackOfTables(path, prepared->error());
         }
     }
-    return Store(*std::move(database), *std::move(putUser), *std::move(putItem), *std::move(removeItem));
+    return Store(*std::move(database), *std::move(putUser), *std::move(changeItem), *std::move(putItem),
+                 *std::move(removeItem));
 }
 
 Status Store::readUsers(const std::function<void(Uid, std::string_view)>& user) {
@@ -137,20 +156,8 @@ Status Store::checked(const Result<bool>& end) {
 }
 
 Status Store::put(const ItemRow& row) {
-    putItem_.bind(1, std::int64_t{row.uid})
-        .bind(2, Bytes(row.uuid.bytes))
-        .bind(3, std::string_view(row.identifier))
-        .bind(4, stored(row.type))
-        .bind(5, stored(row.flags))
-        .bind(6, stored(row.disposition))
-        .bind(7, row.generation)
-        .bind(9, Bytes(row.record));
-    if (row.container) {
-        putItem_.bind(8, Bytes(row.container->bytes));
-    } else {
-        putItem_.bindNull(8);
-    }
-    return putItem_.run();
+    Status changed = bound(changeItem_, row).run();
+    return !changed || changeItem_.changes() != 0 ? changed : bound(putItem_, row).run();
 }
 
 Status Store::apply(const Change& change) {

@@ -68,9 +68,10 @@ public:
     Status checkpoint();
 
 private:
-    Store(Database database, Statement putUser, Statement putItem, Statement removeItem)
+    Store(Database database, Statement putUser, Statement changeItem, Statement putItem, Statement removeItem)
         : database_(std::move(database)),
           putUser_(std::move(putUser)),
+          changeItem_(std::move(changeItem)),
           putItem_(std::move(putItem)),
           removeItem_(std::move(removeItem)) {}
 
@@ -81,6 +82,7 @@ private:
 
     Database database_;
     Statement putUser_;
+    Statement changeItem_;
     Statement putItem_;
     Statement removeItem_;
 };

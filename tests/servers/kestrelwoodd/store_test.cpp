@@ -110,6 +110,32 @@ TEST_F(AStore, PutsARowInThePlaceOfTheOneWithItsUUID) {
     EXPECT_EQ(items[0].row.record, (Data{9}));
 }
 
+TEST_F(AStore, PutsARowUnderAnotherIdentifierOrContainerThanBefore) {
+    Store store = open();
+    const ItemRow parent = row(501, "Unknown Developer");
+    ItemRow item = row(501, "8.my.agent");
+    ASSERT_TRUE(store.apply(putting({parent, item})).ok());
+    item.identifier = "8.renamed";
+    ASSERT_TRUE(store.apply(putting({item})).ok());
+    item.container = parent.uuid;
+    ASSERT_TRUE(store.apply(putting({item})).ok());
+    const std::vector<StoredItem> items = itemsOf(store);
+    ASSERT_EQ(items.size(), 2U);
+    EXPECT_EQ(items[1].row.identifier, "8.renamed");
+    EXPECT_EQ(items[1].row.container, parent.uuid);
+}
+
+TEST_F(AStore, WritesNoIndexForAChangeOfAnItemThatIsFoundAsBefore) {
+    constexpr std::uintmax_t kJournalledPage = kPageSize + 24;
+    Store store = open();
+    ItemRow item = row(501, "8.my.agent");
+    ASSERT_TRUE(store.apply(putting({item})).ok());
+    const std::uintmax_t before = std::filesystem::file_size(path_ + "-wal");
+    ++item.generation;
+    ASSERT_TRUE(store.apply({{}, {item}, {}}).ok());
+    EXPECT_EQ(std::filesystem::file_size(path_ + "-wal"), before + kJournalledPage);
+}
+
 TEST_F(AStore, RefusesASecondRowWithOneIdentifierForAUser) {
     Store store = open();
     ASSERT_TRUE(store.apply(putting({row(501, "8.my.agent")})).ok());
