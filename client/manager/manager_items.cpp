@@ -17,12 +17,6 @@ namespace methods = ksw::protocol::manager;
 
 namespace {
 
-/// The items with what belongs to them, as the daemon reads them.
-ksw::Result<ksw::Data> archiveOf(const ksw::ItemSet& items) {
-    const ksw::ItemCopies copies = ksw::copiesForRequest(items);
-    return ksw::archive::archiveArray<KSWItem>(copies.items, ksw::archive::Coder::Ordinary);
-}
-
 /// Sends the archive. Absent when the daemon has stored the items; also `error` is, when there is no daemon to ask.
 bool store(const Requester& requester, const std::optional<ksw::Data>& archive, Uid uid,
            std::optional<Error>& error) {
@@ -120,7 +114,11 @@ bool KSWManager::updateItems(const ksw::ItemSet::Pointer& items, Uid uid, ErrorP
     const ksw::ItemSet::Pointer changed = items == nullptr ? ksw::ItemSet::of({}) : items;
     bool success = false;
     std::optional<Error> failure;
-    if (ksw::Result<ksw::Data> archive = archiveOf(*changed); archive) {
+    // The items with what belongs to them, as the daemon reads them.
+    const ksw::ItemCopies copies = ksw::copiesForRequest(*changed);
+    ksw::Result<ksw::Data> archive =
+        ksw::archive::archiveArray<KSWItem>(copies.items, ksw::archive::Coder::Ordinary);
+    if (archive) {
         success = store(state_->requester, *std::move(archive), uid, failure);
     } else {
         failure = archive.error();

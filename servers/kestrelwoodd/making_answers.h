@@ -19,6 +19,7 @@ inline Answer answerOf(Outcome outcome) {
     Answer answer = failure(outcome.code);
     answer.item = std::move(outcome.item);
     answer.changes = std::move(outcome.changes);
+    answer.replaced = std::move(outcome.replaced);
     return answer;
 }
 

@@ -20,8 +20,11 @@ struct Answer {
     std::optional<Data> requirement{};  ///< The item's launch constraint.
     ListCache::Archive list{};          ///< The archive of a list of items; null for no list.
     std::optional<Dictionary> users{};  ///< The uid of each user identifier.
-    /// What has changed, for those who are to be told once the answer is on its way.
+    /// What has changed, for those who are to be told before the answer is on its way.
     std::vector<protocol::UserDataChange> changes{};
+    // Taken apart with the answer, when everybody has been told.
+    std::vector<ItemPointer> given{};     ///< The items that the request brought.
+    std::vector<ItemPointer> replaced{};  ///< The families in whose places others have come.
 };
 
 /// Serves requests. Any thread may call anything; what changes records waits for the disk.

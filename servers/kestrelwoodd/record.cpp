@@ -65,11 +65,16 @@ ItemPointer copyOfRecord(const KSWItem& record) {
 }
 
 Result<ItemRow> rowOf(Uid uid, const KSWItem& item) {
+    const ItemPointer container = item.container();
+    return container == nullptr ? rowOf(uid, item, std::nullopt)
+                                : rowOf(uid, *copyOfRecord(item), container->uuid());
+}
+
+Result<ItemRow> rowOf(Uid uid, const KSWItem& item, const std::optional<UUID>& container) {
     if (!item.identifier() || item.identifier()->empty() || !item.uuid()) {
         return unfit("an item without identifier or UUID has no record");
     }
-    const ItemPointer container = item.container();
-    Result<Data> record = archive::archive(*copyOfRecord(item), archive::Coder::ServiceConnection);
+    Result<Data> record = archive::archive(item, archive::Coder::ServiceConnection);
     if (!record) {
         return record.error();
     }
@@ -83,7 +88,7 @@ Result<ItemRow> rowOf(Uid uid, const KSWItem& item) {
                    item.flags(),
                    item.disposition(),
                    item.generation(),
-                   container == nullptr ? std::nullopt : container->uuid(),
+                   container,
                    *std::move(record)};
 }
 

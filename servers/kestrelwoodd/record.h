@@ -37,6 +37,8 @@ constexpr std::int64_t nextGeneration(std::int64_t generation) {
 /// The row that keeps the item, its container by UUID. Error: it has no identifier or UUID, or its archive is
 /// larger than a record may be.
 Result<ItemRow> rowOf(Uid uid, const KSWItem& item);
+/// The same for an item that has no container yet, and will have the one of this UUID.
+Result<ItemRow> rowOf(Uid uid, const KSWItem& item, const std::optional<UUID>& container);
 
 /// The item that a row keeps, without relatives. Error: the archive cannot be read, or says something else than the
 /// row's columns, or the item is of no single kind.

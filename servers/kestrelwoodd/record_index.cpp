@@ -152,8 +152,7 @@ void RecordIndex::nameUser(Uid uid, std::string userIdentifier) {
     users_[uid].userIdentifier = std::move(userIdentifier);
 }
 
-void RecordIndex::publish(const std::vector<Publication>& publications) {
-    // Whoever holds one item of a family holds it all: the former families end when the lock is free again.
+std::vector<ItemPointer> RecordIndex::publish(const std::vector<Publication>& publications) {
     std::vector<ItemPointer> former;
     const std::unique_lock lock(mutex_);
     for (const Publication& publication : publications) {
@@ -179,6 +178,7 @@ void RecordIndex::publish(const std::vector<Publication>& publications) {
             records.byUuid.insert_or_assign(*item->uuid(), item);
         });
     }
+    return former;
 }
 
 void RecordIndex::arrange(Uid uid, const std::vector<std::string_view>& identifiers) {

@@ -80,8 +80,9 @@ public:
     bool isTaken(std::string_view userIdentifier) const;
 
     void nameUser(Uid uid, std::string userIdentifier);
-    /// Publishes all at once: a search sees none of them or all.
-    void publish(const std::vector<Publication>& publications);
+    /// Publishes all at once: a search sees none of them or all. The former families, to be let go of when there is
+    /// time for it: whoever holds one item of a family holds it all.
+    std::vector<ItemPointer> publish(const std::vector<Publication>& publications);
     /// Says in which order the user's records were first recorded; those published later come behind.
     void arrange(Uid uid, const std::vector<std::string_view>& identifiers);
     void setDamaged(Uid uid, std::string identifier, const UUID& uuid);

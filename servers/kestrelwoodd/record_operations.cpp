@@ -61,9 +61,14 @@ Answer Operations::updateItem(const RecordRequest<ItemPointer>& request) {
 }
 
 Answer Operations::updateItems(const RecordRequest<std::optional<Data>>& request) {
-    const std::optional<std::vector<ItemPointer>> items =
+    std::optional<std::vector<ItemPointer>> items =
         request.thing ? itemsOf(*request.thing) : std::optional<std::vector<ItemPointer>>();
-    return items ? update(*items, request.uid, request.caller) : failure(KSWErrorInvalidParameter);
+    if (!items) {
+        return failure(KSWErrorInvalidParameter);
+    }
+    Answer answer = update(*items, request.uid, request.caller);
+    answer.given = *std::move(items);
+    return answer;
 }
 
 Answer Operations::update(const std::vector<ItemPointer>& items, Uid uid, const Caller& caller) {

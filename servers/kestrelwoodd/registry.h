@@ -21,6 +21,8 @@ struct Outcome {
     ItemPointer item{};  ///< Owns its whole family, which never changes.
     /// Whose records have changed, and of which kinds; empty when none have.
     std::vector<protocol::UserDataChange> changes{};
+    /// What the change has replaced. Nobody who waits for the change need wait until that is taken apart.
+    std::vector<ItemPointer> replaced{};
 };
 
 /// How far a change made for a user may go.
@@ -105,6 +107,8 @@ private:
 
         /// False when no row can be made of the item.
         [[nodiscard]] bool put(Uid uid, const KSWItem& item);
+        /// False when there is none.
+        [[nodiscard]] bool put(Result<ItemRow> row);
         void remove(Uid uid, const std::string& identifier, KSWItemType kindsGone);
     };
 

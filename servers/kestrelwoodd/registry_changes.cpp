@@ -12,12 +12,15 @@
 namespace ksw::daemon {
 
 bool Registry::Edit::put(Uid uid, const KSWItem& item) {
-    Result<ItemRow> row = rowOf(uid, item);
+    return put(rowOf(uid, item));
+}
+
+bool Registry::Edit::put(Result<ItemRow> row) {
     if (!row) {
         return false;
     }
+    kinds[row->uid] |= row->type & KSWItemTypeAll;
     change.put.push_back(*std::move(row));
-    kinds[uid] |= item.type() & KSWItemTypeAll;
     return true;
 }
 
@@ -83,13 +86,16 @@ Outcome Registry::replace(const std::vector<Replacement>& replacements) {
         family.edit.replaced.emplace(*replacement.record->identifier(), replacement.item);
     }
     Edit edit;
-    for (const auto& [root, family] : families) {
-        edit.publications.push_back({family.uid, rebuilt(*root, family.edit), {}});
-    }
+    // The rows first: an item without relatives is archived as it stands.
     for (const Replacement& replacement : replacements) {
-        if (!edit.put(replacement.uid, *replacement.item)) {
+        const ItemPointer container = replacement.record->container();
+        if (!edit.put(rowOf(replacement.uid, *replacement.item,
+                            container == nullptr ? std::nullopt : container->uuid()))) {
             return {KSWErrorInvalidParameter};
         }
+    }
+    for (const auto& [root, family] : families) {
+        edit.publications.push_back({family.uid, rebuilt(*root, family.edit), {}});
     }
     return commit(edit);
 }
@@ -193,8 +199,8 @@ Outcome Registry::commit(const Edit& edit) {
     for (const Change::User& user : edit.change.users) {
         index_.nameUser(user.uid, user.identifier);
     }
-    index_.publish(edit.publications);
     Outcome outcome;
+    outcome.replaced = index_.publish(edit.publications);
     for (const auto& [uid, kinds] : edit.kinds) {
         outcome.changes.push_back({uid, static_cast<std::int64_t>(kinds)});
     }

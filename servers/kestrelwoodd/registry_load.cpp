@@ -161,7 +161,7 @@ void Registry::place(const std::vector<StoredItem>& rows) {
     }
     for (const Families::Family& family : families.build()) {
         if (!family.isTainted) {
-            index_.publish({{family.rows.front()->uid, family.root, {}}});
+            (void)index_.publish({{family.rows.front()->uid, family.root, {}}});
             continue;
         }
         for (const ItemRow* row : family.rows) {
