@@ -64,8 +64,9 @@ Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder
 }
 
 Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::NotificationHub& hub) {
-    const daemon::Announce announce = [&hub](const protocol::UserDataChange& change, pid_t cause) {
-        hub.post(protocol::notificationOf(change), cause);
+    const daemon::Announce announce = [&hub](const protocol::UserDataChange& change, pid_t cause,
+                                             ipc::Audience audience) {
+        hub.post(protocol::notificationOf(change), cause, audience);
     };
     struct Service {
         std::string_view name;

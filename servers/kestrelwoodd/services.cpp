@@ -1,9 +1,11 @@
 #include "servers/kestrelwoodd/services.h"
 
+#include <new>
 #include <string>
 
 #include "servers/kestrelwoodd/answers.h"
 #include "servers/kestrelwoodd/callers.h"
+#include "servers/kestrelwoodd/log.h"
 #include "servers/kestrelwoodd/served_methods.h"
 
 namespace ksw::daemon {
@@ -34,6 +36,15 @@ Answer perform(Operations& operations, Operations::PlainOperation operation, Rul
     return operations.perform(operation, rule, caller);
 }
 
+/// The reply comes whether or not there is memory to tell anybody.
+void announceAll(const Announce& announce, const Answer& answer, pid_t cause, ipc::Audience audience) try {
+    for (const protocol::UserDataChange& change : answer.changes) {
+        announce(change, cause, audience);
+    }
+} catch (const std::bad_alloc&) {
+    logError("no memory to announce a change");
+}
+
 template <class... R, class... A, class Operation>
 void serve(Dispatcher& dispatcher, Operations& operations, const Announce& announce,
            const Method<Reply<R...>(A...)>& method, Rule rule, Operation operation) {
@@ -41,10 +52,11 @@ void serve(Dispatcher& dispatcher, Operations& operations, const Announce& annou
                               const RequestContext& context, Responder<R...> responder, const A&... arguments) {
         const Caller caller = callers.callerOf(context.peer);
         const Answer answer = perform(operations, operation, rule, caller, arguments...);
+        // What is on disk is told at once: others are no further from it than the caller. The caller's own process
+        // knows, and would only be woken before them.
+        announceAll(announce, answer, context.peer.pid(), ipc::Audience::Others);
         reply(responder, answer);
-        for (const protocol::UserDataChange& change : answer.changes) {
-            announce(change, context.peer.pid());
-        }
+        announceAll(announce, answer, context.peer.pid(), ipc::Audience::Cause);
     });
 }
 

@@ -8,10 +8,12 @@
 
 #include "client/protocol/manager_service.h"
 #include "client/protocol/services.h"
+#include "platform/base/limits.h"
 #include "platform/ipc/connection.h"
 #include "platform/ipc/notification_center.h"
 #include "platform/ipc/server.h"
 #include "servers/kestrelwoodd/services.h"
+#include "servers/kestrelwoodd/sqlite.h"
 #include "tests/servers/kestrelwoodd/daemon_process.h"
 #include "tests/servers/kestrelwoodd/record_requests.h"
 #include "tests/support/environment.h"
@@ -106,51 +108,86 @@ TEST_F(AChange, OfADamagedRecordConcernsEveryKind) {
                 ElementsAre(UserDataChange{owner_.uid, 0xFFF}));
 }
 
-/// The services on real sockets, and what they announce. An announcement waits until its reply has arrived.
+/// The services on real sockets, and what they announce. An announcement to others looks what of its change is
+/// there; one to the caller's process waits until the reply has arrived.
 class TheServicesAnnouncements : public testing::Test {
 protected:
     TheServicesAnnouncements() : root_("KESTRELWOOD_ROOT", daemon_.folder().path()) {
+        daemon_.restartWithPages(40);
         EXPECT_TRUE(server_
                         .listen(kManagerService, ipc::Domain::System,
                                 managerService(daemon_.operations(),
-                                               [this](const UserDataChange& change, pid_t) { note(change); }))
+                                               [this](const UserDataChange& change, pid_t cause,
+                                                      ipc::Audience audience) { note(change, cause, audience); }))
                         .ok());
         EXPECT_TRUE(server_.start().ok());
     }
 
-    void note(const UserDataChange& change) {
+    void note(const UserDataChange& change, pid_t cause, ipc::Audience audience) {
+        EXPECT_EQ(cause, getpid());
         std::unique_lock lock(mutex_);
-        haveComeAfterReplies_ &= changed_.wait_for(lock, std::chrono::seconds(20), [this] { return hasReply_; });
-        announced_.push_back(change);
-        changed_.notify_all();
-    }
-
-    /// Makes a request, and says then that its reply is there.
-    template <class Method, class... A>
-    void request(const Method& method, const A&... arguments) {
-        {
-            const std::lock_guard lock(mutex_);
-            hasReply_ = false;
+        if (audience == ipc::Audience::Cause) {
+            EXPECT_TRUE(
+                changed_.wait_for(lock, std::chrono::seconds(20), [this] { return replies_ >= changing_; }));
+            told_.push_back(change);
+            changed_.notify_all();
+            return;
         }
-        EXPECT_TRUE(connection_.call(method, arguments...).ok());
+        EXPECT_EQ(audience, ipc::Audience::Others);
+        changing_ = requests_;
+        announced_.push_back(change);
+        onDisk_.push_back(generationOnDisk());
+        const ItemPointer item = daemon_.record(self_, *item_->identifier());
+        inMemory_.push_back(item == nullptr ? kNone : item->generation());
+    }
+
+    /// Of the item's record, as somebody else who opens the store reads it.
+    std::int64_t generationOnDisk() {
+        Result<Database> store = Database::open(daemon_.path());
+        const Result<std::int64_t> generation =
+            store ? store->number("SELECT coalesce(max(generation), -1) FROM items WHERE identifier = '" +
+                                  *item_->identifier() + "'")
+                  : Result<std::int64_t>(store.error());
+        return generation ? *generation : kNone;
+    }
+
+    /// Makes a request; its code.
+    template <class Method, class... A>
+    std::int64_t codeOf(const Method& method, const A&... arguments) {
+        raise(requests_);
+        const auto reply = connection_.call(method, arguments...);
+        raise(replies_);
+        return reply ? std::get<0>(*reply) : KSWErrorGeneric;
+    }
+    void raise(int& count) {
         const std::lock_guard lock(mutex_);
-        hasReply_ = true;
+        ++count;
         changed_.notify_all();
     }
 
-    /// What has been announced once there are so many.
-    std::vector<UserDataChange> announced(std::size_t count) {
-        std::unique_lock lock(mutex_);
-        EXPECT_TRUE(changed_.wait_for(lock, std::chrono::seconds(20), [&] { return announced_.size() >= count; }));
-        EXPECT_TRUE(haveComeAfterReplies_);
+    /// What has been announced to others by now.
+    std::vector<UserDataChange> announced() {
+        const std::lock_guard lock(mutex_);
         return announced_;
     }
+    /// What has been announced to the caller's own process once there are so many.
+    std::vector<UserDataChange> told(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        EXPECT_TRUE(changed_.wait_for(lock, std::chrono::seconds(20), [&] { return told_.size() >= count; }));
+        return told_;
+    }
 
+    static constexpr std::int64_t kNone = -1;
+    const ItemPointer item_ = anAgent("my.agent");
     std::mutex mutex_;
     std::condition_variable changed_;
-    bool hasReply_ = false;                  // guarded by mutex_
-    bool haveComeAfterReplies_ = true;       // guarded by mutex_
+    int requests_ = 0;                       // guarded by mutex_
+    int replies_ = 0;                        // guarded by mutex_
+    int changing_ = 0;                       // guarded by mutex_; the request that is being announced
+    std::vector<UserDataChange> told_;       // guarded by mutex_
     std::vector<UserDataChange> announced_;  // guarded by mutex_
+    std::vector<std::int64_t> onDisk_;       // guarded by mutex_
+    std::vector<std::int64_t> inMemory_;     // guarded by mutex_
     DaemonInside daemon_;
     ksw::test::ScopedVariable root_;
     ipc::Server server_;
@@ -158,18 +195,43 @@ protected:
     const Uid self_ = geteuid();
 };
 
-TEST_F(TheServicesAnnouncements, ComeAfterTheRepliesOfChangesAndOfNothingElse) {
-    const ItemPointer item = anAgent("my.agent");
-    const std::optional<std::string> identifier = item->identifier();
-    request(manager::kAddItem, item, self_);
-    EXPECT_THAT(announced(1), ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}));
-    request(manager::kAddItem, item, self_);
-    request(manager::kGetItemWithIdentifier, identifier, self_);
-    request(manager::kGetItemsMatching, std::int64_t{0xFFF}, self_);
-    request(manager::kUpdateItem, item, kNoUser);
-    request(manager::kUpdateItem, item, self_);
-    EXPECT_THAT(announced(2),
+TEST_F(TheServicesAnnouncements, ComeToTheCallersProcessAfterTheReplies) {
+    ASSERT_EQ(codeOf(manager::kAddItem, item_, self_), KSWErrorNone);
+    EXPECT_THAT(told(1), ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}));
+    ASSERT_EQ(codeOf(manager::kUpdateItem, item_, self_), KSWErrorRecordUpdated);
+    EXPECT_THAT(told(2),
                 ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}, UserDataChange{self_, kAgentKind}));
+}
+
+TEST_F(TheServicesAnnouncements, ComeWithChangesBeforeTheirRepliesAndWithNothingElse) {
+    const std::optional<std::string> identifier = item_->identifier();
+    ASSERT_EQ(codeOf(manager::kAddItem, item_, self_), KSWErrorNone);
+    EXPECT_THAT(announced(), ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}));
+    EXPECT_EQ(codeOf(manager::kAddItem, item_, self_), KSWErrorRecordExists);
+    EXPECT_TRUE(connection_.call(manager::kGetItemWithIdentifier, identifier, self_).ok());
+    EXPECT_TRUE(connection_.call(manager::kGetItemsMatching, std::int64_t{0xFFF}, self_).ok());
+    EXPECT_EQ(codeOf(manager::kUpdateItem, item_, kNoUser), KSWErrorInvalidParameter);
+    ASSERT_EQ(codeOf(manager::kUpdateItem, item_, self_), KSWErrorRecordUpdated);
+    EXPECT_THAT(announced(),
+                ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}, UserDataChange{self_, kAgentKind}));
+}
+
+TEST_F(TheServicesAnnouncements, ComeWhenTheChangeIsOnDiskAndAnsweredFromMemory) {
+    ASSERT_EQ(codeOf(manager::kAddItem, item_, self_), KSWErrorNone);
+    ASSERT_EQ(codeOf(manager::kUpdateItem, item_, self_), KSWErrorRecordUpdated);
+    const std::lock_guard lock(mutex_);
+    EXPECT_THAT(onDisk_, ElementsAre(0, 1));
+    EXPECT_THAT(inMemory_, ElementsAre(0, 1));
+}
+
+TEST_F(TheServicesAnnouncements, AreNotMadeOfAChangeThatDidNotComeToTheDisk) {
+    const ItemPointer large = anAgent("large");
+    large->setExecutablePath("/" + std::string(limits::kFieldMax - 1, 'x'));
+    large->setSha256(Data(limits::kFieldMax, 7));
+    EXPECT_EQ(codeOf(manager::kAddItem, large, self_), KSWErrorGeneric);
+    EXPECT_THAT(announced(), IsEmpty());
+    ASSERT_EQ(codeOf(manager::kAddItem, item_, self_), KSWErrorNone);
+    EXPECT_THAT(announced(), ElementsAre(UserDataChange{self_, kAgentKind | kDeveloper}));
 }
 
 /// The program itself, a caller, and an observer on a connection of its own.

@@ -55,7 +55,7 @@ protected:
     }
 
     DaemonInside daemon_;
-    const Announce announce_ = [](const protocol::UserDataChange&, pid_t) {};
+    const Announce announce_ = [](const protocol::UserDataChange&, pid_t, ipc::Audience) {};
     ksw::test::ScopedVariable root_;
     ipc::Server server_;
     ipc::Connection manager_{kManagerService, ipc::managementDaemonOptions(), GetManagerServiceInterface()};
