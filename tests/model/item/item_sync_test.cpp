@@ -148,6 +148,7 @@ TEST_F(ARecordWhoseFile, LiesUnderParentsThatLeadRoundInACircleResolvesToNothing
     agent->setContainer(agent);
     EXPECT_EQ(agent->resolvedURL(), std::nullopt);
     agent->setContainer(nullptr);
+    login->setContainer(nullptr);
 }
 
 TEST_F(ARecordWhoseFile, IsAJobsIsLeftAlone) {
