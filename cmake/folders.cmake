@@ -80,6 +80,18 @@ function(ksw_share_test_headers target)
     endif()
 endfunction()
 
+# Tells the sources that name KSW_SOURCE_DIR or KSW_BINARY_DIR where these are. The others are compiled alike in every
+# checkout, so that a compiler cache serves them.
+function(ksw_tell_folders)
+    foreach(source ${ARGV})
+        file(STRINGS ${source} uses LIMIT_COUNT 1 REGEX "KSW_(SOURCE|BINARY)_DIR")
+        if(uses)
+            set_source_files_properties(${source} PROPERTIES COMPILE_DEFINITIONS
+                "KSW_SOURCE_DIR=\"${CMAKE_SOURCE_DIR}\";KSW_BINARY_DIR=\"${CMAKE_BINARY_DIR}\"")
+        endif()
+    endforeach()
+endfunction()
+
 # Tests: every folder below tests/ that holds *_test.cpp is one program, test_FOLDER; what several share stands
 # in tests/support/. A test in another language is *_test.py beside them. The target threaded_tests builds what
 # carries the label "threads".
@@ -109,8 +121,7 @@ function(ksw_tests)
         target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
         # What is tested is optimised. The tests themselves run once, and optimising them takes longer than that.
         target_compile_options(${name} PRIVATE -O0)
-        target_compile_definitions(${name} PRIVATE
-            KSW_SOURCE_DIR="${CMAKE_SOURCE_DIR}" KSW_BINARY_DIR="${CMAKE_BINARY_DIR}" KSW_PYTHON="${KSW_PYTHON}")
+        ksw_tell_folders(${tests})
         target_link_libraries(${name} PRIVATE kestrelwood_inside GTest::gmock GTest::gtest GTest::gtest_main
             Threads::Threads $<$<TARGET_EXISTS:test_support>:test_support>)
         if(EXISTS ${folder}/test.cmake)
