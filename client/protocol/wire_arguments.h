@@ -28,7 +28,7 @@ using Code = std::int64_t;
 using Type = std::int64_t;
 using Disposition = std::int64_t;
 
-/// An administrator's consent in the form that the host's authorisation service gives out; opaque here.
+/// An administrator's consent, serialised (platform/ipc/authorization.h).
 using Authorization = std::optional<Data>;
 
 }  // namespace ksw::protocol

@@ -16,6 +16,7 @@
 #include <kestrelwood/KSWRegistrar.h>
 #include <kestrelwood/KSWTypes.h>
 #include <kestrelwood/KSWUserSettings.h>
+#include <kestrelwood/authorization.h>
 #include <kestrelwood/code.h>
 #include <kestrelwood/code_signing.h>
 #include <kestrelwood/resource_keys.h>
