@@ -11,11 +11,11 @@
 
 #include <kestrelwood/KSWManager.h>
 
-#include "client/manager/fork_guarded.h"
 #include "client/manager/refresh_turns.h"
 #include "client/manager/request_frame.h"
 #include "client/values/list_record.h"
 #include "platform/archive/keyed_archive.h"
+#include "platform/host/fork_guarded.h"
 #include "platform/host/log.h"
 
 using ksw::client::RefreshOutcome;
@@ -96,9 +96,9 @@ struct KSWList::State {
 
     std::atomic<ksw::Uid> uid;
     /// What goes with a former content goes with no lock held: it may be the last to know its items.
-    ksw::client::Replaceable<Content> content;
+    ksw::host::Replaceable<Content> content;
     ksw::client::RefreshTurns turns;
-    ksw::client::ForkGuarded<Observers> observers;
+    ksw::host::ForkGuarded<Observers> observers;
 };
 
 KSWListObserver::~KSWListObserver() = default;

@@ -9,7 +9,7 @@
 
 #include <kestrelwood/KSWList.h>
 
-#include "client/manager/fork_guarded.h"
+#include "platform/host/fork_guarded.h"
 
 namespace ksw::client {
 
@@ -56,7 +56,7 @@ private:
         std::size_t sweepAt = kSweepMin;
     };
 
-    ForkGuarded<Entries> entries_;
+    host::ForkGuarded<Entries> entries_;
 };
 
 }  // namespace ksw::client

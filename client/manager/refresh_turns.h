@@ -11,8 +11,8 @@
 
 #include <kestrelwood/values/error.h>
 
-#include "client/manager/fork_guarded.h"
-#include "platform/ipc/process_epoch.h"
+#include "platform/host/fork_guarded.h"
+#include "platform/host/process_epoch.h"
 
 namespace ksw::client {
 
@@ -49,7 +49,7 @@ public:
 
 private:
     struct Round {
-        const std::uint64_t epoch = ipc::processEpoch();
+        const std::uint64_t epoch = host::processEpoch();
         /// Written by the thread whose round it is, before `ended`. An ask throws when there is no memory, and
         /// then there may be none for an error either.
         RefreshOutcome outcome{false, Error(kPosixErrorDomain, ENOMEM, "refresh: out of memory")};
@@ -90,7 +90,7 @@ private:
 
     Turn take() {
         const auto rounds = rounds_.lock();
-        if (rounds->running != nullptr && rounds->running->epoch != ipc::processEpoch()) {
+        if (rounds->running != nullptr && rounds->running->epoch != host::processEpoch()) {
             // The threads that had these turns are in the process that this one was forked from.
             *rounds = {};
         }
@@ -105,7 +105,7 @@ private:
         return {rounds->waiting, nullptr, false};
     }
 
-    ForkGuarded<Rounds> rounds_;
+    host::ForkGuarded<Rounds> rounds_;
 };
 
 }  // namespace ksw::client

@@ -8,11 +8,11 @@
 
 #include "platform/base/limits.h"
 #include "platform/base/text.h"
+#include "platform/host/process_epoch.h"
 #include "platform/ipc/async_queue.h"
 #include "platform/ipc/body.h"
 #include "platform/ipc/dialer.h"
 #include "platform/ipc/link.h"
-#include "platform/ipc/process_epoch.h"
 
 namespace ksw::ipc {
 
@@ -139,7 +139,7 @@ Connection::Connection(std::string_view serviceName, const ConnectionOptions& op
 Connection::~Connection() {
     State* state = state_.load(std::memory_order_acquire);
     // The state of a process that this one was forked from is left alone: its locks may be held for ever.
-    if (state == nullptr || state->epoch != processEpoch()) {
+    if (state == nullptr || state->epoch != host::processEpoch()) {
         return;
     }
     const std::unique_ptr<State> owner(state);
@@ -182,7 +182,7 @@ const ServiceInterface& Connection::interface() const {
 }
 
 Connection::State& Connection::current() {
-    const std::uint64_t epoch = processEpoch();
+    const std::uint64_t epoch = host::processEpoch();
     State* state = state_.load(std::memory_order_acquire);
     if (state != nullptr && state->epoch == epoch) {
         return *state;

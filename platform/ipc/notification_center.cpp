@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "platform/base/never_destroyed.h"
+#include "platform/host/process_epoch.h"
 #include "platform/ipc/notification_center_inside.h"
-#include "platform/ipc/process_epoch.h"
 
 namespace ksw::ipc {
 
@@ -34,7 +34,7 @@ NotificationCenter::Observation::~Observation() {
 void NotificationCenter::Observation::end() {
     const std::shared_ptr<Entry> entry = std::move(entry_);
     // One of a process that this one was forked from is over already, and its centre's locks may be held for ever.
-    if (entry == nullptr || entry->epoch != processEpoch()) {
+    if (entry == nullptr || entry->epoch != host::processEpoch()) {
         return;
     }
     if (const std::shared_ptr<Inside> center = entry->center.lock()) {
@@ -53,7 +53,7 @@ NotificationCenter::NotificationCenter(Domain domain) : domain_(domain) {}
 NotificationCenter::~NotificationCenter() {
     State* state = state_.load(std::memory_order_acquire);
     // The state of a process that this one was forked from is left alone.
-    if (state == nullptr || state->epoch != processEpoch()) {
+    if (state == nullptr || state->epoch != host::processEpoch()) {
         return;
     }
     const std::unique_ptr<State> owner(state);
@@ -61,7 +61,7 @@ NotificationCenter::~NotificationCenter() {
 }
 
 NotificationCenter::Inside& NotificationCenter::current() {
-    const std::uint64_t epoch = processEpoch();
+    const std::uint64_t epoch = host::processEpoch();
     State* state = state_.load(std::memory_order_acquire);
     if (state != nullptr && state->epoch == epoch) {
         return *state->inside;
@@ -77,7 +77,7 @@ NotificationCenter::Observation NotificationCenter::observe(std::string name, Ha
     Inside& inside = current();
     auto entry = std::make_shared<Observation::Entry>();
     entry->center = inside.weak_from_this();
-    entry->epoch = processEpoch();
+    entry->epoch = host::processEpoch();
     entry->name = std::move(name);
     entry->handler = std::move(handler);
     entry->coalesce = std::move(coalesce);

@@ -10,8 +10,8 @@
 #include "client/protocol/services.h"
 #include "platform/base/limits.h"
 #include "platform/host/log.h"
+#include "platform/host/process_epoch.h"
 #include "platform/ipc/connection.h"
-#include "platform/ipc/process_epoch.h"
 
 namespace ksw::session {
 
@@ -28,7 +28,7 @@ struct OfProcess {
 
 UserRequests& requestsOfProcess() {
     static constinit std::atomic<OfProcess*> current{nullptr};  // owned, and never destroyed
-    const std::uint64_t epoch = ipc::processEpoch();
+    const std::uint64_t epoch = host::processEpoch();
     OfProcess* found = current.load(std::memory_order_acquire);
     while (found == nullptr || found->epoch != epoch) {
         auto fresh = std::make_unique<OfProcess>(epoch, found);

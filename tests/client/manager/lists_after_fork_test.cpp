@@ -9,15 +9,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "client/manager/fork_guarded.h"
 #include "client/manager/list_registry.h"
+#include "platform/host/fork_guarded.h"
 #include "tests/client/manager/list_daemon.h"
 
 namespace ksw::test {
 namespace {
 
-using client::ForkGuarded;
 using client::ListRegistry;
+using host::ForkGuarded;
 using ::testing::ElementsAre;
 
 /// A child that takes longer hangs: the kernel ends it.

@@ -8,9 +8,9 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/ipc/process_epoch.h"
+#include "platform/host/process_epoch.h"
 
-namespace ksw::client {
+namespace ksw::host {
 
 /// A lock of 32 bits, initially 0, unlocked, which names the process that holds it: one that a thread of another
 /// process held when this one was forked counts as open. Not recursive and not fair; blocks. Usable with
@@ -55,7 +55,7 @@ private:
     static constexpr std::uint32_t kOpen = 0;
     static constexpr std::uint32_t kContended = 1;  // somebody may wait
 
-    static std::uint32_t ownMark() { return static_cast<std::uint32_t>(ipc::processEpoch() << 1); }
+    static std::uint32_t ownMark() { return static_cast<std::uint32_t>(processEpoch() << 1); }
     static bool isStranded(std::uint32_t seen, std::uint32_t ours) {
         return seen != kOpen && (seen & ~kContended) != ours;
     }
@@ -123,4 +123,4 @@ private:
     std::atomic<const Pointer*> place_;
 };
 
-}  // namespace ksw::client
+}  // namespace ksw::host

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-namespace ksw::ipc {
+namespace ksw::host {
 
 /// A number that differs in a process and in every process that it was forked from, directly or not. Any thread.
 std::uint64_t processEpoch();
 
-}  // namespace ksw::ipc
+}  // namespace ksw::host

@@ -1,11 +1,11 @@
-#include "platform/ipc/process_epoch.h"
+#include "platform/host/process_epoch.h"
 
 #include <atomic>
 
 #include <sys/mman.h>
 #include <unistd.h>
 
-namespace ksw::ipc {
+namespace ksw::host {
 
 namespace {
 
@@ -59,4 +59,4 @@ std::uint64_t processEpoch() {
     return word->compare_exchange_strong(epoch, next) ? next : epoch;
 }
 
-}  // namespace ksw::ipc
+}  // namespace ksw::host
