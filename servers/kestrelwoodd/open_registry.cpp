@@ -15,6 +15,8 @@ Result<std::unique_ptr<Registry>> openOnce(const std::string& path, std::int64_t
     if (!store) {
         return store.error();
     }
+    // Without room a commit takes longer, and is as good.
+    static_cast<void>(store->makeRoomInJournal().ok());
     return Registry::load(*std::move(store), folders->empty() ? History::Whole : History::Lost);
 }
 

@@ -100,13 +100,13 @@ Status checkJournal(Database& database, const std::string& path) {
 }
 
 /// Every commit is synchronised before it counts. The journal is moved into the file when it has come to
-/// `kJournalPages`, and is cut when a large change has made it longer than that.
+/// `kJournalPages`, and is cut to `kJournalLength` when a large change has made it longer than that.
 Status configure(Database& database, const std::string& path, std::int64_t pagesMax) {
     Status done = database.execute(
         "PRAGMA busy_timeout = 2000; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
         "PRAGMA foreign_keys = ON; PRAGMA wal_autocheckpoint = " +
-        std::to_string(kJournalPages) + "; PRAGMA journal_size_limit = " +
-        std::to_string(kJournalPages * kPageSize) + "; PRAGMA max_page_count = " + std::to_string(pagesMax) + ";");
+        std::to_string(kJournalPages) + "; PRAGMA journal_size_limit = " + std::to_string(kJournalLength) +
+        "; PRAGMA max_page_count = " + std::to_string(pagesMax) + ";");
     if (!done) {
         return done;
     }

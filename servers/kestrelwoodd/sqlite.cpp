@@ -2,6 +2,9 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <vector>
+
 namespace ksw::daemon {
 
 namespace {
@@ -181,6 +184,28 @@ Status Database::checkpoint() {
         return isBusy.error();
     }
     return *isBusy == 0 ? Status() : Status(Error(kStoreErrorDomain, SQLITE_BUSY, "the journal is being read"));
+}
+
+Status Database::makeRoomInJournal(std::int64_t length) {
+    // Nobody else writes to the journal while the transaction is open; it changes nothing itself.
+    const Result<Transaction> alone = Transaction::begin(*this);
+    if (!alone) {
+        return alone.error();
+    }
+    sqlite3_file* journal = nullptr;
+    sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, static_cast<void*>(&journal));
+    if (journal == nullptr || journal->pMethods == nullptr) {
+        return errorOf(connection_.get());
+    }
+    const std::vector<std::uint8_t> zeros(std::size_t{64} << 10);
+    sqlite3_int64 end = 0;
+    int code = journal->pMethods->xFileSize(journal, &end);
+    while (code == SQLITE_OK && end < length) {
+        const auto piece = static_cast<int>(std::min<std::int64_t>(length - end, std::ssize(zeros)));
+        code = journal->pMethods->xWrite(journal, zeros.data(), piece, end);
+        end += piece;
+    }
+    return code == SQLITE_OK ? Status() : Status(Error(kStoreErrorDomain, code, sqlite3_errstr(code)));
 }
 
 void Database::leaveUntouched() {

@@ -78,6 +78,10 @@ public:
     /// Moves all of the journal into the file, which is synchronised, and empties the journal. Error: also when
     /// somebody reads the database meanwhile.
     Status checkpoint();
+    /// Makes the journal at least this long, in bytes, with zeros behind what stands in it: they are no record of
+    /// anything, and a commit that overwrites them needs not wait until the file system has recorded that the
+    /// journal has grown. Error: the disk does not take it; commits make the journal longer as they need it then.
+    Status makeRoomInJournal(std::int64_t length);
     /// Lets the file stand as it is when the connection closes: nothing is moved out of the journal.
     void leaveUntouched();
 

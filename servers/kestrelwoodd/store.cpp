@@ -205,4 +205,8 @@ Status Store::checkpoint() {
     return database_.checkpoint();
 }
 
+Status Store::makeRoomInJournal() {
+    return database_.makeRoomInJournal(kJournalLength);
+}
+
 }  // namespace ksw::daemon

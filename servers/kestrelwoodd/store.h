@@ -67,6 +67,10 @@ public:
     /// Moves the journal into the database file.
     Status checkpoint();
 
+    /// Makes the journal as long as it grows between two times that it is moved into the file, so that no commit
+    /// has to wait for its growing. Error: the disk does not take it, and commits make it longer as they need it.
+    Status makeRoomInJournal();
+
 private:
     Store(Database database, Statement putUser, Statement changeItem, Statement putItem, Statement removeItem)
         : database_(std::move(database)),

@@ -291,7 +291,7 @@ TEST_F(AStore, KeepsItsJournalShort) {
         longest = std::max(longest, std::filesystem::file_size(path_ + "-wal"));
     }
     // The change that makes it too long is still in it.
-    EXPECT_LT(longest, static_cast<std::uintmax_t>(kJournalPages * kPageSize) + limits::kRecordMax);
+    EXPECT_LT(longest, static_cast<std::uintmax_t>(kJournalLength) + limits::kRecordMax);
 }
 
 TEST_F(AStore, CutsAJournalThatALargeChangeHasMadeLong) {
@@ -303,7 +303,31 @@ TEST_F(AStore, CutsAJournalThatALargeChangeHasMadeLong) {
     }
     ASSERT_TRUE(store.apply(putting(rows)).ok());
     ASSERT_TRUE(store.apply(putting({row(501, "8.small")})).ok());
-    EXPECT_LE(std::filesystem::file_size(path_ + "-wal"), static_cast<std::uintmax_t>(kJournalPages * kPageSize));
+    EXPECT_LE(std::filesystem::file_size(path_ + "-wal"), static_cast<std::uintmax_t>(kJournalLength));
+}
+
+TEST_F(AStore, KeepsTheLengthOfAJournalThatRoomWasMadeIn) {
+    Store store = open();
+    ASSERT_TRUE(store.makeRoomInJournal().ok());
+    ItemRow item = row(501, "8.my.agent");
+    for (std::int64_t time = 0; time < 3 * kJournalPages; ++time) {
+        item.generation = time;
+        ASSERT_TRUE(store.apply(putting({item})).ok());
+        ASSERT_EQ(std::filesystem::file_size(path_ + "-wal"), static_cast<std::uintmax_t>(kJournalLength));
+    }
+}
+
+TEST_F(AStore, ReadsAJournalWithRoomAsIfThereWereNone) {
+    Store store = open();
+    ASSERT_TRUE(store.makeRoomInJournal().ok());
+    ASSERT_TRUE(store.apply(putting({row(501, "8.my.agent")})).ok());
+    const std::string copied = folder_.path() + "/copy.db";
+    for (const char* ending : {"", "-wal"}) {
+        std::filesystem::copy_file(path_ + ending, copied + ending);
+    }
+    Result<Store> copy = Store::open(copied);
+    ASSERT_TRUE(copy.ok());
+    EXPECT_EQ(itemsOf(*copy).size(), 1U);
 }
 
 TEST_F(AStore, IsMadeWholeBeforeItTakesItsName) {
