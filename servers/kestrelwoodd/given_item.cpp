@@ -10,7 +10,7 @@
 #include "model/item/item_archive.h"
 #include "platform/archive/keyed_archive.h"
 #include "platform/base/limits.h"
-#include "servers/kestrelwoodd/maker.h"
+#include "servers/kestrelwoodd/launch_item.h"
 
 namespace ksw::daemon {
 
@@ -60,19 +60,26 @@ ItemPointer newRecordOf(const KSWItem& item) {
     return record;
 }
 
-Result<ItemPointer> updatedRecord(const KSWItem& record, const KSWItem& given) {
+Result<ItemPointer> updatedRecord(const KSWItem& record, const GivenUpdate& update) {
+    const KSWItem& given = *update.item;
     const bool isSameKind = ((record.type() ^ given.type()) & KSWItemTypeAll) == 0;
     if (!isSameKind || record.identifier() != given.identifier() ||
         record.isUnknownDeveloperRecord() != given.isUnknownDeveloperRecord()) {
         return KSWErrorWithCode(KSWErrorInvalidParameter);
     }
-    if (record.generation() != given.generation()) {
+    // Another change may have come since it was looked what code the record names.
+    const bool isMakerKnown = update.maker || codeOf(given) == codeOf(record);
+    if (record.generation() != given.generation() || !isMakerKnown) {
         return KSWErrorWithCode(KSWErrorInvalidGeneration);
     }
     ItemPointer updated = copyOfRecord(given);
     updated->setGeneration(nextGeneration(record.generation()));
     setManaged(*updated, record.flags(), record.type());
-    takeMaker(*updated, record);
+    if (update.maker) {
+        takeMaker(*updated, *update.maker);
+    } else {
+        takeMaker(*updated, record);
+    }
     return updated;
 }
 

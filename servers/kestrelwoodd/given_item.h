@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "servers/kestrelwoodd/maker.h"
 #include "servers/kestrelwoodd/record.h"
 
 namespace ksw::daemon {
@@ -20,11 +21,19 @@ bool canBeRecorded(const KSWItem& item);
 /// it by itself.
 ItemPointer newRecordOf(const KSWItem& item);
 
+/// What a client says that a record should become.
+struct GivenUpdate {
+    ItemPointer item;
+    /// Of the code that it names, read anew; absent when that lies where the record's lay.
+    std::optional<Maker> maker{};
+};
+
 /// What the record becomes when the client's copy takes its place: identity, generation (one higher), whether it is
-/// managed and who made its code stay with the record, relatives are left out. Errors: KSWErrorInvalidParameter
-/// when kind or identifier differ, or the copy would make a known developer of an unknown one or the reverse, since
-/// what hangs under it was judged by that; then KSWErrorInvalidGeneration when the copy is of another generation.
-Result<ItemPointer> updatedRecord(const KSWItem& record, const KSWItem& given);
+/// managed and, while the code stays where it was, who made that stay with the record; relatives are left out.
+/// Errors: KSWErrorInvalidParameter when kind or identifier differ, or the copy would make a known developer of an
+/// unknown one or the reverse, since what hangs under it was judged by that; then KSWErrorInvalidGeneration when
+/// the copy is of another generation, or the record names other code than it did when the maker was not read anew.
+Result<ItemPointer> updatedRecord(const KSWItem& record, const GivenUpdate& update);
 
 /// Whether each of the items can name a record to be updated: none is null or without UUID, no two have the same.
 bool nameRecords(const std::vector<ItemPointer>& items);

@@ -58,4 +58,8 @@ void readFiles(KSWItem& record, const Caller& caller);
 /// Gives a record the maker of its code: of a job's executable, of any other item's file or application.
 void readMaker(KSWItem& record, const Caller& caller);
 
+/// Where a record's code lies: a job's executable, any other item's file or application. Absent when nobody can
+/// say.
+std::optional<std::string> codeOf(const KSWItem& record);
+
 }  // namespace ksw::daemon

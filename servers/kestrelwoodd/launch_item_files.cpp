@@ -86,13 +86,12 @@ void readPlaces(KSWItem& record, const Caller& caller) {
     readBookmark(record);
 }
 
-/// Where a record's code lies.
+}  // namespace
+
 std::optional<std::string> codeOf(const KSWItem& record) {
     const std::optional<std::string> path = isJob(record.type()) ? executableOf(record) : pathOf(record.url());
     return path && path->starts_with('/') ? path : std::nullopt;
 }
-
-}  // namespace
 
 std::optional<std::string> identify(LaunchItem& item, const Caller& caller) {
     const bool isUserItem = (item.type & KSWItemTypeUserItem) != 0;

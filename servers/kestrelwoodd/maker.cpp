@@ -45,6 +45,11 @@ Maker makerOf(const std::optional<std::string>& path, const Caller& caller) {
     if (!code) {
         return {};
     }
+    // For what nobody answers for, no user is to have gigabytes hashed.
+    const Result<facts::CodeFacts> claimed = code->claims();
+    if (!claimed || claimed->source != "embedded") {
+        return {};
+    }
     // Whom the host trusts is looked up without the caller's rights: were it hidden from him, it would seem to
     // trust nobody, and that answer is remembered for all.
     const auto info = CodeSignInfoAccess::of(*code);

@@ -75,7 +75,15 @@ Answer Operations::update(const std::vector<ItemPointer>& items, Uid uid, const 
     if (uid == kNoUser || !nameRecords(items)) {
         return failure(KSWErrorInvalidParameter);
     }
-    return answerOf(registry_.update(uid, items, reachOf(caller)));
+    std::vector<GivenUpdate> updates;
+    updates.reserve(items.size());
+    for (const ItemPointer& item : items) {
+        const ItemPointer record = registry_.records().findOwnOrSystems(uid, *item->uuid()).item;
+        const std::optional<std::string> code = codeOf(*item);
+        const bool isOfOtherCode = record != nullptr && code != codeOf(*record);
+        updates.push_back({item, isOfOtherCode ? std::optional(makerOf(code, caller)) : std::nullopt});
+    }
+    return answerOf(registry_.update(uid, updates, reachOf(caller)));
 }
 
 template <class Key>

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "client/protocol/user_data_change.h"
+#include "servers/kestrelwoodd/given_item.h"
 #include "servers/kestrelwoodd/record_index.h"
 #include "servers/kestrelwoodd/set_aside.h"
 #include "servers/kestrelwoodd/store.h"
@@ -75,8 +76,10 @@ public:
     Outcome insert(Uid uid, const ItemPointer& item, Reach reach);
     /// Puts these in the place of the records that have their UUIDs, the user's or the system's, all of them or
     /// none: -93, and their generations are one higher. Refused: -95 for an unknown one, -98 for one that is not of
-    /// the record's kind and identifier, -94 for one of another generation. No two have the same UUID.
-    Outcome update(Uid uid, const std::vector<ItemPointer>& items, Reach reach);
+    /// the record's kind and identifier, and for one among several that names another developer than it hangs
+    /// under, -94 for one of another generation. A single one that does so moves, as `enter` does it, and nothing
+    /// comes back that it has disabled or not allowed. No two have the same UUID.
+    Outcome update(Uid uid, const std::vector<GivenUpdate>& updates, Reach reach);
     /// Removes a record of the user: 0, -95 when there is none, -98 when others hang under it.
     Outcome remove(Uid uid, const std::string& identifier);
     /// The same for the user's or the system's record of this identifier or UUID.
@@ -98,6 +101,7 @@ private:
         Uid uid = 0;
         ItemPointer record;
         ItemPointer item;
+        bool isOfOtherCode = false;  ///< Then it may belong under another developer.
     };
     /// A change on its way to the disk, then to memory, then to those who are told of it.
     struct Edit {
@@ -127,7 +131,8 @@ private:
     // One at a time.
     Outcome add(Uid uid, const ItemPointer& item, const ItemPointer& developer);
     Outcome takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item);
-    /// Puts `updated` in the record's place, with all below it, under its own developer.
+    /// Puts `updated` in the record's place, with all below it, under its own developer. What it has disabled, or
+    /// not allowed and the record has, stays so.
     Outcome move(Uid uid, const ItemPointer& current, const ItemPointer& updated);
     /// Hangs an item under its developer, whose record is made when there is none yet. False when no row can be
     /// made.
@@ -138,8 +143,8 @@ private:
     /// Whether a record hangs under the developer whom these facts name, or under what is no developer at all.
     static bool isInItsPlace(const KSWItem& record, const KSWItem& facts);
     static bool isUpToDate(const KSWItem& record, const KSWItem& facts);
-    /// What is to be replaced by `items`. Error: a code of KSWErrors.h.
-    Result<std::vector<Replacement>> replacementsFor(Uid uid, const std::vector<ItemPointer>& items,
+    /// What is to be replaced by the updates. Error: a code of KSWErrors.h.
+    Result<std::vector<Replacement>> replacementsFor(Uid uid, const std::vector<GivenUpdate>& updates,
                                                      Reach reach) const;
     Outcome replace(const std::vector<Replacement>& replacements);
     template <class Key>

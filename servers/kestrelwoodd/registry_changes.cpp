@@ -29,27 +29,37 @@ void Registry::Edit::remove(Uid uid, const std::string& identifier, KSWItemType 
     kinds[uid] |= kindsGone & KSWItemTypeAll;
 }
 
-Outcome Registry::update(Uid uid, const std::vector<ItemPointer>& items, Reach reach) {
+Outcome Registry::update(Uid uid, const std::vector<GivenUpdate>& updates, Reach reach) {
     const std::lock_guard one(writing_);
-    const Result<std::vector<Replacement>> replacements = replacementsFor(uid, items, reach);
+    const Result<std::vector<Replacement>> replacements = replacementsFor(uid, updates, reach);
     if (!replacements) {
         return {replacements.error().code()};
     }
     if (replacements->empty()) {
         return {KSWErrorRecordUpdated};
     }
-    Outcome outcome = replace(*replacements);
+    const bool isInPlace =
+        std::all_of(replacements->begin(), replacements->end(), [](const Replacement& replacement) {
+            return !replacement.isOfOtherCode || isInItsPlace(*replacement.record, *replacement.item);
+        });
+    // Who moves a record to other code does that by itself: together with others it could leave none in its place.
+    if (!isInPlace && replacements->size() != 1) {
+        return {KSWErrorInvalidParameter};
+    }
+    const Replacement& first = replacements->front();
+    Outcome outcome = isInPlace ? replace(*replacements) : move(first.uid, first.record, first.item);
     outcome.code = outcome.code == KSWErrorNone ? KSWErrorRecordUpdated : outcome.code;
     return outcome;
 }
 
-Result<std::vector<Registry::Replacement>> Registry::replacementsFor(Uid uid, const std::vector<ItemPointer>& items,
+Result<std::vector<Registry::Replacement>> Registry::replacementsFor(Uid uid,
+                                                                     const std::vector<GivenUpdate>& updates,
                                                                      Reach reach) const {
     std::vector<Replacement> replacements;
-    replacements.reserve(items.size());
+    replacements.reserve(updates.size());
     std::int64_t missing = KSWErrorNone;
-    for (const ItemPointer& item : items) {
-        const Found found = index_.findOwnOrSystems(uid, *item->uuid());
+    for (const GivenUpdate& update : updates) {
+        const Found found = index_.findOwnOrSystems(uid, *update.item->uuid());
         const bool isThere = found.item != nullptr || found.isDamaged;
         if (isThere && found.uid != uid && reach == Reach::Own) {
             return KSWErrorWithCode(KSWErrorPermissionDenied);
@@ -57,13 +67,14 @@ Result<std::vector<Registry::Replacement>> Registry::replacementsFor(Uid uid, co
         if (found.item == nullptr) {
             missing = found.isDamaged ? KSWErrorGeneric : KSWErrorRecordNotFound;
         }
-        replacements.push_back({found.uid, found.item, item});
+        replacements.push_back({found.uid, found.item, nullptr, update.maker.has_value()});
     }
     if (missing != KSWErrorNone) {
         return KSWErrorWithCode(missing);
     }
-    for (Replacement& replacement : replacements) {
-        Result<ItemPointer> updated = updatedRecord(*replacement.record, *replacement.item);
+    for (std::size_t number = 0; number < updates.size(); ++number) {
+        Replacement& replacement = replacements[number];
+        Result<ItemPointer> updated = updatedRecord(*replacement.record, updates[number]);
         if (!updated) {
             return updated.error();
         }

@@ -119,7 +119,14 @@ Outcome Registry::move(Uid uid, const ItemPointer& current, const ItemPointer& u
     if (!developer) {
         return {developer.error().code()};
     }
-    updated->setDisposition(dispositionUnder(developer->get(), *current, history_));
+    KSWDisposition disposition = dispositionUnder(developer->get(), *current, history_);
+    if (!updated->isEnabled()) {
+        disposition &= ~KSWDispositionEnabled;
+    }
+    if (current->isAllowed() && !updated->isAllowed()) {
+        disposition &= ~KSWDispositionAllowed;
+    }
+    updated->setDisposition(disposition);
     const std::string& identifier = *current->identifier();
     Edit edit;
     takeOut(edit, uid, identifier, current);

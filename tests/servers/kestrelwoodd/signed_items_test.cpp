@@ -208,5 +208,61 @@ TEST_F(ASignedItem, IsOfTheSameMakerAfterAnUpdateWhateverTheClientSays) {
     EXPECT_NE(record->lightweightRequirement(), std::nullopt);
 }
 
+/// A signed agent, and a client's copy of it that names other code.
+class AnItemWithOtherCode : public ASignedItem {
+protected:
+    ItemPointer copyNaming(const std::string& path) {
+        const ItemPointer changed = copyOfRecord(*agent("my.agent"));
+        changed->setExecutablePath(path);
+        return changed;
+    }
+    std::int64_t update(const ItemPointer& item) { return requests_.update(owner_, item, owner_.uid).code; }
+
+    const Answer entered_ = enterAgent("my.agent", program("tool"));
+};
+
+TEST_F(AnItemWithOtherCode, IsOfThatCodesMaker) {
+    ASSERT_EQ(update(copyNaming(program("unsigned", std::nullopt))), KSWErrorRecordUpdated);
+    for (int start = 0; start < 2; ++start) {
+        const ItemPointer record = agent("my.agent");
+        EXPECT_EQ(record->executablePath(), files_.at("unsigned"));
+        EXPECT_EQ(record->generation(), 1);
+        EXPECT_EQ(record->developerName(), "");
+        EXPECT_EQ(record->teamIdentifier(), std::nullopt);
+        EXPECT_EQ(record->container()->identifier(), "Unknown Developer");
+        EXPECT_EQ(developer("Example Org"), nullptr);
+        daemon_.restart();
+    }
+    ASSERT_EQ(update(copyNaming(program("others", "Other Works"))), KSWErrorRecordUpdated);
+    EXPECT_EQ(agent("my.agent")->container(), developer("Other Works"));
+}
+
+TEST_F(AnItemWithOtherCode, OfTheSameMakerStaysWhereItIs) {
+    ASSERT_EQ(update(copyNaming(program("next"))), KSWErrorRecordUpdated);
+    EXPECT_EQ(agent("my.agent")->container(), developer("Example Org"));
+    EXPECT_EQ(agent("my.agent")->teamIdentifier(), "TEAM000001");
+    EXPECT_EQ(agent("my.agent")->disposition(), kLaunchable);
+}
+
+TEST_F(AnItemWithOtherCode, IsNotEnabledOrAllowedByWhatTheClientTookAway) {
+    const ItemPointer changed = copyNaming(program("others", "Other Works"));
+    changed->setEnabled(false);
+    changed->setAllowed(false);
+    ASSERT_EQ(update(changed), KSWErrorRecordUpdated);
+    EXPECT_EQ(agent("my.agent")->disposition(), 0);
+}
+
+TEST_F(AnItemWithOtherCode, GoesToAnotherMakerByItself) {
+    enterAgent("another", program("another"));
+    const ItemPointer another = copyOfRecord(*agent("another"));
+    another->setName("renamed");
+    const ItemPointer changed = copyNaming(program("unsigned", std::nullopt));
+    EXPECT_EQ(requests_.updateSet(owner_, std::vector<ItemPointer>{changed, another}, owner_.uid).code,
+              KSWErrorInvalidParameter);
+    EXPECT_EQ(agent("my.agent")->generation(), 0);
+    EXPECT_NE(agent("another")->name(), "renamed");
+    EXPECT_EQ(agent("my.agent")->container(), developer("Example Org"));
+}
+
 }  // namespace
 }  // namespace ksw::daemon::test

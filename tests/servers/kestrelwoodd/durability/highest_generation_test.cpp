@@ -33,7 +33,7 @@ protected:
     ItemPointer record() { return daemon_.record(owner_.uid, "8.my.agent"); }
 
     std::int64_t update(const ItemPointer& item) {
-        return daemon_.registry().update(owner_.uid, {item}, Reach::Own).code;
+        return daemon_.registry().update(owner_.uid, {{item}}, Reach::Own).code;
     }
 
     /// Now, and when the store is read again.
