@@ -8,6 +8,7 @@
 #include "platform/base/never_destroyed.h"
 #include "platform/facts/application_index.h"
 #include "platform/host/file_facts.h"
+#include "platform/host/file_rights.h"
 #include "platform/host/home_folder.h"
 #include "platform/host/host_root.h"
 
@@ -75,6 +76,7 @@ private:
     };
 
     void look(Content& content, const host::Clock& clock, Time now) const {
+        const host::OwnRights own;
         const ApplicationPlaces places = placesOf(uid_);
         const bool isCurrent =
             content.index != nullptr && content.index->places() == places && content.index->isCurrent();

@@ -5,6 +5,7 @@
 
 #include "platform/base/limits.h"
 #include "platform/facts/resources.h"
+#include "platform/host/file_rights.h"
 #include "platform/host/log.h"
 #include "platform/host/sys_call.h"
 
@@ -45,6 +46,7 @@ std::optional<T> reported(Curated<T> curated, std::string_view function, const s
 
 const Dictionary& AttributionTables::merged() {
     std::call_once(mergedOnce_, [this] {
+        const host::OwnRights own;
         const Dictionary* internalTable = internal();
         Dictionary publicTable = readPublicTable();
         merged_ =
@@ -54,6 +56,7 @@ const Dictionary& AttributionTables::merged() {
 }
 
 const Dictionary* AttributionTables::internal() {
+    const host::OwnRights own;
     if (!hasInternalContent(host::kLogSubsystem)) {
         return nullptr;
     }

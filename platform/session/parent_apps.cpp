@@ -9,6 +9,7 @@
 #include "client/protocol/notification_service.h"
 #include "client/protocol/services.h"
 #include "platform/base/limits.h"
+#include "platform/host/file_rights.h"
 #include "platform/host/log.h"
 #include "platform/host/process_epoch.h"
 #include "platform/ipc/connection.h"
@@ -64,5 +65,7 @@ void registerParentApps(const std::optional<std::string>& apps, Uid uid, UserReq
 }  // namespace ksw::session
 
 void RegisterParentApps(const std::optional<std::string>& apps, ksw::Uid uid) {
+    // The thread that asks the user's service has the file rights of the one that starts it.
+    const ksw::host::OwnRights own;
     ksw::session::registerParentApps(apps, uid, ksw::session::requestsOfProcess());
 }
