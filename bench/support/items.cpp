@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "servers/kestrelwoodd/open_registry.h"
 #include "servers/kestrelwoodd/record.h"
 #include "servers/kestrelwoodd/registry.h"
-#include "servers/kestrelwoodd/state_folder.h"
 
 namespace ksw::bench {
 
@@ -88,7 +88,7 @@ daemon::ItemRow putAgents(daemon::Store& store, int count, Uid uid) {
 }  // namespace
 
 void recordAgents(int count, Uid uid) {
-    const daemon::StateFolder folder = orExit(daemon::StateFolder::take());
+    const servers::StateFolder folder = orExit(daemon::takeStateFolder());
     daemon::Store store = orExit(daemon::Store::open(folder.at(daemon::kStoreFile)));
     (void)putAgents(store, count, uid);
 }

@@ -1,17 +1,16 @@
 // kestrelwoodd: keeps the records of all background items of this host and answers what may launch.
-#include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 
 #include "client/protocol/services.h"
 #include "client/protocol/user_data_change.h"
-#include "platform/base/limits.h"
 #include "platform/ipc/notification_hub.h"
 #include "platform/ipc/server.h"
 #include "servers/common/command_line.h"
+#include "servers/common/descriptor_limit.h"
+#include "servers/common/hub_server.h"
 #include "servers/common/notifier.h"
 #include "servers/common/stop_signals.h"
 #include "servers/kestrelwoodd/log.h"
@@ -19,7 +18,6 @@
 #include "servers/kestrelwoodd/open_registry.h"
 #include "servers/kestrelwoodd/reading_as.h"
 #include "servers/kestrelwoodd/services.h"
-#include "servers/kestrelwoodd/state_folder.h"
 
 namespace {
 
@@ -49,7 +47,7 @@ Environment:
                            where the session's bus is (with --notifications)
 )";
 
-Result<std::unique_ptr<daemon::Registry>> openRegistry(const daemon::StateFolder& folder) {
+Result<std::unique_ptr<daemon::Registry>> openRegistry(const servers::StateFolder& folder) {
     // The store is nobody else's to read; the sockets, made later, are for all.
     const mode_t former = umask(077);
     Result<daemon::OpenedRegistry> opened = daemon::openRegistry(folder.at(daemon::kStoreFile));
@@ -82,28 +80,12 @@ Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::Not
     return server.start();
 }
 
-/// Observers have a server of their own: the connection that each process keeps takes none away from its user's
-/// requests, and no request waits for them.
-ipc::ServerOptions hubServerOptions() {
-    ipc::ServerOptions options;
-    options.limits.connectionsPerUid = limits::kHubConnectionsPerUidMax;
-    options.workers = 1;
-    return options;
-}
-
-Status startHubServer(ipc::Server& server, ipc::NotificationHub& hub) {
-    if (Status listening = server.listen(ipc::kNotifyService, ipc::Domain::System, hub.service()); !listening) {
-        return listening;
-    }
-    return server.start();
-}
-
 Status serve(daemon::Registry& registry, servers::StopSignals& stop, const servers::Notifier& notifier) {
     daemon::Operations operations(registry);
     ipc::NotificationHub hub(ipc::Domain::System, protocol::coalesced);
-    ipc::Server hubServer(hubServerOptions());
+    ipc::Server hubServer(servers::hubServerOptions());
     ipc::Server server;
-    if (Status started = startHubServer(hubServer, hub); !started) {
+    if (Status started = servers::startHubServer(hubServer, hub, ipc::Domain::System); !started) {
         return started;
     }
     if (Status started = startServer(server, operations, hub); !started) {
@@ -122,30 +104,17 @@ Status serve(daemon::Registry& registry, servers::StopSignals& stop, const serve
     return waited;
 }
 
-/// A descriptor for each connection that the limits allow, and some for files. The soft limit that a process begins
-/// with is for programs that use select; without more, observers could take the descriptors of requests.
-void raiseDescriptorLimit() {
-    constexpr rlim_t kWanted = 2 * limits::kConnectionsMax + 256;
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWanted) {
-        return;
-    }
-    limit.rlim_cur = std::min(limit.rlim_max, kWanted);
-    if (setrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur < kWanted) {
-        daemon::logError("only " + std::to_string(limit.rlim_cur) +
-                         " descriptors are allowed; full service takes " + std::to_string(kWanted));
-    }
-}
-
 Status run() {
-    raiseDescriptorLimit();
+    if (const Status raised = servers::raiseDescriptorLimit(); !raised) {
+        daemon::logError(raised.error().localizedDescription());
+    }
     const servers::Notifier notifier = servers::Notifier::fromEnvironment();
     daemon::leaveSupplementaryGroups();
     Result<servers::StopSignals> stop = servers::StopSignals::block();
     if (!stop) {
         return stop.error();
     }
-    Result<daemon::StateFolder> folder = daemon::StateFolder::take();
+    Result<servers::StateFolder> folder = daemon::takeStateFolder();
     if (!folder) {
         return folder.error();
     }

@@ -1,8 +1,12 @@
 #include "servers/kestrelwoodd/open_registry.h"
 
+#include "platform/host/host_root.h"
+#include "servers/common/set_aside.h"
 #include "servers/kestrelwoodd/log.h"
 
 namespace ksw::daemon {
+
+using namespace servers;
 
 namespace {
 
@@ -26,6 +30,10 @@ std::string lossOf(const Error& damage, const std::string& folder) {
 }
 
 }  // namespace
+
+Result<StateFolder> takeStateFolder() {
+    return StateFolder::take(host::hostRoot(), "/var/lib/kestrelwood", "kestrelwoodd");
+}
 
 Result<OpenedRegistry> openRegistry(const std::string& path, std::int64_t pagesMax) {
     Result<std::unique_ptr<Registry>> registry = openOnce(path, pagesMax);

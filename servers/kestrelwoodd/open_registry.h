@@ -5,9 +5,13 @@
 #include <optional>
 #include <string>
 
+#include "servers/common/state_folder.h"
 #include "servers/kestrelwoodd/registry.h"
 
 namespace ksw::daemon {
+
+/// The folder of the daemon's state under the host root, made when it is missing, and its lock.
+Result<servers::StateFolder> takeStateFolder();
 
 struct OpenedRegistry {
     std::unique_ptr<Registry> registry;

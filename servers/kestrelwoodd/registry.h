@@ -8,10 +8,15 @@
 #include "client/protocol/user_data_change.h"
 #include "servers/kestrelwoodd/given_item.h"
 #include "servers/kestrelwoodd/record_index.h"
-#include "servers/kestrelwoodd/set_aside.h"
 #include "servers/kestrelwoodd/store.h"
 
 namespace ksw::daemon {
+
+/// Whether every decision that was ever recorded is still known.
+enum class History : std::uint8_t {
+    Whole,
+    Lost,  ///< Records have been lost: what has none may have been forbidden.
+};
 
 /// The identifier of the developer item under which everything hangs whose maker nobody knows.
 inline constexpr std::string_view kUnknownDeveloper = "Unknown Developer";

@@ -9,6 +9,8 @@
 
 namespace ksw::daemon {
 
+using namespace servers;
+
 namespace {
 
 constexpr std::string_view kPutUser =
@@ -99,7 +101,7 @@ Error lackOfTables(const std::string& path, const Error& error) {
 }  // namespace
 
 Result<Store> Store::open(const std::string& path, std::int64_t pagesMax) {
-    Result<Database> database = openWithSchema(path, pagesMax);
+    Result<Database> database = openWithSchema(path, kTables, pagesMax);
     if (!database) {
         return database.error();
     }

@@ -11,8 +11,8 @@
 
 #include <kestrelwood/values.h>
 
-#include "servers/kestrelwoodd/schema.h"
-#include "servers/kestrelwoodd/sqlite.h"
+#include "servers/common/sqlite.h"
+#include "servers/kestrelwoodd/tables.h"
 
 namespace ksw::daemon {
 
@@ -72,7 +72,8 @@ public:
     Status makeRoomInJournal();
 
 private:
-    Store(Database database, Statement putUser, Statement changeItem, Statement putItem, Statement removeItem)
+    Store(servers::Database database, servers::Statement putUser, servers::Statement changeItem,
+          servers::Statement putItem, servers::Statement removeItem)
         : database_(std::move(database)),
           putUser_(std::move(putUser)),
           changeItem_(std::move(changeItem)),
@@ -84,11 +85,11 @@ private:
     void settle();
     Status checked(const Result<bool>& end);
 
-    Database database_;
-    Statement putUser_;
-    Statement changeItem_;
-    Statement putItem_;
-    Statement removeItem_;
+    servers::Database database_;
+    servers::Statement putUser_;
+    servers::Statement changeItem_;
+    servers::Statement putItem_;
+    servers::Statement removeItem_;
 };
 
 /// Where the store's file is under the host root's folder of state.

@@ -12,13 +12,15 @@
 #include "platform/ipc/connection.h"
 #include "platform/ipc/notification_center.h"
 #include "platform/ipc/server.h"
+#include "servers/common/sqlite.h"
 #include "servers/kestrelwoodd/services.h"
-#include "servers/kestrelwoodd/sqlite.h"
 #include "tests/servers/kestrelwoodd/daemon_process.h"
 #include "tests/servers/kestrelwoodd/record_requests.h"
 #include "tests/support/environment.h"
 
 namespace ksw::daemon::test {
+
+using namespace servers;
 namespace {
 
 namespace manager = protocol::manager;

@@ -8,6 +8,8 @@
 
 namespace ksw::daemon::test {
 
+using namespace servers;
+
 Caller anOwner() {
     return geteuid() == 0 ? Caller{4501, 4501} : Caller{geteuid(), getegid()};
 }

@@ -16,12 +16,14 @@
 #include "client/protocol/manager_service.h"
 #include "client/protocol/services.h"
 #include "platform/ipc/connection.h"
-#include "servers/kestrelwoodd/set_aside.h"
-#include "servers/kestrelwoodd/sqlite.h"
+#include "servers/common/set_aside.h"
+#include "servers/common/sqlite.h"
 #include "tests/servers/kestrelwoodd/daemon_inside.h"
 #include "tests/servers/kestrelwoodd/daemon_process.h"
 
 namespace ksw::daemon::test {
+
+using namespace servers;
 namespace {
 
 namespace manager = protocol::manager;
@@ -99,7 +101,7 @@ TEST_F(Kestrelwoodd, RefusesToRunTwiceOnOneHostRoot) {
     ASSERT_NE(first, nullptr);
     const Ending second = host_.start()->wait();
     EXPECT_EQ(second.status, 1);
-    EXPECT_THAT(second.output, HasSubstr("another kestrelwoodd has this host root"));
+    EXPECT_THAT(second.output, HasSubstr("another kestrelwoodd has this folder"));
     EXPECT_EQ(Client().enter("my.agent"), KSWErrorNone);
 }
 

@@ -1,4 +1,4 @@
-#include "servers/kestrelwoodd/set_aside.h"
+#include "servers/common/set_aside.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +17,8 @@
 #include "tests/support/sys_faults.h"
 
 namespace ksw::daemon::test {
+
+using namespace servers;
 namespace {
 
 using host::sys::Call;

@@ -13,6 +13,8 @@
 #include "tests/support/temp_folder.h"
 
 namespace ksw::daemon {
+
+using namespace servers;
 namespace {
 
 ItemRow row(Uid uid, std::string identifier, std::optional<UUID> container = std::nullopt) {
@@ -339,7 +341,7 @@ TEST_F(AStore, IsMadeWholeBeforeItTakesItsName) {
 
 TEST_F(AStore, WritesAheadAndThroughToTheDisk) {
     { open(); }
-    Result<Database> database = openWithSchema(path_, kStorePagesMax);
+    Result<Database> database = openWithSchema(path_, kTables, kStorePagesMax);
     ASSERT_TRUE(database.ok());
     Result<Statement> mode = database->prepare("PRAGMA journal_mode");
     ASSERT_TRUE(mode.ok());

@@ -14,9 +14,9 @@
 
 #include <kestrelwood/KSWItem.h>
 
+#include "servers/kestrelwoodd/open_registry.h"
 #include "servers/kestrelwoodd/record.h"
 #include "servers/kestrelwoodd/registry.h"
-#include "servers/kestrelwoodd/state_folder.h"
 
 namespace ksw::test {
 
@@ -110,7 +110,7 @@ std::vector<daemon::ItemRow> rowsOfJobs(Uid uid, int count) {
 }
 
 void recordJobs(Uid uid, int count) {
-    const Result<daemon::StateFolder> folder = daemon::StateFolder::take();
+    const Result<servers::StateFolder> folder = daemon::takeStateFolder();
     ASSERT_TRUE(folder.ok()) << folder.error().description();
     Result<daemon::Store> store = daemon::Store::open(folder->at(daemon::kStoreFile));
     ASSERT_TRUE(store.ok()) << store.error().description();

@@ -12,6 +12,7 @@
 
 #include "platform/base/unique_fd.h"
 #include "platform/host/sys_call.h"
+#include "servers/common/set_aside.h"
 #include "servers/kestrelwoodd/open_registry.h"
 #include "tests/servers/kestrelwoodd/durability/faulty_disk.h"
 #include "tests/servers/kestrelwoodd/durability/script.h"
@@ -19,6 +20,8 @@
 #include "tests/support/temp_folder.h"
 
 namespace ksw::daemon::test {
+
+using namespace servers;
 namespace {
 
 constexpr std::size_t kSteps = 40;

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "servers/common/set_aside.h"
 #include "servers/kestrelwoodd/open_registry.h"
 #include "tests/servers/kestrelwoodd/durability/faulty_disk.h"
 #include "tests/servers/kestrelwoodd/durability/script.h"
@@ -12,6 +13,8 @@
 #include "tests/support/temp_folder.h"
 
 namespace ksw::daemon::test {
+
+using namespace servers;
 namespace {
 
 struct Failure {

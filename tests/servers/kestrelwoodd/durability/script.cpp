@@ -14,6 +14,8 @@
 
 namespace ksw::daemon::test {
 
+using namespace servers;
+
 namespace {
 
 constexpr std::array<Uid, 3> kUsers = {4501, 4502, kEveryUser};

@@ -1,4 +1,4 @@
-#include "servers/kestrelwoodd/schema.h"
+#include "servers/common/schema.h"
 
 #include <sqlite3.h>
 
@@ -6,60 +6,14 @@
 #include <array>
 
 #include "platform/host/sys_files.h"
-#include "servers/kestrelwoodd/store_file.h"
+#include "servers/common/store_file.h"
 
-namespace ksw::daemon {
+namespace ksw::servers {
 
 namespace {
 
-/// "KSWD": tells this store from other programs' databases.
-constexpr std::int64_t kApplicationId = 0x4B535744;
-
-/// What leads from each version to the next; the first entry makes the tables. An item's row has a column for
-/// what it is found by and judged by; `record` is its archive, which has all of it.
-constexpr std::array<const char*, kSchemaVersion> kSteps = {R"(
-CREATE TABLE users (
-    uid INTEGER PRIMARY KEY CHECK (uid BETWEEN 0 AND 4294967294),
-    identifier TEXT NOT NULL UNIQUE
-) STRICT;
-CREATE TABLE items (
-    uid INTEGER NOT NULL REFERENCES users (uid),
-    uuid BLOB NOT NULL CHECK (length(uuid) = 16),
-    identifier TEXT NOT NULL CHECK (length(identifier) > 0),
-    type INTEGER NOT NULL,
-    flags INTEGER NOT NULL,
-    disposition INTEGER NOT NULL,
-    generation INTEGER NOT NULL,
-    container BLOB CHECK (container <> uuid),
-    record BLOB NOT NULL,
-    PRIMARY KEY (uid, uuid),
-    UNIQUE (uid, identifier),
-    FOREIGN KEY (uid, container) REFERENCES items (uid, uuid) DEFERRABLE INITIALLY DEFERRED
-) STRICT;
-CREATE INDEX items_by_container ON items (uid, container);
-CREATE TABLE settings (
-    uid INTEGER PRIMARY KEY REFERENCES users (uid),
-    record BLOB NOT NULL
-) STRICT;
-CREATE TABLE payloads (
-    identifier TEXT PRIMARY KEY NOT NULL,
-    payload BLOB NOT NULL
-) STRICT;
-CREATE TABLE jobs (
-    path TEXT PRIMARY KEY NOT NULL,
-    label TEXT NOT NULL UNIQUE,
-    job BLOB NOT NULL
-) STRICT;
-CREATE TABLE enablement (
-    subsystem TEXT NOT NULL,
-    uid INTEGER NOT NULL CHECK (uid BETWEEN 0 AND 4294967294),
-    enabled INTEGER NOT NULL CHECK (enabled IN (0, 1)),
-    PRIMARY KEY (subsystem, uid)
-) STRICT;
-)"};
-
 /// What the database says of itself, its journal included.
-Result<std::int64_t> checkVersion(Database& database, const std::string& path) {
+Result<std::int64_t> checkVersion(Database& database, const std::string& path, const Schema& schema) {
     Result<std::int64_t> version = database.number("PRAGMA user_version");
     Result<std::int64_t> tables = database.number("SELECT count(*) FROM sqlite_schema");
     Result<std::int64_t> application = database.number("PRAGMA application_id");
@@ -68,10 +22,10 @@ Result<std::int64_t> checkVersion(Database& database, const std::string& path) {
             return answer->error();
         }
     }
-    if (*version < 0 || *version > kSchemaVersion) {
-        return newerSchemaError(path, *version, kSchemaVersion);
+    if (*version < 0 || *version > schema.version()) {
+        return newerSchemaError(path, *version, schema.version());
     }
-    if (*application != kApplicationId) {
+    if (*application != schema.applicationId) {
         return databaseError(path, SQLITE_MISMATCH, "is another program's database; it is left as it is");
     }
     if (*version == 0) {
@@ -129,21 +83,21 @@ Status checkPages(Database& database, const std::string& path) {
     return {};
 }
 
-Status bringUp(Database& database, std::int64_t version) {
-    if (version == kSchemaVersion) {
+Status bringUp(Database& database, const Schema& schema, std::int64_t version) {
+    if (version == schema.version()) {
         return {};
     }
     Result<Transaction> transaction = Transaction::begin(database);
     if (!transaction) {
         return transaction.error();
     }
-    for (auto step = static_cast<std::size_t>(version); step < kSteps.size(); ++step) {
-        if (Status done = database.execute(kSteps[step]); !done) {
+    for (auto step = static_cast<std::size_t>(version); step < schema.steps.size(); ++step) {
+        if (Status done = database.execute(schema.steps[step]); !done) {
             return done;
         }
     }
-    if (Status marked = database.execute("PRAGMA application_id = " + std::to_string(kApplicationId) +
-                                         "; PRAGMA user_version = " + std::to_string(kSchemaVersion));
+    if (Status marked = database.execute("PRAGMA application_id = " + std::to_string(schema.applicationId) +
+                                         "; PRAGMA user_version = " + std::to_string(schema.version()));
         !marked) {
         return marked;
     }
@@ -151,12 +105,12 @@ Status bringUp(Database& database, std::int64_t version) {
 }
 
 /// Opens a database that is there and checks it; nothing is written to it.
-Result<Database> openChecked(const std::string& path, std::int64_t& version) {
+Result<Database> openChecked(const std::string& path, const Schema& schema, std::int64_t& version) {
     Result<Database> database = Database::open(path);
     if (!database) {
         return database;
     }
-    const Result<std::int64_t> found = checkVersion(*database, path);
+    const Result<std::int64_t> found = checkVersion(*database, path, schema);
     if (Status ready = found.ok() ? checkPages(*database, path) : Status(found.error()); !ready) {
         database->leaveUntouched();
         return ready.error();
@@ -166,7 +120,7 @@ Result<Database> openChecked(const std::string& path, std::int64_t& version) {
 }
 
 /// Makes a database with the tables of this schema; all of it is on disk, and nothing in its journal, afterwards.
-Status makeDatabase(const std::string& path, std::int64_t pagesMax) {
+Status makeDatabase(const std::string& path, const Schema& schema, std::int64_t pagesMax) {
     Result<Database> database = Database::open(path);
     if (!database) {
         return database.error();
@@ -174,7 +128,7 @@ Status makeDatabase(const std::string& path, std::int64_t pagesMax) {
     if (Status configured = configure(*database, path, pagesMax); !configured) {
         return configured;
     }
-    if (Status made = bringUp(*database, 0); !made) {
+    if (Status made = bringUp(*database, schema, 0); !made) {
         return made;
     }
     return database->checkpoint();
@@ -182,25 +136,27 @@ Status makeDatabase(const std::string& path, std::int64_t pagesMax) {
 
 }  // namespace
 
-Result<Database> openWithSchema(const std::string& path, std::int64_t pagesMax) {
-    const Result<StoreFile> file = checkStoreFile(path, kSchemaVersion);
+Result<Database> openWithSchema(const std::string& path, const Schema& schema, std::int64_t pagesMax) {
+    const Result<StoreFile> file = checkStoreFile(path, schema.version());
     if (!file) {
         return file.error();
     }
     if (*file == StoreFile::Missing) {
-        const auto make = [pagesMax](const std::string& place) { return makeDatabase(place, pagesMax); };
+        const auto make = [&schema, pagesMax](const std::string& place) {
+            return makeDatabase(place, schema, pagesMax);
+        };
         if (Status made = makeStoreFile(path, make); !made) {
             return made.error();
         }
     }
     std::int64_t version = 0;
-    Result<Database> database = openChecked(path, version);
+    Result<Database> database = openChecked(path, schema, version);
     if (!database && saysDamaged(database.error())) {
         // To the check a page that the disk does not give now looks like a damaged one. It is looked at again.
         if (Status readable = readStoreFile(path); !readable) {
             return readable.error();
         }
-        database = openChecked(path, version);
+        database = openChecked(path, schema, version);
     }
     if (!database) {
         return database;
@@ -208,10 +164,10 @@ Result<Database> openWithSchema(const std::string& path, std::int64_t pagesMax) 
     if (Status configured = configure(*database, path, pagesMax); !configured) {
         return configured.error();
     }
-    if (Status current = bringUp(*database, version); !current) {
+    if (Status current = bringUp(*database, schema, version); !current) {
         return current.error();
     }
     return database;
 }
 
-}  // namespace ksw::daemon
+}  // namespace ksw::servers

@@ -1,4 +1,4 @@
-// sqlite.h: the database library, as far as the store needs it: a connection, statements, transactions.
+// sqlite.h: the database library, as far as the servers' stores need it: a connection, statements, transactions.
 // Owns connection and statements; knows no table.
 #pragma once
 
@@ -15,7 +15,7 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-namespace ksw::daemon {
+namespace ksw::servers {
 
 /// The domain of the database's errors; the codes are the library's extended result codes.
 inline constexpr std::string_view kStoreErrorDomain = "KSWStoreErrorDomain";
@@ -118,4 +118,4 @@ private:
     Database* database_;
 };
 
-}  // namespace ksw::daemon
+}  // namespace ksw::servers

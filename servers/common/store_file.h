@@ -1,4 +1,4 @@
-// store_file.h: the store's file as the file system sees it: what its first bytes say, and how it comes to be.
+// store_file.h: a store's file as the file system sees it: what its first bytes say, and how it comes to be.
 // Knows nothing of what is in the database.
 #pragma once
 
@@ -10,7 +10,7 @@
 
 #include "platform/base/result.h"
 
-namespace ksw::daemon {
+namespace ksw::servers {
 
 /// What a database's files have behind its name; the first is the database itself.
 inline constexpr std::array<std::string_view, 4> kStoreFileEndings = {"", "-wal", "-shm", "-journal"};
@@ -34,4 +34,4 @@ Status makeStoreFile(const std::string& path, const std::function<Status(const s
 /// The folder that a file lies in.
 std::string folderOf(const std::string& path);
 
-}  // namespace ksw::daemon
+}  // namespace ksw::servers

@@ -1,12 +1,12 @@
-#include "servers/kestrelwoodd/set_aside.h"
+#include "servers/common/set_aside.h"
 
 #include <algorithm>
 
 #include "platform/host/clock.h"
 #include "platform/host/sys_files.h"
-#include "servers/kestrelwoodd/store_file.h"
+#include "servers/common/store_file.h"
 
-namespace ksw::daemon {
+namespace ksw::servers {
 
 namespace {
 
@@ -131,4 +131,4 @@ Result<std::string> setAside(const std::string& path) {
     return folder;
 }
 
-}  // namespace ksw::daemon
+}  // namespace ksw::servers

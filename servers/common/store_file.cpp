@@ -1,13 +1,13 @@
-#include "servers/kestrelwoodd/store_file.h"
+#include "servers/common/store_file.h"
 
 #include <sqlite3.h>
 
 #include <vector>
 
 #include "platform/host/sys_files.h"
-#include "servers/kestrelwoodd/sqlite.h"
+#include "servers/common/sqlite.h"
 
-namespace ksw::daemon {
+namespace ksw::servers {
 
 namespace {
 
@@ -135,4 +135,4 @@ Status makeStoreFile(const std::string& path, const std::function<Status(const s
     return host::sys::syncFolder(folderOf(path));
 }
 
-}  // namespace ksw::daemon
+}  // namespace ksw::servers

@@ -1,11 +1,11 @@
-#include "servers/kestrelwoodd/sqlite.h"
+#include "servers/common/sqlite.h"
 
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <vector>
 
-namespace ksw::daemon {
+namespace ksw::servers {
 
 namespace {
 
@@ -246,4 +246,4 @@ Transaction::~Transaction() {
     }
 }
 
-}  // namespace ksw::daemon
+}  // namespace ksw::servers

@@ -1,18 +1,21 @@
-// schema.h: the tables of the store, their version, and how a database file becomes one that has them.
+// schema.h: which tables a store has, and how a database file becomes one that has them.
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 
-#include "servers/kestrelwoodd/sqlite.h"
+#include "servers/common/sqlite.h"
 
-namespace ksw::daemon {
+namespace ksw::servers {
 
-/// The schema that this daemon reads and writes.
-inline constexpr std::int64_t kSchemaVersion = 1;
+/// The tables of one program's store.
+struct Schema {
+    std::int64_t applicationId;          ///< Tells this store from other programs' databases.
+    std::span<const char* const> steps;  ///< What leads from each version to the next; the first makes the tables.
 
-/// What the store may take of the disk, in pages of 4 KiB; the default is 4 GiB. Beyond it the disk counts as full.
-inline constexpr std::int64_t kStorePagesMax = 1'048'576;
+    std::int64_t version() const { return static_cast<std::int64_t>(steps.size()); }
+};
 
 /// How long the journal grows before it is moved into the file, in pages of 4 KiB. One change may make it longer.
 inline constexpr std::int64_t kJournalPages = 250;
@@ -25,7 +28,8 @@ inline constexpr std::int64_t kJournalLength = 32 + (kJournalPages + 6) * (kPage
 
 /// Opens the database, checks it, and brings it to this schema; makes it when there is none. The error names the
 /// file, and the file is the same bytes afterwards: one of a newer schema, one that is another program's, one that
-/// is damaged (`saysDamaged`), and one that the disk cannot give now.
-Result<Database> openWithSchema(const std::string& path, std::int64_t pagesMax);
+/// is damaged (`saysDamaged`), and one that the disk cannot give now. `pagesMax`: what the database may take of the
+/// disk, in pages of 4 KiB; beyond it the disk counts as full.
+Result<Database> openWithSchema(const std::string& path, const Schema& schema, std::int64_t pagesMax);
 
-}  // namespace ksw::daemon
+}  // namespace ksw::servers

@@ -1,21 +1,14 @@
 // set_aside.h: where a damaged database goes: into a folder beside it, from which nobody reads it again, since one
 // stale page could bring a permission back that has been withdrawn. The folder is also the mark that records were
-// lost, and stays so until an administrator removes it.
+// lost, and stays so until somebody removes it.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "platform/base/result.h"
 
-namespace ksw::daemon {
-
-/// Whether every decision that was ever recorded is still known.
-enum class History : std::uint8_t {
-    Whole,
-    Lost,  ///< Records have been lost: what has none may have been forbidden.
-};
+namespace ksw::servers {
 
 /// The folders with set-aside files beside the database at `path`, ascending by name, hence by age.
 Result<std::vector<std::string>> setAsideFolders(const std::string& path);
@@ -26,4 +19,4 @@ Result<std::vector<std::string>> setAsideFolders(const std::string& path);
 /// call goes on in the same folder. On failure some of it may have been moved.
 Result<std::string> setAside(const std::string& path);
 
-}  // namespace ksw::daemon
+}  // namespace ksw::servers

@@ -1,0 +1,59 @@
+#include "servers/kestrelwoodd/tables.h"
+
+#include <array>
+
+namespace ksw::daemon {
+
+namespace {
+
+/// "KSWD": tells this store from other programs' databases.
+constexpr std::int64_t kApplicationId = 0x4B535744;
+
+/// What leads from each version to the next; the first entry makes the tables. An item's row has a column for
+/// what it is found by and judged by; `record` is its archive, which has all of it.
+constexpr std::array<const char*, kSchemaVersion> kSteps = {R"(
+CREATE TABLE users (
+    uid INTEGER PRIMARY KEY CHECK (uid BETWEEN 0 AND 4294967294),
+    identifier TEXT NOT NULL UNIQUE
+) STRICT;
+CREATE TABLE items (
+    uid INTEGER NOT NULL REFERENCES users (uid),
+    uuid BLOB NOT NULL CHECK (length(uuid) = 16),
+    identifier TEXT NOT NULL CHECK (length(identifier) > 0),
+    type INTEGER NOT NULL,
+    flags INTEGER NOT NULL,
+    disposition INTEGER NOT NULL,
+    generation INTEGER NOT NULL,
+    container BLOB CHECK (container <> uuid),
+    record BLOB NOT NULL,
+    PRIMARY KEY (uid, uuid),
+    UNIQUE (uid, identifier),
+    FOREIGN KEY (uid, container) REFERENCES items (uid, uuid) DEFERRABLE INITIALLY DEFERRED
+) STRICT;
+CREATE INDEX items_by_container ON items (uid, container);
+CREATE TABLE settings (
+    uid INTEGER PRIMARY KEY REFERENCES users (uid),
+    record BLOB NOT NULL
+) STRICT;
+CREATE TABLE payloads (
+    identifier TEXT PRIMARY KEY NOT NULL,
+    payload BLOB NOT NULL
+) STRICT;
+CREATE TABLE jobs (
+    path TEXT PRIMARY KEY NOT NULL,
+    label TEXT NOT NULL UNIQUE,
+    job BLOB NOT NULL
+) STRICT;
+CREATE TABLE enablement (
+    subsystem TEXT NOT NULL,
+    uid INTEGER NOT NULL CHECK (uid BETWEEN 0 AND 4294967294),
+    enabled INTEGER NOT NULL CHECK (enabled IN (0, 1)),
+    PRIMARY KEY (subsystem, uid)
+) STRICT;
+)"};
+
+}  // namespace
+
+const servers::Schema kTables{kApplicationId, kSteps};
+
+}  // namespace ksw::daemon
