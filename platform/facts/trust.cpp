@@ -134,6 +134,9 @@ private:
             host::mainLog.error("No certificate in \"%{public}@\"", path);
         }
         for (OwnedCertificate& certificate : certificates) {
+            // The certificate takes note of its extensions when they are first asked for: now, by this thread
+            // alone.
+            static_cast<void>(crypto_.X509_get_extension_flags(certificate.get()));
             if (anchors_->store() == nullptr ||
                 crypto_.X509_STORE_add_cert(anchors_->store(), certificate.get()) != 1) {
                 state_.isWhole = false;

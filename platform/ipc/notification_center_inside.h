@@ -74,7 +74,6 @@ private:
     void deliver(const Notification& notification);
     void tellOrHold(const std::shared_ptr<Entry>& entry, const Notification& notification);
     bool tell(Entry& entry, const Notification& notification);
-    bool isHeld(const Entry& entry) const;
     void hold(const std::shared_ptr<Entry>& entry, const Notification& notification);
     void tellHeld();
 

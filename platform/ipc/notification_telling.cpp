@@ -41,8 +41,9 @@ void NotificationCenter::Inside::deliver(const Notification& notification) {
     tellHeld();
 }
 
+/// What comes when something is held back comes after it, also when the centre goes on just now.
 void NotificationCenter::Inside::tellOrHold(const std::shared_ptr<Entry>& entry, const Notification& notification) {
-    if (isHeld(*entry) || !tell(*entry, notification)) {
+    if (!held_.empty() || !tell(*entry, notification)) {
         hold(entry, notification);
     }
 }
@@ -74,10 +75,6 @@ bool NotificationCenter::Inside::tell(Entry& entry, const Notification& notifica
     }
     changed_.notify_all();
     return true;
-}
-
-bool NotificationCenter::Inside::isHeld(const Entry& entry) const {
-    return std::any_of(held_.begin(), held_.end(), [&](const Held& held) { return held.entry.get() == &entry; });
 }
 
 void NotificationCenter::Inside::hold(const std::shared_ptr<Entry>& entry, const Notification& notification) {

@@ -8,6 +8,7 @@
 #include <future>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/base/limits.h"
@@ -22,12 +23,25 @@ constexpr std::chrono::milliseconds kLong = std::chrono::minutes(1);
 constexpr Uid kUser = 501;
 constexpr std::string_view kTooLate = "a service of user 501 has not answered in time";
 
+/// Says that the thread of a request that holds it has done all that it had to do.
+class End {
+public:
+    End() = default;
+    End(const End&) = delete;
+    End& operator=(const End&) = delete;
+    ~End() { promise_.set_value(); }
+    std::future<void> future() { return promise_.get_future(); }
+
+private:
+    std::promise<void> promise_;
+};
+
 /// A service that answers when it is told to.
 class Frozen {
 public:
     ~Frozen() { thaw(); }
-    UserRequests::Request request() const {
-        return [thawed = thawed_] {
+    UserRequests::Request request(std::shared_ptr<End> end = nullptr) const {
+        return [thawed = thawed_, end = std::move(end)] {
             thawed.wait();
             return Status();
         };
@@ -101,17 +115,11 @@ TEST(ARequestToAUsersService, DoesNotWaitForAnotherUsers) {
 
 TEST(ARequestToAUsersService, IsMadeAgainWhenTheServiceHasAnsweredAfterAll) {
     UserRequests requests(20ms);
-    std::promise<void> promise;
-    const auto ended = promise.get_future();
+    auto end = std::make_shared<End>();
+    const auto ended = end->future();
     {
         Frozen frozen;
-        EXPECT_EQ(textOf(requests.run(kUser,
-                                      [wait = frozen.request(), &promise] {
-                                          Status status = wait();
-                                          promise.set_value_at_thread_exit();
-                                          return status;
-                                      })),
-                  kTooLate);
+        EXPECT_EQ(textOf(requests.run(kUser, frozen.request(std::move(end)))), kTooLate);
     }
     ended.wait();
     EXPECT_TRUE(requests.run(kUser, answered));
@@ -139,17 +147,11 @@ TEST(ARequestToAUsersService, WaitsForAnEarlierOneThatIsStillInTime) {
 
 TEST(ARequestToAUsersService, OutlivesWhatItWasMadeWith) {
     const auto frozen = std::make_unique<Frozen>();
-    std::promise<void> promise;
-    const auto ended = promise.get_future();
+    auto end = std::make_shared<End>();
+    const auto ended = end->future();
     {
         UserRequests requests(1ms);
-        EXPECT_EQ(textOf(requests.run(kUser,
-                                      [wait = frozen->request(), &promise] {
-                                          Status status = wait();
-                                          promise.set_value_at_thread_exit();
-                                          return status;
-                                      })),
-                  kTooLate);
+        EXPECT_EQ(textOf(requests.run(kUser, frozen->request(std::move(end)))), kTooLate);
     }
     frozen->thaw();
     ended.wait();
