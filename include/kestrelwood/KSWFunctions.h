@@ -80,6 +80,14 @@ namespace ksw {
 /// receives the reason then, and is left as it was otherwise. Blocks for the reading of the file.
 KSW_EXPORT std::optional<Dictionary> readPropertyListFile(const URL& url, std::optional<Error>* error = nullptr);
 
+/// The launch configuration of the job that this property list describes, from the keys "Label" (which it must
+/// have), "Program", "ProgramArguments", "BundleProgram" and "AssociatedBundleIdentifiers" (one or several). The
+/// executable is the program, else the program inside the bundle, else the first argument. Absent when one of the
+/// keys has a value of the wrong type, or a text of more than 64 KiB, and for a label that is empty or has control
+/// characters in it; `error`, when given, then receives which, and is left as it was otherwise. Looks at no file.
+KSW_EXPORT std::optional<Dictionary> configurationFromJob(const Dictionary& job,
+                                                          std::optional<Error>* error = nullptr);
+
 using ::BundleURLForAuditToken;
 using ::ComposedItemIdentifier;
 using ::ConsoleUserUID;

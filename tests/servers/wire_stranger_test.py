@@ -112,6 +112,17 @@ def job(label, executable="/usr/bin/true"):
     return {"KSWConfigLabel": label, "KSWConfigExecutablePath": executable, "KSWConfigArguments": [executable, "-v"]}
 
 
+def register_job(daemon, label, executable="/usr/bin/true"):
+    """Registers an agent whose label need not be one that kswctl would pass on."""
+    peer = Peer(daemon.socket_path(MANAGER))
+    try:
+        question = [None, LEGACY_AGENT, url("file:///jobs/job.plist"), job(label, executable), os.getuid()]
+        code, _ = fetched(peer.call(REGISTER, *question))
+    finally:
+        peer.close()
+    assert code == 0, code
+
+
 class AStranger(unittest.TestCase):
     @classmethod
     def setUpClass(cls):

@@ -13,7 +13,7 @@ import cbor2
 TESTS = pathlib.Path(__file__).resolve().parents[1]
 sys.path[:0] = [str(TESTS / "support"), str(TESTS / "servers")]
 from live_daemon import EVERY_USER, ITEM_KEYS, WithDaemon  # noqa: E402
-from wire_stranger_test import MANAGER, Peer  # noqa: E402
+from wire_stranger_test import MANAGER, Peer, register_job  # noqa: E402
 
 LISTED_KEYS = [*ITEM_KEYS, "container"]
 HOSTILE = "evil\x1b[2J\n  Disposition: \u009b\u202e\\x"
@@ -100,7 +100,7 @@ class Listing(WithDaemon):
             self.assertNotEqual(lines[1][lines[0].index(column)], " ")
 
     def test_escapes_what_a_terminal_would_obey(self):
-        self.registered(HOSTILE, form=plistlib.FMT_BINARY, file="hostile")
+        register_job(self.daemon, HOSTILE)
         (self.folder / HOSTILE).touch()
         self.json("add", self.folder / HOSTILE)
         table = self.kswctl("list").stdout
@@ -149,7 +149,7 @@ class Showing(WithDaemon):
         self.assertIn(shown, self.json("list"))
 
     def test_lets_no_text_pose_as_a_line(self):
-        self.registered(HOSTILE, form=plistlib.FMT_BINARY, file="hostile", Program=HOSTILE)
+        register_job(self.daemon, HOSTILE, HOSTILE)
         (self.folder / HOSTILE).touch()
         added = self.json("add", self.folder / HOSTILE)["item"]
         for item, field in [(f"8.{HOSTILE}", f"Identifier: 8.{ESCAPED}"), (f"8.{HOSTILE}", f"Path: {ESCAPED}"),
@@ -210,7 +210,7 @@ class NamingAnItem(WithDaemon):
 
     def test_escapes_the_candidates(self):
         for number in range(2):
-            self.registered(f"{HOSTILE}{number}", form=plistlib.FMT_BINARY, file=f"hostile{number}")
+            register_job(self.daemon, f"{HOSTILE}{number}")
         done = self.kswctl("show", "8.evil", status=2)
         self.assertIn(f"8.{ESCAPED}1", done.stderr)
         self.assertNotRegex(done.stderr, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]")

@@ -8,8 +8,10 @@ import signal
 import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
+for folder in ["support", "servers"]:
+    sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / folder))
 from live_daemon import ITEM_KEYS, Background, LiveDaemon, WithDaemon  # noqa: E402
+from wire_stranger_test import register_job  # noqa: E402
 
 LISTED_KEYS = [*ITEM_KEYS, "container"]
 STATE = "[enabled, allowed, visible, not notified]"
@@ -106,7 +108,7 @@ class Watching(WithWatch):
     def test_escapes_what_a_terminal_would_obey(self):
         watch = self.watch()
         in_json = self.watch("--json")
-        self.registered("evil\x1b[2J\n\u202e", form=plistlib.FMT_BINARY, file="evil")
+        register_job(self.daemon, "evil\x1b[2J\n\u202e")
         self.assertIn(r"8.evil\x1b[2J\x0a\u202e", self.lines_until(watch, "added  8.evil")[-1])
         change = self.change_until(in_json, lambda change: "evil" in (change["item"]["identifier"] or ""))
         self.assertEqual(change["item"]["identifier"], "8.evil\x1b[2J\n\u202e")
