@@ -52,14 +52,71 @@ public:
         return initWithType<Item>(type, std::move(identifier));
     }
 
-    /// A new item for the file at the URL, with what can be read of the file: name, date and, unless it is a job's,
-    /// what the signature of its code says. Null when no identifier can be computed for it. Throws
-    /// `std::invalid_argument` for a developer's type and for one that is no single base kind. Blocks for the
-    /// reading.
-    static Pointer initWithType(KSWItemType type, const ksw::URL& url);
-    static Pointer itemWithType(KSWItemType type, const ksw::URL& url);
+    // Items of files. What cannot be read of a file stays empty. Each blocks for the reading.
+
+    /// A new item for the file at the URL, with what `_initPropertiesWithURL` fills in. Null when no identifier can
+    /// be computed for it. Throws `std::invalid_argument` for a developer's type and for one that is no single base
+    /// kind.
+    template <class Item = KSWItem>
+    static std::shared_ptr<Item> initWithType(KSWItemType type, const ksw::URL& url) {
+        OptionalString identifier = identifierOfFile(type, url);
+        return identifier ? itemWithType<Item>(type, url, std::move(identifier)) : nullptr;
+    }
+    template <class Item = KSWItem>
+    static std::shared_ptr<Item> itemWithType(KSWItemType type, const ksw::URL& url) {
+        return initWithType<Item>(type, url);
+    }
     /// The same under a given identifier; never null.
-    static Pointer itemWithType(KSWItemType type, const ksw::URL& url, OptionalString identifier);
+    template <class Item = KSWItem>
+    static std::shared_ptr<Item> itemWithType(KSWItemType type, const ksw::URL& url, OptionalString identifier) {
+        auto item = initWithType<Item>(type, std::move(identifier));
+        item->_initPropertiesWithURL(url, std::nullopt);
+        return item;
+    }
+    /// The same in a container, whose child it becomes and whose developer's name it takes. Enabled; allowed too,
+    /// unless it is a daemon and the container does not have a daemon yet, or not all of its children are allowed.
+    template <class Item = KSWItem>
+    static std::shared_ptr<Item> itemWithType(KSWItemType type, const ksw::URL& url, OptionalString identifier,
+                                              const Pointer& container) {
+        auto item = initWithType<Item>(type, std::move(identifier));
+        item->startInContainer(url, container);
+        return item;
+    }
+    /// Fills a new item from its file: URL, name, date; the bookmark of a user item and an application; and unless
+    /// it is an agent or daemon, what the signature of its code says. With a container's URL the file is looked for
+    /// in there by its relative path, and not looked at when that leads out of it.
+    void _initPropertiesWithURL(const ksw::URL& url, const std::optional<ksw::URL>& containerURL);
+
+    // Items of other items and of jobs. Never null.
+
+    /// The item that groups what the same developer has made; that of the unknown developer for what nobody signed.
+    template <class Item = KSWItem>
+    static std::shared_ptr<Item> developerItemForItem(const KSWItem& item) {
+        auto developer = initWithType<Item>(KSWItemTypeDeveloper, identifierOfDeveloper(item));
+        developer->startAsDeveloperOf(item);
+        return developer;
+    }
+    /// A copy of a record, flags and UUID included, without its container and children.
+    template <class Item = KSWItem>
+    static std::shared_ptr<Item> baseItemFromItemRecord(const KSWItem& record) {
+        auto item = initWithType<Item>(record.type(), record.identifier());
+        item->startAsCopyOf(record);
+        return item;
+    }
+    /// The item of an agent or daemon of the old kind, by its job file and launch configuration; enabled and
+    /// allowed. The user's parent applications are registered first (`RegisterParentApps`). With `containerURL`
+    /// given, the configuration's properties are applied, and it receives what that gives.
+    template <class Item = KSWItem>
+    static std::shared_ptr<Item> legacyAgentOrDaemonItemWithType(KSWItemType type, const ksw::URL& url,
+                                                                 OptionalString identifier,
+                                                                 const std::optional<ksw::Dictionary>& config,
+                                                                 std::optional<ksw::URL>* containerURL,
+                                                                 ksw::Uid uid) {
+        registerParentApps(config, uid);
+        auto item = itemWithType<Item>(type, url, std::move(identifier));
+        item->startAsLegacyJob(config, containerURL);
+        return item;
+    }
 
     /// A plain item with the same UUID, values, parent and children (which still name the source as their parent).
     /// Flags do not come along: a copy starts with none.
@@ -260,11 +317,36 @@ public:
     /// replaced: a new bookmark while there is a file at `url`, else the new place as `url`. Whether it changed the
     /// item.
     bool syncURLAndBookmark();
+    /// The file that shows a person what the item is: an application, its own file, or none. One that is not there
+    /// is looked for once more after `syncURLAndBookmark` of the container and the item, and answered all the same.
+    std::optional<ksw::URL> iconURL();
+    /// The application of this identifier that the calling user has; absent without one.
+    static std::optional<ksw::URL> _urlForBundleIdentifier(const OptionalString& bundleIdentifier);
+
+    // What an agent's or daemon's launch configuration (the keys in KSWTypes.h) says of it. A value of another kind
+    // than its key asks for, or longer than 64 KiB, counts as absent. Both block for the files and applications
+    // that it names, and for the verification of signatures.
+
+    /// Takes the program that the job runs, its arguments and digest, what its signature says, who its developer
+    /// is, and which applications it belongs to. A relative program of an item that is not legacy is one inside the
+    /// container; one that leads out of it counts as none. The result is the application that vouches for the item:
+    /// the first that the job names and that the same team has signed; absent when there is none.
+    std::optional<ksw::URL> setPropertiesWithKSWConfig(const std::optional<ksw::Dictionary>& config);
+    /// When the job only opens an application ("open -a /Applications/X.app"), takes that application's path, date
+    /// and name as the item's. Whether it was so, and the application found.
+    bool setExecutablePathFromLauncherTargetWithConfig(const std::optional<ksw::Dictionary>& config);
 
 private:
     friend struct ksw::ItemAccess;
 
     void startWithType(KSWItemType type, OptionalString identifier);
+    void startInContainer(const ksw::URL& url, const Pointer& container);
+    void startAsDeveloperOf(const KSWItem& item);
+    void startAsCopyOf(const KSWItem& record);
+    void startAsLegacyJob(const std::optional<ksw::Dictionary>& config, std::optional<ksw::URL>* containerURL);
+    static OptionalString identifierOfFile(KSWItemType type, const ksw::URL& url);
+    static OptionalString identifierOfDeveloper(const KSWItem& item);
+    static void registerParentApps(const std::optional<ksw::Dictionary>& config, ksw::Uid uid);
 
     std::unique_ptr<ksw::ItemFields> fields_;
 };

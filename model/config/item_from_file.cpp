@@ -7,15 +7,16 @@
 #include <kestrelwood/KSWFunctions.h>
 #include <kestrelwood/KSWItem.h>
 
+#include "model/config/file_inside.h"
 #include "model/vocabulary/item_type.h"
 #include "platform/base/text.h"
+#include "platform/facts/bookmark.h"
 #include "platform/host/file_facts.h"
 
-namespace {
-
 using ksw::URL;
+using OptionalURL = std::optional<URL>;
 
-constexpr std::string_view kApplicationSuffix = ".app";
+namespace {
 
 std::optional<std::string> identifierOfUserItem(const URL& url) {
     if (!url.isFileURL()) {
@@ -25,26 +26,12 @@ std::optional<std::string> identifierOfUserItem(const URL& url) {
     return path ? std::optional(URL::fileURL(*path).absoluteString()) : std::nullopt;
 }
 
-/// The name under which a person knows the file.
-std::string displayName(const URL& url, bool isApplication) {
-    std::string name = url.lastPathComponent();
-    if (isApplication && name.ends_with(kApplicationSuffix)) {
-        name.resize(name.size() - kApplicationSuffix.size());
-    }
-    return name;
-}
-
 std::optional<std::string> signingIdentifier(const URL& url) {
     const auto info = KSWCodeSignInfo::codeSignInfoForURL(url);
     return info == nullptr ? std::nullopt : info->signingIdentifier();
 }
 
-/// What the signature says of the code; nothing without one that holds. An agent or daemon is not its own code: it
-/// has these facts from its configuration.
 void readSignature(KSWItem& item, const URL& url) {
-    if (item.intersectsType(KSWItemTypeAgent | KSWItemTypeDaemon)) {
-        return;
-    }
     if (const auto info = KSWCodeSignInfo::codeSignInfoForURL(url)) {
         item.setBundleIdentifier(info->bundleIdentifier());
         item.setTeamIdentifier(info->teamIdentifier());
@@ -54,16 +41,11 @@ void readSignature(KSWItem& item, const URL& url) {
     }
 }
 
-void readFile(KSWItem& item, const URL& url) {
-    item.setUrl(url);
+void readDate(KSWItem& item, const URL& url) {
     if (!url.isFileURL()) {
-        item.setName(url.absoluteString());
         return;
     }
-    const ksw::Result<ksw::host::FileFacts> facts = ksw::host::fileFacts(url.path());
-    item.setName(displayName(url, facts && facts->isApplication));
-    readSignature(item, url);
-    if (facts) {
+    if (const ksw::Result<ksw::host::FileFacts> facts = ksw::host::fileFacts(url.path())) {
         item.setModificationDate(facts->contentModificationDate.secondsSinceReference);
     }
 }
@@ -93,17 +75,20 @@ std::optional<std::string> ItemIdentifierForURLAndType(KSWItemType type, const U
     }
 }
 
-KSWItem::Pointer KSWItem::initWithType(KSWItemType type, const URL& url) {
-    std::optional<std::string> identifier = ItemIdentifierForURLAndType(type, url);
-    return identifier ? itemWithType(type, url, std::move(identifier)) : nullptr;
-}
-
-KSWItem::Pointer KSWItem::itemWithType(KSWItemType type, const URL& url) {
-    return initWithType(type, url);
-}
-
-KSWItem::Pointer KSWItem::itemWithType(KSWItemType type, const URL& url, OptionalString identifier) {
-    Pointer item = initWithType(type, std::move(identifier));
-    readFile(*item, url);
-    return item;
+void KSWItem::_initPropertiesWithURL(const URL& url, const OptionalURL& containerURL) {
+    const OptionalURL place = ksw::config::fileOfItem(url, containerURL);
+    setUrl(url);
+    setName(place ? ItemNameForURL(*place) : url.lastPathComponent());
+    if (intersectsType(KSWItemTypeUserItem | KSWItemTypeApp)) {
+        ksw::Result<ksw::Data> bookmark = ksw::facts::makeBookmark(url, ksw::facts::kBookmarkWithoutImplicitScope);
+        setBookmark(bookmark ? std::optional(std::move(*bookmark)) : std::nullopt);
+    }
+    if (!place) {
+        return;
+    }
+    // An agent or daemon is not its own code: it has these facts from its configuration.
+    if (!intersectsType(KSWItemTypeAgent | KSWItemTypeDaemon)) {
+        readSignature(*this, *place);
+    }
+    readDate(*this, *place);
 }

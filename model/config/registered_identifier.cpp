@@ -1,5 +1,6 @@
 #include <kestrelwood/KSWFunctions.h>
 
+#include "model/config/file_inside.h"
 #include "model/vocabulary/item_type.h"
 #include "platform/base/text.h"
 #include "platform/host/log.h"
@@ -21,14 +22,8 @@ struct Registration {
 };
 
 OptionalString identifierOfFile(const Registration& registration) {
-    const OptionalURL& bundle = registration.bundleURL;
-    if (!bundle) {
-        return ItemIdentifierForURLAndType(registration.type, *registration.url);
-    }
-    // Below the bundle, also when its URL does not say by a slash that it is a directory.
-    const bool isFolderUnsaid = bundle->isFileURL() && !bundle->hasDirectoryPath();
-    const URL base = isFolderUnsaid ? URL::fileURL(bundle->path(), ksw::PathKind::Directory) : *bundle;
-    return ItemIdentifierForURLAndType(registration.type, URL::fileURL(registration.url->relativePath(), base));
+    const OptionalURL file = ksw::config::fileOfItem(*registration.url, registration.bundleURL);
+    return file ? ItemIdentifierForURLAndType(registration.type, *file) : std::nullopt;
 }
 
 OptionalString identifierOfJob(const Registration& registration, const std::optional<Dictionary>& config) {
