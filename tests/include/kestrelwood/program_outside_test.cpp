@@ -128,6 +128,27 @@ TEST_F(AProgramOutside, UsesConstantsAsStringsKeysAndViews) {
     EXPECT_EQ((std::map<std::string, int>{{KSWConfigLabel, 1}}.at(KSWConfigLabel)), 1);
 }
 
+TEST_F(AProgramOutside, MakesItemsOfFilesAndJobs) {
+    const ksw::URL url = ksw::URL::fileURL("/missing");
+    const auto config = ksw::configurationFromJob({{"Label", "a"}, {"Program", "/missing"}});
+    ASSERT_NE(config, std::nullopt);
+    const auto parent = KSWItem::itemWithType(KSWItemTypeApp, url, "2.a");
+    const auto item = KSWItem::itemWithType<Special>(KSWItemTypeAgent, url, "8.a", parent);
+    EXPECT_EQ(item->container(), parent);
+    EXPECT_EQ(item->setPropertiesWithKSWConfig(config), std::nullopt);
+    EXPECT_FALSE(item->setExecutablePathFromLauncherTargetWithConfig(config));
+    EXPECT_EQ(item->executablePath(), "/missing");
+    EXPECT_EQ(item->iconURL(), url);
+    EXPECT_EQ(KSWItem::itemWithType<Special>(KSWItemTypeApp, url), nullptr);
+    EXPECT_EQ(KSWItem::developerItemForItem<Special>(*item)->identifier(), "Unknown Developer");
+    EXPECT_EQ(KSWItem::baseItemFromItemRecord<Special>(*item)->uuid(), item->uuid());
+    EXPECT_EQ(KSWItem::_urlForBundleIdentifier("com.example.none"), std::nullopt);
+    std::optional<ksw::URL> vouching;
+    const auto legacy = KSWItem::legacyAgentOrDaemonItemWithType<Special>(
+        KSWItemTypeDaemon | KSWItemTypeLegacyBit, url, "16.a", config, &vouching, ksw::kEveryUser);
+    EXPECT_EQ(legacy->name(), "missing");
+}
+
 TEST_F(AProgramOutside, ComparesValues) {
     EXPECT_EQ(KSWErrorWithCode(-95), KSWErrorWithCode(KSWErrorRecordNotFound));
     EXPECT_EQ(KSWErrorWithCode(-95).userInfo().at(ksw::kLocalizedDescriptionKey), ksw::Value("record not found"));
