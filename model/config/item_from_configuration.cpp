@@ -7,7 +7,7 @@
 
 #include "model/config/attribution.h"
 #include "model/config/configuration.h"
-#include "model/config/file_inside.h"
+#include "platform/facts/file_inside.h"
 #include "platform/host/log.h"
 
 using ksw::URL;
@@ -39,7 +39,7 @@ Program programOf(const KSWItem& item, OptionalString path) {
     if (parent == nullptr || !parent->url()) {
         return {std::move(path), std::nullopt};
     }
-    OptionalURL url = ksw::config::fileInside(*parent->url(), *path);
+    OptionalURL url = ksw::facts::fileInside(*parent->url(), *path);
     if (!url) {
         ksw::host::mainLog.error("%s: the program lies outside of its application: path=%@, item=%{public}@",
                                  kFunction, path, item);

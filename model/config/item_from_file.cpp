@@ -7,10 +7,10 @@
 #include <kestrelwood/KSWFunctions.h>
 #include <kestrelwood/KSWItem.h>
 
-#include "model/config/file_inside.h"
 #include "model/vocabulary/item_type.h"
 #include "platform/base/text.h"
 #include "platform/facts/bookmark.h"
+#include "platform/facts/file_inside.h"
 #include "platform/host/file_facts.h"
 
 using ksw::URL;
@@ -76,7 +76,7 @@ std::optional<std::string> ItemIdentifierForURLAndType(KSWItemType type, const U
 }
 
 void KSWItem::_initPropertiesWithURL(const URL& url, const OptionalURL& containerURL) {
-    const OptionalURL place = ksw::config::fileOfItem(url, containerURL);
+    const OptionalURL place = ksw::facts::fileOfItem(url, containerURL);
     setUrl(url);
     setName(place ? ItemNameForURL(*place) : url.lastPathComponent());
     if (intersectsType(KSWItemTypeUserItem | KSWItemTypeApp)) {

@@ -5,8 +5,8 @@
 #include <kestrelwood/KSWApplications.h>
 #include <kestrelwood/KSWItem.h>
 
-#include "model/config/file_inside.h"
 #include "model/vocabulary/item_type.h"
+#include "platform/facts/file_inside.h"
 #include "platform/host/file_facts.h"
 
 using ksw::URL;
@@ -46,7 +46,7 @@ OptionalURL iconOfDeveloper(const KSWItem& item) {
 }
 
 OptionalURL fileOf(const KSWItem& item, const OptionalURL& container) {
-    return item.url() ? ksw::config::fileOfItem(*item.url(), container) : std::nullopt;
+    return item.url() ? ksw::facts::fileOfItem(*item.url(), container) : std::nullopt;
 }
 
 /// `fullPath` goes through every container on the way; the file must lie in the nearest.

@@ -7,6 +7,7 @@
 
 #include "model/config/application_access.h"
 #include "model/config/configuration.h"
+#include "platform/facts/file_inside.h"
 
 using ksw::URL;
 using ksw::config::ApplicationAccess;
@@ -40,8 +41,8 @@ std::optional<Target> applicationNamed(const std::string& bundleIdentifier) {
     return found ? std::optional(Target{found->localizedName(), found->url().path()}) : std::nullopt;
 }
 
-std::optional<Target> applicationAround(const std::string& path) {
-    const std::optional<URL> application = __ksw_outerAppURL(URL::fileURL(path));
+std::optional<Target> applicationOnPath(const std::string& path) {
+    const std::optional<URL> application = ksw::facts::applicationAround(path);
     return application ? std::optional(Target{__ksw_localizedName(*application), application->path()})
                        : std::nullopt;
 }
@@ -54,7 +55,7 @@ std::optional<Target> targetOf(const Strings& arguments) {
     } else if (arguments.size() >= 3 && option == "-b") {
         target = applicationNamed(arguments[2]);
     }
-    return target ? target : applicationAround(option);
+    return target ? target : applicationOnPath(option);
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #include <kestrelwood/KSWFunctions.h>
 
-#include "model/config/file_inside.h"
 #include "model/vocabulary/item_type.h"
 #include "platform/base/text.h"
+#include "platform/facts/file_inside.h"
 #include "platform/host/log.h"
 
 using ksw::Dictionary;
@@ -22,7 +22,7 @@ struct Registration {
 };
 
 OptionalString identifierOfFile(const Registration& registration) {
-    const OptionalURL file = ksw::config::fileOfItem(*registration.url, registration.bundleURL);
+    const OptionalURL file = ksw::facts::fileOfItem(*registration.url, registration.bundleURL);
     return file ? ItemIdentifierForURLAndType(registration.type, *file) : std::nullopt;
 }
 

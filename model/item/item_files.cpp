@@ -5,6 +5,7 @@
 #include "model/item/item_fields.h"
 #include "platform/base/limits.h"
 #include "platform/base/never_destroyed.h"
+#include "platform/facts/file_inside.h"
 #include "platform/facts/localized_text.h"
 #include "platform/host/file_facts.h"
 
@@ -26,7 +27,7 @@ OptionalURL resolvedBookmark(KSWItem& item) {
     return url;
 }
 
-/// The file of an item's URL, below `folder` when the URL is relative.
+/// The file of an item's URL, inside `folder` when the URL is relative.
 OptionalURL fileBelow(const OptionalURL& url, const OptionalURL& folder) {
     if (!url || (!url->scheme().empty() && !url->isFileURL())) {
         return std::nullopt;
@@ -35,10 +36,7 @@ OptionalURL fileBelow(const OptionalURL& url, const OptionalURL& folder) {
     if (path.starts_with('/')) {
         return URL::fileURL(path);
     }
-    if (path.empty() || !folder) {
-        return std::nullopt;
-    }
-    return URL::fileURL(path, URL::fileURL(folder->path(), ksw::PathKind::Directory));
+    return folder ? ksw::facts::fileInside(*folder, path) : std::nullopt;
 }
 
 /// `steps`: how many parents were gone up already; they may lead round in a circle.

@@ -1,6 +1,7 @@
 #include <kestrelwood/KSWAdditions.h>
 #include <kestrelwood/KSWFunctions.h>
 
+#include "platform/facts/file_inside.h"
 #include "platform/facts/localized_name.h"
 
 using ksw::URL;
@@ -9,7 +10,7 @@ namespace {
 
 /// What helpers inside an application are named after: the outermost one that the path leads into.
 std::optional<std::string> nameOfOuterApplication(const std::string& path) {
-    const std::optional<URL> application = __ksw_outerAppURL(URL::fileURL(path));
+    const std::optional<URL> application = ksw::facts::applicationAround(path);
     return application ? __ksw_localizedName(*application) : std::nullopt;
 }
 

@@ -99,9 +99,11 @@ TEST_F(AConfiguredItem, InAnApplicationTakesAnAbsoluteProgramFromWhereItIs) {
 }
 
 TEST_F(AConfiguredItem, HasNoProgramThatLeadsOutOfItsApplication) {
-    for (const char* path : {"../../usr/lib/example/tool", "Contents/../../../usr/lib/example/tool",
-                             "Contents/Helpers/stray", "Contents/Helpers/elsewhere/tool", "..", ".", "Contents/..",
-                             "../Tool.app2/x", "../missing", "../../../../../../../../../../../../usr/bin/true"}) {
+    for (const char* path :
+         {"../../usr/lib/example/tool", "Contents/../../../usr/lib/example/tool", "Contents/Helpers/stray",
+          "Contents/Helpers/elsewhere/tool", "Contents/Helpers/elsewhere/../Helpers/helper",
+          "Contents/missing/../Helpers/helper", "..", ".", "Contents/..", "../Tool.app2/x", "../missing",
+          "../../../../../../../../../../../../usr/bin/true"}) {
         const Item item = itemInTool();
         log.clear();
         item->setPropertiesWithKSWConfig(Dictionary{{KSWConfigExecutablePath, path}});
@@ -119,8 +121,8 @@ TEST_F(AConfiguredItem, HasNoProgramThatLeadsOutOfItsApplication) {
 
 TEST_F(AConfiguredItem, MayNameItsProgramByDetoursThatStayInside) {
     const Item item = itemInTool();
-    item->setPropertiesWithKSWConfig(Dictionary{{KSWConfigExecutablePath, "Contents/Library/../Helpers/./helper"}});
-    EXPECT_EQ(item->executablePath(), "Contents/Library/../Helpers/./helper");
+    item->setPropertiesWithKSWConfig(Dictionary{{KSWConfigExecutablePath, "Contents/Linux/../Helpers/./helper"}});
+    EXPECT_EQ(item->executablePath(), "Contents/Linux/../Helpers/./helper");
     EXPECT_EQ(item->teamIdentifier(), kTeam);
 }
 

@@ -1,5 +1,7 @@
 // Jobs that only open an application.
 
+#include <filesystem>
+
 #include "platform/host/file_facts.h"
 #include "tests/model/config/jobs/job_world.h"
 
@@ -53,6 +55,17 @@ TEST_F(ALauncher, OpensTheApplicationThatThePathOfItsOnlyArgumentLeadsInto) {
     EXPECT_EQ(opened({"/usr/bin/open", tool, "--args", "-v"}), tool);
     world.write("/Applications/Tool.app/Contents/Inner.app/x", "");
     EXPECT_EQ(opened({"open", tool + "/Contents/Inner.app/x"}), tool);
+}
+
+TEST_F(ALauncher, DoesNotPassForOneOfAnApplicationThatItsPathLeavesAgain) {
+    std::filesystem::create_directory_symlink(world.application("Other"), tool + "/Contents/Other.app");
+    EXPECT_EQ(opened({"open", tool + "/../Other.app"}), "");
+    EXPECT_EQ(opened({"open", tool + "/Contents/../../Other.app/Contents/Linux/Other"}), "");
+    EXPECT_EQ(opened({"open", tool + "/Contents/Other.app"}), "");
+    EXPECT_EQ(opened({"open", tool + "/Contents/../Contents/Linux/Tool"}), tool);
+    EXPECT_EQ(opened({"open", tool + "/Contents/missing"}), tool);
+    EXPECT_EQ(legacyItem(opening({"open", "-a", tool + "/../Other.app"}))->teamIdentifier(), kOtherTeam);
+    std::filesystem::remove(tool + "/Contents/Other.app");
 }
 
 TEST_F(ALauncher, OpensTheApplicationOfAnIdentifier) {

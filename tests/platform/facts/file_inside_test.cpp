@@ -1,0 +1,90 @@
+// Which files lie in a bundle, and which application a path leads into.
+
+#include "platform/facts/file_inside.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/support/temp_folder.h"
+
+namespace ksw::facts {
+namespace {
+
+class AFileInside : public testing::Test {
+protected:
+    AFileInside() {
+        folder.writeFile("A.app/Contents/Linux/A", "");
+        folder.writeFile("A.app.old/x", "");
+        folder.writeFile("B.app/Contents/Linux/B", "");
+        std::filesystem::create_directory_symlink("Linux", folder.at("A.app/Contents/alias"));
+        std::filesystem::create_directory_symlink("../../B.app", folder.at("A.app/Contents/stray"));
+        std::filesystem::create_directory_symlink("A.app", folder.at("Link.app"));
+    }
+    std::string inside(const std::string& path, const std::string& bundle = "A.app") const {
+        const auto file = fileInside(URL::fileURL(folder.at(bundle)), path);
+        return file ? file->path().substr(folder.path().size()) : "";
+    }
+    std::string around(const std::string& path) const {
+        const auto application = applicationAround(folder.at(path));
+        return application ? application->path().substr(folder.path().size()) : "";
+    }
+    test::TempFolder folder;
+};
+
+TEST_F(AFileInside, IsFoundByItsRelativePath) {
+    EXPECT_EQ(inside("Contents/Linux/A"), "/A.app/Contents/Linux/A");
+    EXPECT_EQ(inside("Contents/alias/A"), "/A.app/Contents/alias/A");
+    EXPECT_EQ(inside("Contents/missing/too"), "/A.app/Contents/missing/too");
+    EXPECT_EQ(inside("Contents/./Linux/../Linux/A"), "/A.app/Contents/Linux/A");
+    EXPECT_EQ(inside("..."), "/A.app/...");
+    EXPECT_EQ(inside("Contents/Linux/A", "Link.app"), "/Link.app/Contents/Linux/A");
+}
+
+TEST_F(AFileInside, IsNoneWhenItsPathLeadsOutOrNowhere) {
+    for (const char* path : {"", ".", "..", "./", "Contents/..", "../A.app.old/x", "../B.app", "../../etc/passwd",
+                             "Contents/../../B.app", "/etc/passwd", "../A.app.old/missing"}) {
+        EXPECT_EQ(inside(path), "") << path;
+    }
+}
+
+TEST_F(AFileInside, IsNoneWhenALinkLeadsOut) {
+    EXPECT_EQ(inside("Contents/stray"), "");
+    EXPECT_EQ(inside("Contents/stray/Contents/Linux/B"), "");
+}
+
+TEST_F(AFileInside, IsNoneWhenTheKernelWouldComeToAnother) {
+    EXPECT_EQ(inside("Contents/stray/../Linux/A"), "") << "up from where the link leads";
+    EXPECT_EQ(inside("Contents/missing/../Linux/A"), "") << "nothing yet, and anything later";
+}
+
+TEST_F(AFileInside, IsNoneInWhatIsNoPlace) {
+    EXPECT_EQ(fileInside(*URL::fromString("https://example.com/A.app"), "x"), std::nullopt);
+    EXPECT_EQ(fileInside(URL::fileURL("A.app"), "x"), std::nullopt);
+}
+
+TEST_F(AFileInside, OfAnItemIsInItsContainerWhenItsURLIsRelative) {
+    const URL container = URL::fileURL(folder.at("A.app"));
+    EXPECT_EQ(fileOfItem(URL::fileURL("Contents/Linux/A"), container)->path(), folder.at("A.app/Contents/Linux/A"));
+    EXPECT_EQ(fileOfItem(URL::fileURL("../B.app"), container), std::nullopt);
+    EXPECT_EQ(fileOfItem(URL::fileURL("/etc/passwd"), container), URL::fileURL("/etc/passwd"));
+    EXPECT_EQ(fileOfItem(URL::fileURL("x"), std::nullopt), URL::fileURL("x"));
+}
+
+TEST_F(AFileInside, HasTheOutermostApplicationAround) {
+    EXPECT_EQ(around("A.app"), "/A.app");
+    EXPECT_EQ(around("A.app/"), "/A.app");
+    EXPECT_EQ(around("A.app/Contents/Linux/A"), "/A.app");
+    EXPECT_EQ(around("A.app/Contents/missing"), "/A.app");
+    EXPECT_EQ(around("Link.app/Contents/Linux/A"), "/Link.app");
+    EXPECT_EQ(around("A.app.old/x"), "");
+}
+
+TEST_F(AFileInside, HasNoApplicationAroundThatItsPathLeavesAgain) {
+    EXPECT_EQ(around("A.app/../B.app/Contents/Linux/B"), "");
+    EXPECT_EQ(around("A.app/Contents/stray"), "");
+    EXPECT_EQ(around("A.app/.."), "");
+}
+
+}  // namespace
+}  // namespace ksw::facts
