@@ -83,8 +83,8 @@ KSW_EXPORT std::optional<Dictionary> readPropertyListFile(const URL& url, std::o
 /// The launch configuration of the job that this property list describes, from the keys "Label" (which it must
 /// have), "Program", "ProgramArguments", "BundleProgram" and "AssociatedBundleIdentifiers" (one or several). The
 /// executable is the program, else the program inside the bundle, else the first argument. Absent when one of the
-/// keys has a value of the wrong type, or a text of more than 64 KiB, and for a label that is empty or has control
-/// characters in it; `error`, when given, then receives which, and is left as it was otherwise. Looks at no file.
+/// keys has a value of the wrong type, or a text of more than 64 KiB, and for a label with control characters in
+/// it; `error`, when given, then receives which, and is left as it was otherwise. Looks at no file.
 KSW_EXPORT std::optional<Dictionary> configurationFromJob(const Dictionary& job,
                                                           std::optional<Error>* error = nullptr);
 

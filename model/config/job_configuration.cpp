@@ -32,13 +32,8 @@ public:
         const Value* value = valueOf("Label");
         if (value == nullptr) {
             complain("the key 'Label' is missing");
-        } else if (takeText("Label", KSWConfigLabel)) {
-            const auto& label = *value->as<std::string>();
-            if (label.empty()) {
-                complain("the value of 'Label' is empty");
-            } else if (hasControlCharacters(label)) {
-                complain("the value of 'Label' has control characters in it");
-            }
+        } else if (takeText("Label", KSWConfigLabel) && hasControlCharacters(*value->as<std::string>())) {
+            complain("the value of 'Label' has control characters in it");
         }
     }
 

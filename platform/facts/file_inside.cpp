@@ -16,16 +16,29 @@ bool isBelow(std::string_view path, std::string_view folder) {
            path.size() > folder.size() + 1;
 }
 
-/// Whether the kernel, which goes through links before it goes up, comes to the same file as its path without "..",
-/// and stays in the folder. A file that is not there is in no other place.
+/// Where the path leads, as far as it does; absent when ".." stands behind that. `path` is absolute.
+std::optional<std::string> wayOf(std::string path) {
+    Result<std::string> way = host::canonicalPath(path);
+    while (!way) {
+        const std::size_t slash = path.rfind('/');
+        if (slash == std::string::npos || slash == 0 || path.substr(slash + 1) == "..") {
+            return std::nullopt;
+        }
+        path.resize(slash);
+        way = host::canonicalPath(path);
+    }
+    return std::move(*way);
+}
+
+/// Whether the kernel, which goes through links before it goes up, stays in the folder and comes to the same file
+/// as its path without "..". Of a file that is not there yet the way to it counts.
 bool staysBelow(const std::string& pathAsGiven, const std::string& path, const std::string& folder) {
-    const Result<std::string> given = host::canonicalPath(pathAsGiven);
-    const Result<std::string> file = host::canonicalPath(path);
-    if (!given && !file) {
+    const Result<std::string> canonicalFolder = host::canonicalPath(folder);
+    if (!canonicalFolder) {
         return true;
     }
-    const Result<std::string> canonicalFolder = host::canonicalPath(folder);
-    return given && file && canonicalFolder && *given == *file && isBelow(*file, *canonicalFolder);
+    const std::optional<std::string> given = wayOf(pathAsGiven);
+    return given && given == wayOf(path) && (given == *canonicalFolder || isBelow(*given, *canonicalFolder));
 }
 
 }  // namespace

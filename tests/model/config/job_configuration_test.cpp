@@ -94,7 +94,6 @@ TEST(AJob, WithAValueOfAWrongKindIsNone) {
 TEST(AJob, WithoutALabelIsNone) {
     EXPECT_EQ(complaintOf({}), "the key 'Label' is missing");
     EXPECT_EQ(complaintOf({{"label", "x"}, {"Program", 1}}), "the key 'Label' is missing");
-    EXPECT_EQ(complaintOf({{"Label", ""}}), "the value of 'Label' is empty");
     EXPECT_EQ(configurationFromJob({}), std::nullopt);
 }
 

@@ -51,11 +51,18 @@ TEST_F(AFileInside, IsNoneWhenItsPathLeadsOutOrNowhere) {
 TEST_F(AFileInside, IsNoneWhenALinkLeadsOut) {
     EXPECT_EQ(inside("Contents/stray"), "");
     EXPECT_EQ(inside("Contents/stray/Contents/Linux/B"), "");
+    EXPECT_EQ(inside("Contents/stray/missing"), "") << "not there yet";
+    EXPECT_EQ(inside("Contents/stray/../missing"), "");
 }
 
 TEST_F(AFileInside, IsNoneWhenTheKernelWouldComeToAnother) {
     EXPECT_EQ(inside("Contents/stray/../Linux/A"), "") << "up from where the link leads";
     EXPECT_EQ(inside("Contents/missing/../Linux/A"), "") << "nothing yet, and anything later";
+}
+
+TEST_F(AFileInside, MayLieInABundleThatIsNotThere) {
+    EXPECT_EQ(inside("Contents/x", "Missing.app"), "/Missing.app/Contents/x");
+    EXPECT_EQ(inside("../x", "Missing.app"), "");
 }
 
 TEST_F(AFileInside, IsNoneInWhatIsNoPlace) {
