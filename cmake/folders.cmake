@@ -1,5 +1,26 @@
 # How folders become targets. A folder's sources are found, not listed, so that a new file needs no entry here.
 
+# ksw_share_headers(KIND TARGET HEADER...): what nearly every source of this kind of target includes is compiled once,
+# with the first target of the kind; all targets of a kind are compiled with the same options. A compiler cache does
+# more, and cannot look into a precompiled header.
+function(ksw_share_headers kind target)
+    if(CMAKE_CXX_COMPILER_LAUNCHER)
+        return()
+    endif()
+    get_property(first GLOBAL PROPERTY KSW_SHARED_HEADERS_${kind})
+    if(first)
+        target_precompile_headers(${target} REUSE_FROM ${first})
+    else()
+        list(TRANSFORM ARGN REPLACE "^(.+)$" "$<$<COMPILE_LANGUAGE:CXX>:\\1>")
+        target_precompile_headers(${target} PRIVATE ${ARGN})
+        set_property(GLOBAL PROPERTY KSW_SHARED_HEADERS_${kind} ${target})
+    endif()
+endfunction()
+
+set(KSW_COMMON_HEADERS
+    <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint> <functional> <map> <memory> <mutex> <optional>
+    <span> <string> <string_view> <thread> <tuple> <utility> <variant> <vector>)
+
 # ksw_framework_folder(FOLDER): an object library of the folder's sources; none yet, no target.
 function(ksw_framework_folder folder)
     file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.cpp ${CMAKE_SOURCE_DIR}/${folder}/*.c)
@@ -10,6 +31,7 @@ function(ksw_framework_folder folder)
     add_library(${name} OBJECT ${sources})
     target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include)
     ksw_nothing_runs_at_load_time(${name})
+    ksw_share_headers(framework ${name} ${KSW_COMMON_HEADERS})
     set_property(GLOBAL APPEND PROPERTY KSW_FRAMEWORK ${name})
 endfunction()
 
@@ -63,23 +85,6 @@ function(ksw_test_label result folder)
     endforeach()
 endfunction()
 
-# ksw_share_test_headers(TARGET): what nearly every test includes is compiled once, with the first program of tests.
-# A compiler cache does more, and cannot look into a precompiled header.
-function(ksw_share_test_headers target)
-    if(CMAKE_CXX_COMPILER_LAUNCHER)
-        return()
-    endif()
-    get_property(first GLOBAL PROPERTY KSW_SHARED_TEST_HEADERS)
-    if(first)
-        target_precompile_headers(${target} REUSE_FROM ${first})
-    else()
-        target_precompile_headers(${target} PRIVATE
-            <gmock/gmock.h> <gtest/gtest.h> <chrono> <filesystem> <fstream> <functional> <map> <memory> <mutex>
-            <optional> <string> <thread> <vector>)
-        set_property(GLOBAL PROPERTY KSW_SHARED_TEST_HEADERS ${target})
-    endif()
-endfunction()
-
 # Tells the sources that name KSW_SOURCE_DIR or KSW_BINARY_DIR where these are. The others are compiled alike in every
 # checkout, so that a compiler cache serves them.
 function(ksw_tell_folders)
@@ -127,7 +132,7 @@ function(ksw_tests)
         if(EXISTS ${folder}/test.cmake)
             include(${folder}/test.cmake)
         endif()
-        ksw_share_test_headers(${name})
+        ksw_share_headers(tests ${name} ${KSW_COMMON_HEADERS} <gmock/gmock.h> <gtest/gtest.h> <filesystem> <fstream>)
         set(properties TIMEOUT 300)
         if(label)
             add_dependencies(threaded_tests ${name})
