@@ -16,7 +16,10 @@ bool isAllowed(Rule rule, const Caller& caller, KSWItemType type, Uid uid) {
         case Rule::Change:
             return isOwn && scopeOf(type, uid) == uid;
         case Rule::List:
+        case Rule::Maintain:
             return true;
+        case Rule::Manage:
+            return false;
     }
     return false;
 }

@@ -61,7 +61,8 @@ Result<std::unique_ptr<daemon::Registry>> openRegistry(const servers::StateFolde
     return std::move(opened->registry);
 }
 
-Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::NotificationHub& hub) {
+Status startServer(ipc::Server& server, daemon::Operations& operations, daemon::Housekeeping& housekeeping,
+                   ipc::NotificationHub& hub) {
     const daemon::Announce announce = [&hub](const protocol::UserDataChange& change, pid_t cause,
                                              ipc::Audience audience) {
         hub.post(protocol::notificationOf(change), cause, audience);
@@ -70,7 +71,7 @@ Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::Not
         std::string_view name;
         ipc::Dispatcher dispatcher;
     };
-    const Service services[] = {{kManagerService, managerService(operations, announce)},
+    const Service services[] = {{kManagerService, managerService(operations, housekeeping, announce)},
                                 {kRegistrarService, registrarService(operations, announce)}};
     for (const auto& [name, dispatcher] : services) {
         if (Status listening = server.listen(name, ipc::Domain::System, dispatcher); !listening) {
@@ -82,13 +83,14 @@ Status startServer(ipc::Server& server, daemon::Operations& operations, ipc::Not
 
 Status serve(daemon::Registry& registry, servers::StopSignals& stop, const servers::Notifier& notifier) {
     daemon::Operations operations(registry);
+    daemon::Housekeeping housekeeping(registry);
     ipc::NotificationHub hub(ipc::Domain::System, protocol::coalesced);
     ipc::Server hubServer(servers::hubServerOptions());
     ipc::Server server;
     if (Status started = servers::startHubServer(hubServer, hub, ipc::Domain::System); !started) {
         return started;
     }
-    if (Status started = startServer(server, operations, hub); !started) {
+    if (Status started = startServer(server, operations, housekeeping, hub); !started) {
         return started;
     }
     notifier.ready();

@@ -103,9 +103,7 @@ void Registry::holdBack(KSWItem& item, const KSWItem* former, Reach reach) const
 Outcome Registry::add(Uid uid, const ItemPointer& item, const ItemPointer& developer) {
     item->setGeneration(0);
     Edit edit;
-    if (!index_.userIdentifier(uid)) {
-        edit.change.users.push_back({uid, userIdentifierFor(uid)});
-    }
+    nameUser(edit, uid);
     if (!hang(edit, uid, item, developer)) {
         return {KSWErrorInvalidParameter};
     }
@@ -126,6 +124,12 @@ Outcome Registry::takeFactsAnew(Uid uid, const ItemPointer& current, const ItemP
         outcome.item = index_.find(uid, *updated->identifier()).item;
     }
     return outcome;
+}
+
+void Registry::nameUser(Edit& edit, Uid uid) const {
+    if (!index_.userIdentifier(uid)) {
+        edit.change.users.push_back({uid, userIdentifierFor(uid)});
+    }
 }
 
 std::string Registry::userIdentifierFor(Uid uid) const {

@@ -8,6 +8,7 @@
 #include "client/protocol/user_data_change.h"
 #include "servers/kestrelwoodd/given_item.h"
 #include "servers/kestrelwoodd/record_index.h"
+#include "servers/kestrelwoodd/settings_book.h"
 #include "servers/kestrelwoodd/store.h"
 
 namespace ksw::daemon {
@@ -91,6 +92,17 @@ public:
     Outcome removeOwnOrSystems(Uid uid, const std::string& identifier, Reach reach);
     Outcome removeOwnOrSystems(Uid uid, const UUID& uuid, Reach reach);
 
+    // Settings. What changes them answers a code of KSWErrors.h.
+
+    const SettingsBook& settings() const { return settings_; }
+    /// Keeps the user's settings, one generation further than they say: -94 when they are of another generation
+    /// than those that are kept, -98 when they are larger than a field may be.
+    std::int64_t saveSettings(Uid uid, const KSWUserSettings& settings);
+    /// Switches a subsystem for the user, which is a new generation of his settings; absent: it has no status any
+    /// more.
+    std::int64_t setEnablement(Uid uid, const std::string& subsystem, std::optional<bool> isEnabled);
+    std::int64_t setAlwaysPosts(bool posts);
+
     /// Moves the journal into the database file.
     Status checkpoint();
 
@@ -123,6 +135,7 @@ private:
 
     Registry(Store store, History history) : history_(history), store_(std::move(store)) {}
     Status readStore();
+    Status readKept();
     void place(const std::vector<StoredItem>& rows);
     void markDamaged(const ItemRow& row, std::string_view why);
 
@@ -162,13 +175,18 @@ private:
     Outcome commit(const Edit& edit);
     bool fits(const Change& change) const;
     void account(const Change& change);
+    /// Gives the user a name in the store, when it has none yet.
+    void nameUser(Edit& edit, Uid uid) const;
     std::string userIdentifierFor(Uid uid) const;
+    /// One at a time.
+    std::int64_t keepSettings(Uid uid, const KSWUserSettings& settings);
 
     const History history_;
     std::mutex writing_;                     // one change at a time
     Store store_;                            // guarded by writing_
     std::unordered_map<Uid, Share> shares_;  // guarded by writing_
     RecordIndex index_;
+    SettingsBook settings_;
 };
 
 }  // namespace ksw::daemon

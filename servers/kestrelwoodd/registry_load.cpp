@@ -112,6 +112,9 @@ Result<std::unique_ptr<Registry>> Registry::load(Store store, History history) {
     if (Status read = registry->readStore(); !read) {
         return read.error();
     }
+    if (Status read = registry->readKept(); !read) {
+        return read.error();
+    }
     return registry;
 }
 

@@ -6,6 +6,7 @@
 
 #include "client/protocol/manager_service.h"
 #include "client/protocol/registrar_service.h"
+#include "servers/kestrelwoodd/housekeeping.h"
 #include "servers/kestrelwoodd/operations.h"
 
 namespace ksw::daemon {
@@ -45,6 +46,18 @@ inline constexpr std::tuple kManagerMethods{
     ServedMethod{manager::kRemoveItemWithIdentifier, Rule::Change, &Operations::removeWithIdentifier},
     ServedMethod{manager::kRemoveItemWithUUID, Rule::Change, &Operations::removeWithUUID},
     ServedMethod{manager::kFetchUserIdentifiersAndUIDs, Rule::List, &Operations::listUsers},
+};
+
+/// Those of the manager that are not about items.
+inline constexpr std::tuple kHouseholdMethods{
+    ServedMethod{manager::kFetchUserSettings, Rule::Ask, &Housekeeping::fetchSettings},
+    ServedMethod{manager::kSaveUserSettings, Rule::Change, &Housekeeping::saveSettings},
+    ServedMethod{manager::kSetAlwaysPostNotifications, Rule::Manage, &Housekeeping::setAlwaysPosts},
+    ServedMethod{manager::kGetAlwaysPostNotifications, Rule::List, &Housekeeping::alwaysPosts},
+    ServedMethod{manager::kGetHaveEnablementStatus, Rule::Ask, &Housekeeping::haveEnablement},
+    ServedMethod{manager::kResetEnablementStatus, Rule::Change, &Housekeeping::resetEnablement},
+    ServedMethod{manager::kGetEnablementStatus, Rule::Ask, &Housekeeping::enablement},
+    ServedMethod{manager::kSetEnablementStatus, Rule::Change, &Housekeeping::setEnablement},
 };
 
 inline constexpr std::tuple kRegistrarMethods{

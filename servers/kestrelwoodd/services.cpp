@@ -36,39 +36,44 @@ Answer perform(Operations& operations, Operations::PlainOperation operation, Rul
     return operations.perform(operation, rule, caller);
 }
 
+template <class... P, class... A>
+Report perform(Housekeeping& housekeeping, Housekeeping::Operation<P...> operation, Rule rule, const Caller& caller,
+               const A&... arguments) {
+    return housekeeping.perform(operation, rule, caller, arguments...);
+}
+
 /// The reply comes whether or not there is memory to tell anybody.
-void announceAll(const Announce& announce, const Answer& answer, pid_t cause, ipc::Audience audience) try {
-    for (const protocol::UserDataChange& change : answer.changes) {
+void announceAll(const Announce& announce, const std::vector<protocol::UserDataChange>& changes, pid_t cause,
+                 ipc::Audience audience) try {
+    for (const protocol::UserDataChange& change : changes) {
         announce(change, cause, audience);
     }
 } catch (const std::bad_alloc&) {
     logError("no memory to announce a change");
 }
 
-template <class... R, class... A, class Operation>
-void serve(Dispatcher& dispatcher, Operations& operations, const Announce& announce,
+template <class Server, class... R, class... A, class Operation>
+void serve(Dispatcher& dispatcher, Server& server, const Announce& announce,
            const Method<Reply<R...>(A...)>& method, Rule rule, Operation operation) {
-    dispatcher.on(method, [&operations, announce, callers = Callers(), rule, operation](
+    dispatcher.on(method, [&server, announce, callers = Callers(), rule, operation](
                               const RequestContext& context, Responder<R...> responder, const A&... arguments) {
         const Caller caller = callers.callerOf(context.peer);
-        const Answer answer = perform(operations, operation, rule, caller, arguments...);
+        const auto answer = perform(server, operation, rule, caller, arguments...);
         // What is on disk is told at once: others are no further from it than the caller. The caller's own process
         // knows, and would only be woken before them.
-        announceAll(announce, answer, context.peer.pid(), ipc::Audience::Others);
+        announceAll(announce, answer.changes, context.peer.pid(), ipc::Audience::Others);
         reply(responder, answer);
-        announceAll(announce, answer, context.peer.pid(), ipc::Audience::Cause);
+        announceAll(announce, answer.changes, context.peer.pid(), ipc::Audience::Cause);
     });
 }
 
-template <class Table>
-Dispatcher serviceOf(const Table& table, Operations& operations, const Announce& announce) {
-    Dispatcher dispatcher;
+template <class Table, class Server>
+void serveAll(Dispatcher& dispatcher, const Table& table, Server& server, const Announce& announce) {
     std::apply(
         [&](const auto&... row) {
-            (serve(dispatcher, operations, announce, row.method, row.rule, row.operation), ...);
+            (serve(dispatcher, server, announce, row.method, row.rule, row.operation), ...);
         },
         table);
-    return dispatcher;
 }
 
 /// Refuses by name what the contract has and the daemon does not serve.
@@ -83,14 +88,18 @@ void refuseTheRest(Dispatcher& dispatcher, const ipc::ServiceInterface& interfac
 
 }  // namespace
 
-Dispatcher managerService(Operations& operations, const Announce& announce) {
-    Dispatcher dispatcher = serviceOf(kManagerMethods, operations, announce);
+Dispatcher managerService(Operations& operations, Housekeeping& housekeeping, const Announce& announce) {
+    Dispatcher dispatcher;
+    serveAll(dispatcher, kManagerMethods, operations, announce);
+    serveAll(dispatcher, kHouseholdMethods, housekeeping, announce);
     refuseTheRest(dispatcher, GetManagerServiceInterface());
     return dispatcher;
 }
 
 Dispatcher registrarService(Operations& operations, const Announce& announce) {
-    return serviceOf(kRegistrarMethods, operations, announce);
+    Dispatcher dispatcher;
+    serveAll(dispatcher, kRegistrarMethods, operations, announce);
+    return dispatcher;
 }
 
 }  // namespace ksw::daemon

@@ -17,16 +17,20 @@ constexpr std::string_view kPutUser =
     "INSERT INTO users (uid, identifier) VALUES (?1, ?2) ON CONFLICT (uid) DO UPDATE SET identifier = ?2";
 /// Most changes leave an item where it is found; this one leaves the indexes alone.
 constexpr std::string_view kChangeItem =
-    "UPDATE items SET type = ?4, flags = ?5, disposition = ?6, generation = ?7, record = ?9"
+    "UPDATE items SET type = ?4, flags = ?5, disposition = ?6, generation = ?7, record = ?9,"
+    " own_disposition = ?10, own_flags = ?11"
     " WHERE uid = ?1 AND uuid = ?2 AND identifier = ?3 AND container IS ?8";
 constexpr std::string_view kPutItem =
-    "INSERT INTO items (uid, uuid, identifier, type, flags, disposition, generation, container, record)"
-    " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9) ON CONFLICT (uid, uuid) DO UPDATE SET identifier = ?3,"
-    " type = ?4, flags = ?5, disposition = ?6, generation = ?7, container = ?8, record = ?9";
+    "INSERT INTO items (uid, uuid, identifier, type, flags, disposition, generation, container, record,"
+    " own_disposition, own_flags)"
+    " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11) ON CONFLICT (uid, uuid) DO UPDATE SET identifier = ?3,"
+    " type = ?4, flags = ?5, disposition = ?6, generation = ?7, container = ?8, record = ?9, own_disposition = ?10,"
+    " own_flags = ?11";
 constexpr std::string_view kRemoveItem = "DELETE FROM items WHERE uid = ?1 AND identifier = ?2";
 constexpr std::string_view kReadUsers = "SELECT uid, identifier FROM users ORDER BY uid";
 constexpr std::string_view kReadItems =
-    "SELECT uid, uuid, identifier, type, flags, disposition, generation, container, record FROM items"
+    "SELECT uid, uuid, identifier, type, flags, disposition, generation, container, record,"
+    " own_disposition, own_flags FROM items"
     " ORDER BY rowid";
 
 /// The database's integers are signed; bit sets keep their bits.
@@ -72,6 +76,9 @@ StoredItem itemOf(const Statement& statement) {
     item.row.disposition = bitsOf(statement, 5);
     item.row.generation = statement.integer(6);
     item.row.container = container;
+    if (!statement.isNull(9)) {
+        item.row.choice = OwnChoice{bitsOf(statement, 9), bitsOf(statement, 10)};
+    }
     if (record) {
         item.row.record.assign(record->begin(), record->end());
     }
@@ -88,6 +95,11 @@ Statement& bound(Statement& statement, const ItemRow& row) {
         .bind(6, stored(row.disposition))
         .bind(7, row.generation)
         .bind(9, Bytes(row.record));
+    if (row.choice) {
+        statement.bind(10, stored(row.choice->disposition)).bind(11, stored(row.choice->flags));
+    } else {
+        statement.bindNull(10).bindNull(11);
+    }
     return row.container ? statement.bind(8, Bytes(row.container->bytes)) : statement.bindNull(8);
 }
 
@@ -182,6 +194,9 @@ Status Store::carryOut(const Change& change) {
     if (!transaction) {
         return transaction.error();
     }
+    if (Status erased = change.erasesAll ? erase() : Status(); !erased) {
+        return erased;
+    }
     for (const Change::User& user : change.users) {
         if (Status done = putUser_.bind(1, std::int64_t{user.uid}).bind(2, std::string_view(user.identifier)).run();
             !done) {
@@ -199,6 +214,9 @@ Status Store::carryOut(const Change& change) {
             !done) {
             return done;
         }
+    }
+    if (Status kept = keep(change); !kept) {
+        return kept;
     }
     return transaction->commit();
 }

@@ -16,6 +16,14 @@
 
 namespace ksw::daemon {
 
+/// What an item's user chose before a managed rule stood above it.
+struct OwnChoice {
+    std::uint64_t disposition = 0;
+    std::uint64_t flags = 0;
+
+    friend bool operator==(const OwnChoice&, const OwnChoice&) = default;
+};
+
 /// One item of one user.
 struct ItemRow {
     Uid uid = 0;
@@ -26,7 +34,8 @@ struct ItemRow {
     std::uint64_t disposition = 0;
     std::int64_t generation = 0;
     std::optional<UUID> container;
-    Data record;  ///< The item's archive, at most `limits::kRecordMax` bytes.
+    Data record;                        ///< The item's archive, at most `limits::kRecordMax` bytes.
+    std::optional<OwnChoice> choice{};  ///< Absent: no rule stands above it.
 };
 
 /// A row as it was found: never trusted.
@@ -35,7 +44,15 @@ struct StoredItem {
     bool readable = true;
 };
 
-/// What one transaction does; users come first, then items are put, then removed.
+/// A job that is managed.
+struct JobRow {
+    std::string path;
+    std::string label;
+    Data job;  ///< What the daemon has to know of it.
+};
+
+/// What one transaction does: all that was there goes first, when that is wanted; then users come, items are put,
+/// items are removed, and the rest is done.
 struct Change {
     struct User {
         Uid uid = 0;
@@ -48,6 +65,21 @@ struct Change {
     std::vector<User> users;
     std::vector<ItemRow> put;  ///< New, or in place of the row with the same uid and UUID.
     std::vector<Removal> removed;
+
+    struct Settings {
+        Uid uid = 0;
+        Data record;
+    };
+    struct Payload {
+        std::string identifier;
+        std::optional<Data> payload;  ///< Absent: it is removed.
+    };
+    std::vector<Settings> settings{};
+    std::vector<Payload> payloads{};
+    std::vector<JobRow> jobs{};              ///< New, or in place of the one with the same path.
+    std::vector<std::string> removedJobs{};  ///< By path.
+    std::optional<bool> alwaysPosts{};
+    bool erasesAll = false;
 };
 
 /// The open store. Not for several threads at once: the one writer calls it. Every operation may block on the disk.
@@ -59,6 +91,12 @@ public:
     /// Hands out every user, then every item, in the order in which they were first put.
     Status readUsers(const std::function<void(Uid, std::string_view)>& user);
     Status readItems(const std::function<void(StoredItem)>& item);
+
+    // What is kept beside items, row by row; what cannot be read is handed out empty.
+    Status readSettings(const std::function<void(Uid, Bytes)>& settings);
+    Status readPayloads(const std::function<void(std::string_view, Bytes)>& payload);
+    Status readJobs(const std::function<void(JobRow)>& job);
+    Result<bool> readAlwaysPosts();
 
     /// Carries out a change: when it answers success it is on disk, else nothing of it is, and a later change may
     /// succeed. Only if the disk takes nothing any more may a change that failed be there at the next start.
@@ -82,6 +120,10 @@ private:
 
     Status carryOut(const Change& change);
     Status put(const ItemRow& row);
+    Status run(std::string_view statement, const std::function<void(servers::Statement&)>& bind);
+    Status erase();
+    Status keep(const Change& change);
+    Status readRows(std::string_view statement, const std::function<void(const servers::Statement&)>& row);
     void settle();
     Status checked(const Result<bool>& end);
 

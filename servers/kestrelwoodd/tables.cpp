@@ -9,9 +9,8 @@ namespace {
 /// "KSWD": tells this store from other programs' databases.
 constexpr std::int64_t kApplicationId = 0x4B535744;
 
-/// What leads from each version to the next; the first entry makes the tables. An item's row has a column for
-/// what it is found by and judged by; `record` is its archive, which has all of it.
-constexpr std::array<const char*, kSchemaVersion> kSteps = {R"(
+/// An item's row has a column for what it is found by and judged by; `record` is its archive, which has all of it.
+constexpr const char* kFirst = R"(
 CREATE TABLE users (
     uid INTEGER PRIMARY KEY CHECK (uid BETWEEN 0 AND 4294967294),
     identifier TEXT NOT NULL UNIQUE
@@ -50,7 +49,21 @@ CREATE TABLE enablement (
     enabled INTEGER NOT NULL CHECK (enabled IN (0, 1)),
     PRIMARY KEY (subsystem, uid)
 ) STRICT;
-)"};
+)";
+
+/// A user's choice beneath a managed rule. The subsystems' switches stand in the users' settings.
+constexpr const char* kChoicesAndSwitches = R"(
+ALTER TABLE items ADD COLUMN own_disposition INTEGER;
+ALTER TABLE items ADD COLUMN own_flags INTEGER;
+DROP TABLE enablement;
+CREATE TABLE switches (
+    name TEXT PRIMARY KEY NOT NULL,
+    value INTEGER NOT NULL
+) STRICT;
+)";
+
+/// What leads from each version to the next; the first entry makes the tables.
+constexpr std::array<const char*, kSchemaVersion> kSteps = {kFirst, kChoicesAndSwitches};
 
 }  // namespace
 

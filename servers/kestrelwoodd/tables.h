@@ -8,7 +8,7 @@
 namespace ksw::daemon {
 
 /// The schema that this daemon reads and writes.
-inline constexpr std::int64_t kSchemaVersion = 1;
+inline constexpr std::int64_t kSchemaVersion = 2;
 
 extern const servers::Schema kTables;
 

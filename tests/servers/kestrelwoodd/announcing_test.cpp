@@ -118,7 +118,7 @@ protected:
         daemon_.restartWithPages(40);
         EXPECT_TRUE(server_
                         .listen(kManagerService, ipc::Domain::System,
-                                managerService(daemon_.operations(),
+                                managerService(daemon_.operations(), daemon_.housekeeping(),
                                                [this](const UserDataChange& change, pid_t cause,
                                                       ipc::Audience audience) { note(change, cause, audience); }))
                         .ok());

@@ -57,8 +57,18 @@ bool isExpected(Rule rule, const Case& request) {
             return request.mayChange;
         case Rule::List:
             return true;
+        case Rule::Manage:
+        case Rule::Maintain:
+            return request.caller.isAdministrator();
     }
     return false;
+}
+
+/// The same of a method that names no user: it is about the caller.
+bool isExpectedOfOneself(Rule rule, const Case& request) {
+    const bool isSomebody = request.caller.uid != kEveryUser && request.caller.uid != kNoUser;
+    return rule == Rule::Ask || rule == Rule::Change ? request.caller.isAdministrator() || isSomebody
+                                                     : isExpected(rule, request);
 }
 
 void expectVerdict(DaemonInside& daemon, const Answer& answer, bool isLetThrough) {
@@ -116,6 +126,41 @@ void check(DaemonInside& daemon,
                   isExpected(row.rule, request));
 }
 
+// What a request about something else says.
+void name(SettingsPointer& thing, const Case& /*request*/) {
+    thing = KSWUserSettings::init();
+}
+void name(Uid& thing, const Case& request) {
+    thing = request.uid;
+}
+void name(bool& thing, const Case& /*request*/) {
+    thing = true;
+}
+
+template <class Method, class... P>
+void check(DaemonInside& daemon,
+           const ServedMethod<Method, Report (Housekeeping::*)(const Caller&, const P&...)>& row,
+           const Case& request) {
+    if (request.type != kLegacyAgent) {
+        return;
+    }
+    std::tuple<P...> things{};
+    std::apply([&](auto&... thing) { (name(thing, request), ...); }, things);
+    const Report report = std::apply(
+        [&](const auto&... thing) {
+            return daemon.housekeeping().perform(row.operation, row.rule, request.caller, thing...);
+        },
+        things);
+    const bool namesAUser = (std::is_same_v<P, Uid> || ...);
+    const bool isLetThrough = namesAUser ? isExpected(row.rule, request) : isExpectedOfOneself(row.rule, request);
+    EXPECT_EQ(report.code != KSWErrorPermissionDenied, isLetThrough) << report.code;
+    if (!isLetThrough) {
+        EXPECT_FALSE(report.flag || report.settings || report.dictionary || report.text || report.data ||
+                     report.item);
+        EXPECT_TRUE(report.changes.empty());
+    }
+}
+
 template <class Method>
 void check(DaemonInside& daemon, const ServedMethod<Method, Operations::PlainOperation>& row, const Case& request) {
     expectVerdict(daemon, daemon.operations().perform(row.operation, row.rule, request.caller),
@@ -143,6 +188,10 @@ TEST(AServedMethod, OfTheManagerLetsThoseThroughWhomItsRuleAllows) {
     checkAll(kManagerMethods);
 }
 
+TEST(AServedMethod, OfTheHouseholdLetsThoseThroughWhomItsRuleAllows) {
+    checkAll(kHouseholdMethods);
+}
+
 TEST(AServedMethod, OfTheRegistrarLetsThoseThroughWhomItsRuleAllows) {
     checkAll(kRegistrarMethods);
 }
@@ -155,6 +204,7 @@ std::set<int> numbersOf(const Table& table) {
 TEST(TheServedMethods, AreThoseOfLaunchItemsAndOfRecords) {
     EXPECT_EQ(numbersOf(kManagerMethods),
               (std::set<int>{5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 17, 18, 19, 20, 21, 22, 23, 24, 25, 32}));
+    EXPECT_EQ(numbersOf(kHouseholdMethods), (std::set<int>{1, 2, 35, 36, 37, 38, 39, 40}));
     EXPECT_EQ(numbersOf(kRegistrarMethods), (std::set<int>{1, 2, 3}));
 }
 

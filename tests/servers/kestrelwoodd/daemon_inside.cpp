@@ -38,17 +38,22 @@ void DaemonInside::restart() {
 }
 
 void DaemonInside::restartWithPages(std::int64_t pagesMax) {
-    operations_.reset();
-    registry_.reset();
+    close();
     Result<OpenedRegistry> opened = openRegistry(path(), pagesMax);
     ASSERT_TRUE(opened.ok()) << opened.error().description();
     registry_ = std::move(opened->registry);
     operations_ = std::make_unique<Operations>(*registry_, clock_);
+    housekeeping_ = std::make_unique<Housekeeping>(*registry_);
+}
+
+void DaemonInside::close() {
+    housekeeping_.reset();
+    operations_.reset();
+    registry_.reset();
 }
 
 void DaemonInside::damage(const std::string& statements) {
-    operations_.reset();
-    registry_.reset();
+    close();
     {
         Result<Database> database = Database::open(path());
         ASSERT_TRUE(database.ok());
@@ -59,8 +64,7 @@ void DaemonInside::damage(const std::string& statements) {
 }
 
 void DaemonInside::put(const std::vector<ItemRow>& rows) {
-    operations_.reset();
-    registry_.reset();
+    close();
     {
         Result<Store> store = Store::open(path());
         ASSERT_TRUE(store.ok());

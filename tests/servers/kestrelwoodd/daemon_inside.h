@@ -8,6 +8,7 @@
 #include <kestrelwood/KSWFunctions.h>
 #include <kestrelwood/KSWItem.h>
 
+#include "servers/kestrelwoodd/housekeeping.h"
 #include "servers/kestrelwoodd/operations.h"
 #include "tests/support/temp_folder.h"
 
@@ -36,6 +37,7 @@ public:
     void damage(const std::string& statements);
 
     Operations& operations() { return *operations_; }
+    Housekeeping& housekeeping() { return *housekeeping_; }
     Registry& registry() { return *registry_; }
     const ksw::test::TempFolder& folder() const { return folder_; }
 
@@ -65,10 +67,13 @@ public:
     std::string path() const { return folder_.at("kestrelwood.db"); }
 
 private:
+    void close();
+
     const host::Clock& clock_;
     ksw::test::TempFolder folder_;
     std::unique_ptr<Registry> registry_;
     std::unique_ptr<Operations> operations_;
+    std::unique_ptr<Housekeeping> housekeeping_;
 };
 
 inline constexpr KSWItemType kLegacyAgent = KSWItemTypeAgent | KSWItemTypeLegacyBit;

@@ -27,9 +27,10 @@ constexpr std::int64_t kDaemon = kLegacyDaemon;
 class TheServices : public testing::Test {
 protected:
     TheServices() : root_("KESTRELWOOD_ROOT", daemon_.folder().path()) {
-        EXPECT_TRUE(
-            server_.listen(kManagerService, ipc::Domain::System, managerService(daemon_.operations(), announce_))
-                .ok());
+        EXPECT_TRUE(server_
+                        .listen(kManagerService, ipc::Domain::System,
+                                managerService(daemon_.operations(), daemon_.housekeeping(), announce_))
+                        .ok());
         EXPECT_TRUE(
             server_
                 .listen(kRegistrarService, ipc::Domain::System, registrarService(daemon_.operations(), announce_))
@@ -194,7 +195,7 @@ TEST_F(TheServices, RefuseByNameWhatTheDaemonDoesNotServe) {
 
 TEST(TheManagersService, KnowsEveryMethodOfItsContract) {
     DaemonInside daemon;
-    const ipc::Dispatcher dispatcher = managerService(daemon.operations(), nullptr);
+    const ipc::Dispatcher dispatcher = managerService(daemon.operations(), daemon.housekeeping(), nullptr);
     for (const ipc::InterfaceMethod& method : GetManagerServiceInterface().methods) {
         EXPECT_NE(dispatcher.find(method.selector), nullptr) << method.selector;
     }

@@ -239,7 +239,7 @@ TEST_F(ADamagedStore, IsNotANewOne) {
 }
 
 TEST_F(ADamagedStore, IsNotAnotherProgramsDatabaseNorANewerOne) {
-    for (const char* mark : {"PRAGMA application_id = 7", "PRAGMA user_version = 2"}) {
+    for (const char* mark : {"PRAGMA application_id = 7", "PRAGMA user_version = 3"}) {
         write(sound_);
         {
             Result<Database> database = Database::open(path_);

@@ -186,9 +186,9 @@ TEST_F(AStore, AnswersAnErrorWhenTheDiskIsFullAndWorksOn) {
 
 TEST_F(AStore, LeavesAStoreOfANewerSchemaUntouched) {
     { open(); }
-    runBehindTheBack(path_, "PRAGMA journal_mode = DELETE; PRAGMA user_version = 2");
+    runBehindTheBack(path_, "PRAGMA journal_mode = DELETE; PRAGMA user_version = 3");
     const std::string before = bytesOf(path_);
-    EXPECT_THAT(refusal(), testing::HasSubstr("has schema 2, and this daemon knows none above 1"));
+    EXPECT_THAT(refusal(), testing::HasSubstr("has schema 3, and this daemon knows none above 2"));
     EXPECT_EQ(bytesOf(path_), before);
 }
 
@@ -197,11 +197,11 @@ TEST_F(AStore, LeavesANewerSchemaUntouchedThatStandsInTheJournalOnly) {
     Result<Database> newer = Database::open(path_);
     ASSERT_TRUE(newer.ok());
     newer->leaveUntouched();
-    ASSERT_TRUE(newer->execute("PRAGMA user_version = 2").ok());
+    ASSERT_TRUE(newer->execute("PRAGMA user_version = 3").ok());
     const std::string before = bytesOf(path_);
     const std::string journal = bytesOf(path_ + "-wal");
     ASSERT_FALSE(journal.empty());
-    EXPECT_THAT(refusal(), testing::HasSubstr("has schema 2"));
+    EXPECT_THAT(refusal(), testing::HasSubstr("has schema 3"));
     EXPECT_EQ(bytesOf(path_), before);
     EXPECT_EQ(bytesOf(path_ + "-wal"), journal);
 }

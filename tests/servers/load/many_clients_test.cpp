@@ -105,11 +105,12 @@ class RoomyDaemon {
 public:
     RoomyDaemon() : server_(options()) {
         inside_.put(rowsOfJobs(::getuid(), kJobs));
-        EXPECT_TRUE(server_
-                        .listen(kManagerService, ipc::Domain::System,
-                                daemon::managerService(inside_.operations(), [](const protocol::UserDataChange&,
-                                                                                pid_t, ipc::Audience) {}))
-                        .ok());
+        EXPECT_TRUE(
+            server_
+                .listen(kManagerService, ipc::Domain::System,
+                        daemon::managerService(inside_.operations(), inside_.housekeeping(),
+                                               [](const protocol::UserDataChange&, pid_t, ipc::Audience) {}))
+                .ok());
         EXPECT_TRUE(server_.start().ok());
     }
     ipc::ServerCounters counters() const { return server_.counters(); }
