@@ -2,6 +2,7 @@
 
 #include <kestrelwood/KSWManager.h>
 
+#include "client/manager/generation.h"
 #include "client/manager/manager_state.h"
 #include "client/manager/shared_requests.h"
 #include "model/item/item_request_copies.h"
@@ -37,7 +38,7 @@ bool store(const Requester& requester, const std::optional<ksw::Data>& archive, 
 /// As the daemon has raised them.
 void raiseGenerations(const ksw::ItemSet& items) {
     for (const auto& item : items) {
-        item->setGeneration(static_cast<std::int64_t>(static_cast<std::uint64_t>(item->generation()) + 1));
+        item->setGeneration(ksw::client::nextGeneration(item->generation()));
     }
 }
 

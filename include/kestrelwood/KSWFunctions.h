@@ -1,8 +1,9 @@
 // KSWFunctions.h: every function that belongs to no class: identifiers of items, which the management daemon
-// composes by the same rules, job files, bundles, and who sits at the machine; those about code signatures and the
-// names of developers are in the headers that this one includes. Any thread.
+// composes by the same rules, job files, bundles, who sits at the machine, and what is switched on; those about
+// code signatures and the names of developers are in the headers that this one includes. Any thread.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@
 #include <kestrelwood/export.h>
 #include <kestrelwood/values/audit_token.h>
 #include <kestrelwood/values/error.h>
+#include <kestrelwood/values/string_constant.h>
 #include <kestrelwood/values/url.h>
 #include <kestrelwood/values/value.h>
 
@@ -73,6 +75,39 @@ KSW_EXPORT bool QCURLConformsToBundle(const std::optional<ksw::URL>& url);
 KSW_EXPORT std::optional<ksw::URL> BundleURLForAuditToken(const ksw::AuditToken& token,
                                                           std::optional<ksw::Error>* error = nullptr);
 
+/// The scheduler of periodic jobs, which is switched for the system as a whole.
+inline constexpr ksw::StringConstant KSWSubsystemCron = "KSWSubsystemCron";
+/// The extensions that preview files, which each user switches.
+inline constexpr ksw::StringConstant KSWSubsystemGlimpse = "KSWSubsystemGlimpse";
+
+// Whether parts of the system are switched on. The management daemon keeps the switches; each of these asks it over
+// the shared manager's connection and blocks for its answer. Failures are logged. `uid` is sent as it stands.
+
+/// Whether a status has been stored. 0, and `*have` is written; else the daemon's code (KSWErrors.h), -1 when it
+/// cannot be reached, and `*have` is left as it was. `have` must not be null.
+KSW_EXPORT std::int64_t KSWHaveEnablementStatusForSubsystemAndUID(const std::optional<std::string>& subsystem,
+                                                                  ksw::Uid uid, bool* have);
+/// The status that is stored. The result is as above.
+KSW_EXPORT std::int64_t KSWGetEnablementStatusForSubsystemAndUID(const std::optional<std::string>& subsystem,
+                                                                 ksw::Uid uid, bool* enabled);
+/// The status for `UIDForSubsystem(subsystem)`; false after a failure.
+KSW_EXPORT bool KSWGetEnablementStatusForSubsystem(const std::optional<std::string>& subsystem);
+/// Stores the status. 0 for success, and also when the daemon cannot be reached; else its code.
+KSW_EXPORT std::int64_t KSWSetEnablementStatusForSubsystemAndUID(const std::optional<std::string>& subsystem,
+                                                                 ksw::Uid uid, bool enabled);
+/// The same for `UIDForSubsystem(subsystem)`.
+KSW_EXPORT void KSWSetEnablementStatusForSubsystem(const std::optional<std::string>& subsystem, bool enabled);
+/// Removes the stored status. Whether the daemon has done so.
+KSW_EXPORT bool KSWResetEnablementStatusForSubsystemAndUID(const std::optional<std::string>& subsystem,
+                                                           ksw::Uid uid);
+
+/// Whose switch it is: 4294967294 for what is switched for the system as a whole, the calling process's real user
+/// for what each user switches, 4294967295 for a subsystem that is not known.
+KSW_EXPORT ksw::Uid UIDForSubsystem(const std::optional<std::string>& subsystem);
+
+/// The subsystem's name in the user's language; one text for all that are not known. Blocks for the file system.
+KSW_EXPORT std::string KSWLocalizedNameForSubsystem(const std::optional<std::string>& subsystem);
+
 namespace ksw {
 
 /// The dictionary in a property list file, XML or binary. Absent when the URL is no file URL, there is no regular
@@ -99,4 +134,5 @@ using ::ItemNameForURL;
 using ::LabelForStewardPlist;
 using ::QCURLConformsToBundle;
 using ::RegisterParentApps;
+using ::UIDForSubsystem;
 }  // namespace ksw

@@ -12,6 +12,8 @@
 
 #include <kestrelwood/KSWItem.h>
 #include <kestrelwood/KSWList.h>
+#include <kestrelwood/KSWUserSettings.h>
+#include <kestrelwood/authorization.h>
 #include <kestrelwood/export.h>
 #include <kestrelwood/service_connection.h>
 #include <kestrelwood/values.h>
@@ -173,6 +175,84 @@ public:
     std::shared_ptr<KSWItem> addUserItemForURL(const ksw::URL& url, Place error) {
         return addUserItemForCaller(url, error);
     }
+
+    // What the daemon keeps about a user.
+
+    /// A copy of the user's settings, or null; a refusal is logged.
+    std::shared_ptr<KSWUserSettings> userSettingsForUID(ksw::Uid uid);
+    /// Stores the settings for the user whom they name. True when they are stored; then their generation is one
+    /// higher, as the daemon's is. False, which is logged, also when somebody has stored others since they were
+    /// fetched; then fetch them again.
+    bool saveUserSettings(const std::shared_ptr<KSWUserSettings>& settings);
+
+    // The legacy login-item store, for the manager of mode 1. `error` is where an error goes, or null; connection
+    // errors keep their own domain.
+
+    /// The store's items whose type has a bit of the mask; absent after a failure. `*error` receives the error, or
+    /// nothing.
+    std::optional<std::vector<std::shared_ptr<KSWItem>>> fetchRosterItemsMatching(std::int64_t type,
+                                                                                  ErrorPlace error = nullptr);
+    /// Adds an item for the URL, for every user when `global`. The record, also when it was there before and is
+    /// allowed now; null after a failure. `*error` receives the error, or nothing.
+    std::shared_ptr<KSWItem> addRosterItemWithURL(const OptionalURL& url, std::int64_t type, bool global,
+                                                  bool managed, ErrorPlace error = nullptr);
+    /// Stores a changed item. True when it is stored; then its generation is one higher, as the daemon's is. False,
+    /// and `*error` says why, after any other answer, code 0 included.
+    bool updateRosterItem(const std::shared_ptr<KSWItem>& item, ErrorPlace error = nullptr);
+    /// Removes an item. False, and `*error` says why, after a failure.
+    bool removeRosterItem(const std::shared_ptr<KSWItem>& item, ErrorPlace error = nullptr);
+    /// Is not supported: always false, and nobody is asked.
+    bool importRosterLoginItemFromURL(const OptionalURL& url, ksw::Uid uid, bool deleteWhenDone);
+
+    // Device management.
+
+    /// The payload that is stored under the identifier; absent when there is none, and after a failure.
+    std::optional<ksw::Dictionary> mdmPayloadForIdentifier(const std::optional<std::string>& identifier);
+    /// Stores a payload in the place of the one under the identifier. Its rules are applied to the items that there
+    /// are at once when `updateImmediately`. A failure is logged and not told.
+    void setMDMPayload(const std::optional<ksw::Dictionary>& payload, const std::optional<std::string>& identifier,
+                       bool updateImmediately);
+    /// The same without `updateImmediately`.
+    void setMDMPayload(const std::optional<ksw::Dictionary>& payload, const std::optional<std::string>& identifier);
+    /// Does nothing: the daemon keeps managed items current itself.
+    void refreshManagedItems();
+
+    /// Have a job managed whose property list is at the path, or no longer, by its path or its label. False, and
+    /// `*error` says why, after a failure.
+    bool submitManagedJobAtPath(const std::optional<std::string>& path, ErrorPlace error = nullptr);
+    bool removeManagedJobAtPath(const std::optional<std::string>& path, ErrorPlace error = nullptr);
+    bool removeManagedJobWithLabel(const std::optional<std::string>& label, ErrorPlace error = nullptr);
+
+    // What the service manager tells the daemon. Failures are logged only.
+
+    /// The jobs in the folder are about to be looked through, or have been.
+    void stewardWillScanPath(const std::optional<std::string>& path);
+    void stewardDidScanPath(const std::optional<std::string>& path);
+    /// The user has logged out.
+    void noteLogoutForUID(ksw::Uid uid);
+
+    // The daemon's database.
+
+    /// Has records removed, 5 seconds from now, whose files are gone for good. Whether the daemon will.
+    bool scheduleGarbageCollection();
+    /// All records as text; absent after a failure. `*error` receives an error only when there is one.
+    std::optional<std::string> dumpDatabaseWithAuthorization(const std::optional<ksw::Authorization>& authorization,
+                                                             ErrorPlace error = nullptr);
+    /// Removes all records for good. False, and `*error` says why, after a failure.
+    bool eraseDatabaseWithAuthorization(const std::optional<ksw::Authorization>& authorization,
+                                        ErrorPlace error = nullptr);
+
+    // Notifications.
+
+    /// Whether users are notified of every item, those too that they know. What the daemon answers; false after a
+    /// failure.
+    bool setAlwaysPostNotifications(bool always);
+    /// Reads that into `*always`, which must not be null. False when the daemon cannot be asked; then `*always` is
+    /// left as it was.
+    bool getAlwaysPostNotifications(bool* always);
+    /// Notes in the log what a user did with a notification, and nothing else.
+    void handleNotificationResponseWithIdentifier(const std::optional<std::string>& identifier,
+                                                  const std::optional<std::string>& action);
 
     /// What happens when a user's items changed: each list of the user that is still held is refreshed, unless the
     /// feature "AutoRefreshLists" is off, and its observers are told when the type concerns it. Runs on the thread

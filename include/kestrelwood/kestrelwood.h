@@ -19,6 +19,7 @@
 #include <kestrelwood/authorization.h>
 #include <kestrelwood/code.h>
 #include <kestrelwood/code_signing.h>
+#include <kestrelwood/ksw_subsystem.h>
 #include <kestrelwood/resource_keys.h>
 #include <kestrelwood/service_connection.h>
 #include <kestrelwood/values.h>

@@ -268,6 +268,58 @@ TEST_F(AProgramOutside, AsksForRecords) {
     manager->handleUserDataDidChangeNotification({KSWUserDataDidChangeNotification, std::nullopt});
 }
 
+TEST_F(AProgramOutside, AsksForSettingsAndLegacyLoginItems) {
+    const auto manager = KSWManager::initWithMode(0);
+    const auto roster = KSWManager::initWithMode(1);
+    const auto item = KSWItem::itemWithType(0x4, "4.a");
+    const auto url = ksw::URL::fileURL("/Apps/A.app");
+    std::optional<ksw::Error> error;
+    EXPECT_EQ(manager->userSettingsForUID(501), nullptr);
+    EXPECT_FALSE(manager->saveUserSettings(KSWUserSettings::init()));
+    EXPECT_EQ(roster->fetchRosterItemsMatching(0x7, &error), std::nullopt);
+    EXPECT_EQ(roster->addRosterItemWithURL(url, 0x4, false, false, &error), nullptr);
+    EXPECT_FALSE(roster->updateRosterItem(item, &error));
+    EXPECT_FALSE(roster->removeRosterItem(item, &error));
+    EXPECT_FALSE(roster->importRosterLoginItemFromURL(url, 501, true));
+}
+
+TEST_F(AProgramOutside, ManagesTheDaemon) {
+    const auto manager = KSWManager::initWithMode(0);
+    const std::optional<ksw::Authorization> authorization = ksw::Authorization::ofCallingProcess();
+    EXPECT_NE(authorization, std::nullopt);
+    std::optional<ksw::Error> error;
+    bool always = true;
+    EXPECT_EQ(manager->mdmPayloadForIdentifier("a"), std::nullopt);
+    manager->setMDMPayload(ksw::Dictionary{{"a", 1}}, "a", true);
+    manager->setMDMPayload(std::nullopt, "a");
+    manager->refreshManagedItems();
+    EXPECT_FALSE(manager->submitManagedJobAtPath("/a.plist", &error));
+    EXPECT_FALSE(manager->removeManagedJobAtPath("/a.plist", &error));
+    EXPECT_FALSE(manager->removeManagedJobWithLabel("a", &error));
+    manager->stewardWillScanPath("/Library");
+    manager->stewardDidScanPath("/Library");
+    manager->noteLogoutForUID(501);
+    EXPECT_FALSE(manager->scheduleGarbageCollection());
+    EXPECT_EQ(manager->dumpDatabaseWithAuthorization(authorization, &error), std::nullopt);
+    EXPECT_FALSE(manager->eraseDatabaseWithAuthorization(ksw::Data{1}, &error));
+    EXPECT_FALSE(manager->setAlwaysPostNotifications(true));
+    EXPECT_FALSE(manager->getAlwaysPostNotifications(&always));
+    manager->handleNotificationResponseWithIdentifier("n", "open");
+}
+
+TEST_F(AProgramOutside, SwitchesSubsystems) {
+    bool answer = false;
+    EXPECT_EQ(UIDForSubsystem(KSWSubsystemCron), ksw::kEveryUser);
+    EXPECT_EQ(KSWLocalizedNameForSubsystem(KSWSubsystemGlimpse), "KSW_SUBSYSTEM_GLIMPSE");
+    EXPECT_EQ(KSWHaveEnablementStatusForSubsystemAndUID(KSWSubsystemCron, 501, &answer), -1);
+    EXPECT_EQ(KSWGetEnablementStatusForSubsystemAndUID("other", 501, &answer), -1);
+    EXPECT_FALSE(KSWGetEnablementStatusForSubsystem(KSWSubsystemCron));
+    EXPECT_EQ(KSWSetEnablementStatusForSubsystemAndUID(KSWSubsystemCron, 501, true), 0);
+    KSWSetEnablementStatusForSubsystem(KSWSubsystemGlimpse, true);
+    EXPECT_FALSE(KSWResetEnablementStatusForSubsystemAndUID(KSWSubsystemCron, 501));
+    EXPECT_EQ(ksw_reset_enablement_status_for_subsystem_and_uid(ksw_subsystem_cron, 501), 0);
+}
+
 TEST_F(AProgramOutside, KeepsLists) {
     const auto item = KSWItem::itemWithType(0x8, "8.a");
     const auto list = KSWList::initWithItems({item}, 501, 8);
