@@ -52,13 +52,12 @@ bool mayPass(const Error& error) {
     return std::find(kPassing.begin(), kPassing.end(), error.code()) != kPassing.end();
 }
 
-/// The names in a folder in ascending order, without hidden ones, and no more than are looked at.
+/// The names in a folder in ascending order, without hidden ones.
 Result<std::vector<std::string>> visibleNamesIn(const std::string& folder) {
     Result<std::vector<std::string>> names = host::sys::namesIn(folder);
     if (names) {
         std::erase_if(*names, [](const std::string& name) { return name.starts_with('.'); });
         std::sort(names->begin(), names->end());
-        names->resize(std::min(names->size(), limits::kTrustedCertificatesMax));
     }
     return names;
 }
@@ -84,10 +83,11 @@ public:
     explicit TrustReader(const LibCrypto& crypto) : crypto_(crypto) {}
 
     /// A state of its own: when memory runs out half way, nobody takes the old anchors for what was read now.
-    Trust::State read(std::string root, std::uint64_t generation) {
+    Trust::State read(std::string root, const Trust::State& former) {
         state_.root = std::move(root);
-        state_.generation = generation;
-        anchors_ = std::make_shared<TrustAnchors>(crypto_, generation);
+        state_.generation = former.generation + 1;
+        state_.cut = former.cut;
+        anchors_ = std::make_shared<TrustAnchors>(crypto_, state_.generation);
         for (const TrustFolder& folder : kFolders) {
             readFolder(state_.root + std::string(folder.path), folder.isMaker);
         }
@@ -100,13 +100,28 @@ private:
 
     void note(const std::string& path) { state_.sources.push_back({path, stampAt(path)}); }
 
+    /// Leaves out the names that are not looked at; says so once.
+    void cut(const std::string& folder, std::vector<std::string>& names) {
+        constexpr std::size_t kMax = limits::kTrustedCertificatesMax;
+        if (names.size() <= kMax) {
+            state_.cut.erase(folder);
+            return;
+        }
+        if (state_.cut.insert(folder).second) {
+            host::mainLog.error("Only the first %ld of %ld files in \"%{public}@\" are looked at",
+                                static_cast<std::int64_t>(kMax), static_cast<std::int64_t>(names.size()), folder);
+        }
+        names.resize(kMax);
+    }
+
     void readFolder(const std::string& folder, bool isMaker) {
         note(folder);
-        const Result<std::vector<std::string>> names = visibleNamesIn(folder);
+        Result<std::vector<std::string>> names = visibleNamesIn(folder);
         if (!names) {
             noteFailure(names.error());
             return;
         }
+        cut(folder, *names);
         for (const std::string& name : *names) {
             const std::string path = folder + "/" + name;
             const Result<host::FileFacts> facts = host::fileFacts(path);
@@ -167,7 +182,7 @@ std::shared_ptr<const TrustAnchors> Trust::current(const LibCrypto& crypto, std:
     std::string root = host::hostRoot();
     auto state = state_.lock();
     if (!isCurrent(*state, root, now)) {
-        *state = TrustReader(crypto).read(std::move(root), state->generation + 1);
+        *state = TrustReader(crypto).read(std::move(root), *state);
     }
     return state->anchors;
 }

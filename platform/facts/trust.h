@@ -5,6 +5,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "platform/base/guarded.h"
@@ -54,6 +56,7 @@ private:
         std::vector<Source> sources;
         std::shared_ptr<const TrustAnchors> anchors;
         std::uint64_t generation = 0;
+        std::set<std::string> cut;  ///< Folders with more files than are looked at, which was logged.
         /// False when something could not be read that may be readable the next time, as it stands.
         bool isWhole = true;
     };

@@ -6,6 +6,9 @@
 
 #include <filesystem>
 
+#include "platform/base/limits.h"
+#include "platform/facts/trust.h"
+#include "platform/host/log_capture.h"
 #include "platform/host/sys.h"
 #include "tests/support/signing_support.h"
 #include "tests/support/sys_faults.h"
@@ -141,6 +144,24 @@ TEST_F(TheTrustFolder, MayHoldWhatIsNoCertificate) {
     host_.folder().writeFile("etc/kestrelwood/trust/text", "-----BEGIN CERTIFICATE-----\nnone\n");
     ASSERT_EQ(::truncate(host_.folder().writeFile("etc/kestrelwood/trust/huge", "").c_str(), off_t{1} << 40U), 0);
     EXPECT_EQ(promptStatus(path), CodeStatus{});
+}
+
+TEST_F(TheTrustFolder, WithMoreFilesThanAreLookedAtIsLoggedOnce) {
+    const std::string folder = host_.folder().makeFolder("etc/kestrelwood/trust");
+    for (std::size_t number = 0; number < limits::kTrustedCertificatesMax; ++number) {
+        std::filesystem::create_directory(folder + "/" + std::to_string(number));
+    }
+    const LibCrypto& crypto = *LibCrypto::shared();
+    Trust trust;
+    const host::LogCapture log;
+    trust.current(crypto, 0);
+    EXPECT_TRUE(log.at(host::LogLevel::Error).empty());
+    std::filesystem::create_directory(folder + "/more");
+    for (int time = 0; time < 2; ++time) {
+        trust.current(crypto, 0);
+        EXPECT_EQ(log.at(host::LogLevel::Error),
+                  std::vector<std::string>{"Only the first 256 of 257 files in \"" + folder + "\" are looked at"});
+    }
 }
 
 TEST_F(TheTrustFolder, IsNoneWhenItIsNoFolder) {
