@@ -1,6 +1,7 @@
 #include "servers/kestrelwoodd/notices.h"
 
 #include <algorithm>
+#include <numeric>
 #include <optional>
 
 #include "platform/facts/localized_name.h"
@@ -39,7 +40,7 @@ std::string applicationName(const std::string& path) {
 }
 
 std::string keyOf(const KSWItem& item) {
-    return item.uuid() ? item.uuid()->string() : item.identifier().value_or("");
+    return item.uuid() ? item.uuid()->string() : item.identifier().value_or("").substr(0, kKeyMax);
 }
 
 }  // namespace
@@ -88,11 +89,25 @@ bool Notices::tell(host::DesktopNotice notice, Told* told) const {
     return true;
 }
 
+bool Notices::remember(const State& state, Told& told, const KSWItem& item) {
+    std::string key = keyOf(item);
+    if (told.items.contains(key)) {
+        return false;
+    }
+    const std::size_t known =
+        std::accumulate(state.told.begin(), state.told.end(), std::size_t{0},
+                        [](std::size_t sum, const auto& entry) { return sum + entry.second.bytes; });
+    if (known + key.size() <= kItemKeysMax) {
+        told.bytes += key.size();
+        told.items.insert(std::move(key));
+    }
+    return true;
+}
+
 bool Notices::advise(const KSWItem& item, const Owner& owner) {
     auto state = state_.lock();
     Told& told = toldOf(*state, owner.key);
-    const bool isNew = told.items.insert(keyOf(item)).second;
-    if (isNew) {
+    if (remember(*state, told, item)) {
         ++(isExtension(item.type()) ? told.extensions : told.background);
     }
     if (told.background + told.extensions == 1) {
@@ -119,7 +134,8 @@ bool Notices::adviseOfItemOfApp(const ItemPointer& item, const MaybeURL& appURL)
         return false;
     }
     const std::string path = appURL ? appURL->path() : "";
-    return advise(*item, path.empty() ? ownerOf(*item, nullptr) : Owner{path, applicationName(path)});
+    const bool isKnown = !path.empty() && path.size() <= kKeyMax;
+    return advise(*item, isKnown ? Owner{path, applicationName(path)} : ownerOf(*item, nullptr));
 }
 
 bool Notices::alertOfItem(const ItemPointer& item, const ItemPointer& container) {
@@ -145,7 +161,7 @@ bool Notices::adviseOfMany(const ItemPointer& item, const ItemPointer& container
     told.extensions = counts.extensions;
     told.types = counts.types;
     if (item != nullptr) {
-        told.items.insert(keyOf(*item));
+        remember(*state, told, *item);
     }
     return tell(countsNotice(counts, owner.name.empty() && item != nullptr ? noticeName(*item) : owner.name),
                 &told);
@@ -153,7 +169,7 @@ bool Notices::adviseOfMany(const ItemPointer& item, const ItemPointer& container
 
 bool Notices::registerParentApps(const MaybeString& path) {
     std::string app = enclosingApplication(path.value_or(""));
-    if (app.empty()) {
+    if (app.empty() || app.size() > kKeyMax) {
         return false;
     }
     auto state = state_.lock();

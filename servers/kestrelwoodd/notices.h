@@ -27,6 +27,10 @@ inline constexpr std::chrono::nanoseconds kTogether = std::chrono::seconds(60);
 /// Containers of which that is known, and the parent applications of a user.
 inline constexpr std::size_t kContainersMax = 256;
 inline constexpr std::size_t kParentAppsMax = 1'024;
+/// Bytes of a name that something is known by, as many as a path has at most, and of all items that were told of
+/// lately, some 29,000 UUIDs. An item beyond that is counted again each time.
+inline constexpr std::size_t kKeyMax = 4'096;
+inline constexpr std::size_t kItemKeysMax = 1024UL * 1024;
 
 /// Any thread; one notice at a time.
 ///
@@ -66,6 +70,7 @@ private:
     struct Told {
         std::uint32_t number = 0;  ///< The desktop's.
         std::set<std::string> items;
+        std::size_t bytes = 0;  ///< Of `items`.
         std::int64_t background = 0;
         std::int64_t extensions = 0;
         KSWItemType types = 0;
@@ -79,6 +84,8 @@ private:
     static Owner ownerOf(const KSWItem& container);
     Owner ownerOf(const KSWItem& item, const ItemPointer& container);
     Told& toldOf(State& state, const std::string& key) const;
+    /// Whether the item is new to those told of.
+    static bool remember(const State& state, Told& told, const KSWItem& item);
     bool advise(const KSWItem& item, const Owner& owner);
     bool tell(host::DesktopNotice notice, Told* told) const;
 

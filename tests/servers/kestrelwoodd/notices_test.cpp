@@ -143,6 +143,22 @@ TEST_F(ANotice, OfTheSameItemCountsOnce) {
     EXPECT_EQ(shown_[1].replaces, 1U);
 }
 
+TEST_F(ANotice, RemembersItemsOfSoManyBytesOnly) {
+    const std::string name(kKeyMax, 'x');
+    for (std::size_t number = 0; number < kItemKeysMax / kKeyMax; ++number) {
+        const ItemPointer item = itemNamed("Many");
+        item->setUuid(std::nullopt);
+        item->setIdentifier(std::to_string(1000 + number) + name);
+        ASSERT_TRUE(notices_.adviseOfItem(item, container_));
+    }
+    EXPECT_EQ(lastBody(), "256 background items of Ledger may start by themselves.");
+    const ItemPointer more = itemNamed("More");
+    for (int time = 0; time < 2; ++time) {
+        ASSERT_TRUE(notices_.adviseOfItem(more, container_));
+    }
+    EXPECT_EQ(lastBody(), "258 background items of Ledger may start by themselves.");
+}
+
 TEST_F(ANotice, StandsByItselfAfterAWhile) {
     EXPECT_TRUE(notices_.adviseOfItem(itemNamed("One"), container_));
     clock_.advance(kTogether - std::chrono::nanoseconds(1));
@@ -233,6 +249,7 @@ TEST_F(ANotice, KnowsSoManyParentApplications) {
         ASSERT_TRUE(notices_.registerParentApps("/" + std::to_string(i) + ".app"));
     }
     EXPECT_FALSE(notices_.registerParentApps("/more.app"));
+    EXPECT_FALSE(notices_.registerParentApps("/" + std::string(kKeyMax, 'x') + ".app"));
     EXPECT_TRUE(notices_.registerParentApps("/0.app/Contents"));
 }
 
