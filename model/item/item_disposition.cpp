@@ -1,4 +1,6 @@
 // The disposition that holds for an item, from itself, its family and the place of its file.
+#include "model/item/item_disposition.h"
+
 #include <kestrelwood/KSWItem.h>
 
 #include "platform/host/log.h"
@@ -65,17 +67,30 @@ KSWDisposition ownDisposition(const KSWItem& item) {
     return item.disposition() & (KSWDispositionHidden | (canRun ? KSWDispositionEnabled : 0));
 }
 
+/// The item whose approval decides: approval is given per developer or application, but what hangs under the
+/// unknown developer is judged alone.
+const KSWItem& decidingItem(const KSWItem& item, const KSWItem::Pointer& parent) {
+    return parent == nullptr || parent->isUnknownDeveloperRecord() ? item : *parent;
+}
+
+bool isAllowedBy(const KSWItem& deciding, const KSWItem& item) {
+    // An extension's own switch holds whatever its family does.
+    return item.intersectsType(kExtension) ? item.isAllowed()
+                                           : deciding.isAllowed() && deciding.isAggregateAllowed();
+}
+
 }  // namespace
+
+bool ksw::isAllowedInFamily(const KSWItem& item) {
+    const KSWItem::Pointer parent = item.container();
+    return isAllowedBy(decidingItem(item, parent), item);
+}
 
 KSWDisposition KSWItem::effectiveDisposition() const {
     const KSWDisposition own = ownDisposition(*this);
-    // Approval is given per developer or application; what hangs under the unknown developer is judged alone.
     const Pointer parent = container();
-    const bool isJudgedAlone = parent == nullptr || parent->isUnknownDeveloperRecord();
-    const KSWItem& deciding = isJudgedAlone ? *this : *parent;
-    // An extension's own switch holds whatever its family does.
-    const bool isAllowedNow =
-        intersectsType(kExtension) ? isAllowed() : deciding.isAllowed() && deciding.isAggregateAllowed();
+    const KSWItem& deciding = decidingItem(*this, parent);
+    const bool isAllowedNow = isAllowedBy(deciding, *this);
     const bool isNotifiedNow = deciding.notified() || deciding.isAggregateNotified();
     return own | (isAllowedNow ? KSWDispositionAllowed : 0) | (isNotifiedNow ? KSWDispositionNotified : 0);
 }
