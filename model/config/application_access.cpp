@@ -7,6 +7,7 @@
 #include <kestrelwood/KSWFunctions.h>
 
 #include "platform/base/result.h"
+#include "platform/host/file_rights.h"
 #include "platform/host/home_folder.h"
 #include "platform/host/log.h"
 #include "platform/host/sys_call.h"
@@ -33,6 +34,8 @@ Status checkAccess(Uid uid) {
 }  // namespace
 
 std::optional<ApplicationAccess> ApplicationAccess::asConsoleUser(Literal function) {
+    // Who sits there is the same, and has the same, for whomever a server reads files.
+    const host::OwnRights own;
     const Uid uid = ConsoleUserUID();
     if (uid == kNobodyAtTheConsole) {
         return ApplicationAccess(uid);
