@@ -12,6 +12,11 @@ std::optional<ItemPointer> replacementOf(const KSWItem& item, const FamilyEdit& 
     return found == edit.replaced.end() ? std::nullopt : std::optional(found->second);
 }
 
+/// Whether the edit's new item comes below this one.
+bool isPlaceOfAdded(const KSWItem& item, const FamilyEdit& edit) {
+    return edit.added != nullptr && edit.place && *edit.place == *item.identifier();
+}
+
 /// Families are checked for depth when they are loaded, and no edit makes one deeper than its limit.
 ItemPointer copyTree(const KSWItem& source, const FamilyEdit& edit, const std::optional<ItemPointer>& replacement) {
     ItemPointer copy = replacement ? *replacement : copyOfRecord(source);
@@ -25,6 +30,9 @@ ItemPointer copyTree(const KSWItem& source, const FamilyEdit& edit, const std::o
                 children.push_back(copyTree(*child, edit, itsReplacement));
             }
         }
+    }
+    if (isPlaceOfAdded(*copy, edit)) {
+        children.push_back(edit.added);
     }
     adopt(copy, children);
     return copy;
@@ -67,7 +75,7 @@ void adopt(const ItemPointer& parent, const std::vector<ItemPointer>& children) 
 
 ItemPointer rebuilt(const KSWItem& root, const FamilyEdit& edit) {
     ItemPointer copy = copyTree(root, edit, replacementOf(root, edit));
-    if (edit.added != nullptr) {
+    if (edit.added != nullptr && !edit.place) {
         edit.added->setContainer(copy);
     }
     return copy;

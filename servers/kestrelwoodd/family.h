@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -14,7 +15,9 @@ namespace ksw::daemon {
 struct FamilyEdit {
     /// What stands in the place of the items of these identifiers; null: the item is left out, with all below it.
     std::unordered_map<std::string, ItemPointer> replaced;
-    ItemPointer added;  ///< New below the root; null: nothing is.
+    ItemPointer added{};  ///< New, with all below it; null: nothing is.
+    /// Identifier of the item below which `added` is new; absent: the root.
+    std::optional<std::string> place{};
 };
 
 /// The outermost container of an item: the item itself when it has none.

@@ -16,8 +16,29 @@ namespace ksw::daemon {
 
 namespace {
 
-/// A user item's identifier is a URL that says what kind of URL it is, any other's begins with the number of its
-/// kind; so no item can pass for one of another kind.
+/// The kinds whose items are known by an identifier of their own.
+constexpr KSWItemType kKinds = KSWItemTypeAll & ~KSWItemTypeDeveloper;
+
+/// Makes the item what no client says of it, as much as these flags and this type say: managed, or a record for
+/// what it contains only.
+void setManaged(KSWItem& item, KSWItemFlags flags, KSWItemType type) {
+    constexpr KSWItemFlags kNobodys = KSWItemFlagManaged | kContainsOnly;
+    const KSWItemFlags others = item.flags() & ~kNobodys;
+    item.setType((item.type() & ~KSWItemTypeManagedBit) | (type & KSWItemTypeManagedBit));
+    item.setFlags(others | (flags & kNobodys));
+}
+
+/// By this date the daemon notices that the code is another, so no client says it.
+void setCodeDate(KSWItem& item, double date) {
+    if (isJob(item.type())) {
+        item.setExecutableModificationDate(date);
+    } else {
+        item.setModificationDate(date);
+    }
+}
+
+}  // namespace
+
 bool identifierFits(KSWItemType kind, const std::string& identifier) {
     if (kind == KSWItemTypeUserItem) {
         const std::optional<URL> url = URL::fromString(identifier);
@@ -26,18 +47,6 @@ bool identifierFits(KSWItemType kind, const std::string& identifier) {
     const std::string prefix = ComposedItemIdentifier(kind, "").value_or("");
     return identifier.size() > prefix.size() && identifier.starts_with(prefix);
 }
-
-/// The kinds whose items are known by an identifier of their own.
-constexpr KSWItemType kKinds = KSWItemTypeAll & ~KSWItemTypeDeveloper;
-
-/// Makes the item managed as much as these flags and this type say.
-void setManaged(KSWItem& item, KSWItemFlags flags, KSWItemType type) {
-    const KSWItemFlags others = item.flags() & ~KSWItemFlagManaged;
-    item.setType((item.type() & ~KSWItemTypeManagedBit) | (type & KSWItemTypeManagedBit));
-    item.setFlags(others | (flags & KSWItemFlagManaged));
-}
-
-}  // namespace
 
 bool canIdentifyAnItem(const std::string& identifier) {
     for (KSWItemType kind = 1; kind <= kKinds; kind <<= 1U) {
@@ -77,8 +86,12 @@ Result<ItemPointer> updatedRecord(const KSWItem& record, const GivenUpdate& upda
     setManaged(*updated, record.flags(), record.type());
     if (update.maker) {
         takeMaker(*updated, *update.maker);
+        // Whoever asks next has all of it read anew.
+        setCodeDate(*updated, 0);
     } else {
         takeMaker(*updated, record);
+        setCodeDate(*updated,
+                    isJob(record.type()) ? record.executableModificationDate() : record.modificationDate());
     }
     return updated;
 }

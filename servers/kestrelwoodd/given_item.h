@@ -9,6 +9,10 @@
 
 namespace ksw::daemon {
 
+/// Whether an item of this kind can have the identifier: a user item's is a URL that says what kind of URL it is,
+/// any other's begins with the number of its kind and goes on; so no item can pass for one of another kind.
+bool identifierFits(KSWItemType kind, const std::string& identifier);
+
 /// Whether an item of some kind other than the developer's could have this identifier. A developer of such a name
 /// has no record of its own, or it could stand where another item belongs.
 bool canIdentifyAnItem(const std::string& identifier);
@@ -29,10 +33,11 @@ struct GivenUpdate {
 };
 
 /// What the record becomes when the client's copy takes its place: identity, generation (one higher), whether it is
-/// managed and, while the code stays where it was, who made that stay with the record; relatives are left out.
-/// Errors: KSWErrorInvalidParameter when kind or identifier differ, or the copy would make a known developer of an
-/// unknown one or the reverse, since what hangs under it was judged by that; then KSWErrorInvalidGeneration when
-/// the copy is of another generation, or the record names other code than it did when the maker was not read anew.
+/// managed and, while the code stays where it was, who made that and its date stay with the record; relatives are
+/// left out. Errors: KSWErrorInvalidParameter when kind or identifier differ, or the copy would make a known
+/// developer of an unknown one or the reverse, since what hangs under it was judged by that; then
+/// KSWErrorInvalidGeneration when the copy is of another generation, or the record names other code than it did
+/// when the maker was not read anew.
 Result<ItemPointer> updatedRecord(const KSWItem& record, const GivenUpdate& update);
 
 /// Whether each of the items can name a record to be updated: none is null or without UUID, no two have the same.

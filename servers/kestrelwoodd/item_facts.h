@@ -6,11 +6,12 @@
 
 namespace ksw::daemon {
 
-/// Whether two records say the same of type, URL, name, executable, arguments, digest, file dates, and of who made
-/// the code; and of the bookmark, unless `other` has none: then its file could not be seen.
+/// Whether a record says the same as `other` of type, URL, name, executable, arguments, digest, file dates, of who
+/// made the code, and which applications it belongs to; and of the bookmark, unless `other` has none: then its file
+/// could not be seen. A record that is managed, or of an application somebody registered, says so already.
 bool haveSameFacts(const KSWItem& item, const KSWItem& other);
 
-/// Gives `item` these facts of `source`; it keeps its bookmark when that has none.
+/// Gives `item` these facts of `source`; it keeps its bookmark when that has none, and stays managed when it is.
 void takeFacts(KSWItem& item, const KSWItem& source);
 
 }  // namespace ksw::daemon

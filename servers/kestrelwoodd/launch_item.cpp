@@ -1,5 +1,6 @@
 #include "servers/kestrelwoodd/launch_item.h"
 
+#include <algorithm>
 #include <bit>
 
 #include <kestrelwood/KSWErrors.h>
@@ -17,42 +18,31 @@ Error invalidParameter() {
     return KSWErrorWithCode(KSWErrorInvalidParameter);
 }
 
-/// Takes the value under `key` into `slot`; false when it is something else than a T of bounded size.
-template <class T>
-bool take(const Dictionary& configuration, std::string_view key, std::optional<T>& slot) {
-    const auto found = configuration.find(key);
-    if (found == configuration.end() || found->second.isNull()) {
-        return true;
-    }
-    const T* value = found->second.as<T>();
-    if (value == nullptr || value->size() > limits::kFieldMax) {
-        return false;
-    }
-    slot = *value;
-    return true;
+bool isField(const Value& value, bool isData) {
+    const std::string* text = value.as<std::string>();
+    const Data* data = value.as<Data>();
+    return isData ? data != nullptr && data->size() <= limits::kFieldMax
+                  : text != nullptr && text->size() <= limits::kFieldMax;
 }
 
-bool takeTexts(const Dictionary& configuration, std::string_view key,
-               std::optional<std::vector<std::string>>& slot) {
-    const auto found = configuration.find(key);
-    if (found == configuration.end() || found->second.isNull()) {
-        return true;
-    }
-    const Array* values = found->second.as<Array>();
-    if (values == nullptr) {
-        return false;
-    }
-    std::vector<std::string> texts;
-    texts.reserve(std::min(values->size(), limits::kReserveMax));
-    for (const Value& value : *values) {
-        const std::string* text = value.as<std::string>();
-        if (text == nullptr || text->size() > limits::kFieldMax) {
-            return false;
+bool areFields(const Value& value) {
+    const Array* values = value.as<Array>();
+    return values != nullptr && std::all_of(values->begin(), values->end(),
+                                            [](const Value& element) { return isField(element, false); });
+}
+
+/// Whether each value is of its key's kind and fits a record. Keys that nobody knows do not count.
+bool isUsable(const Dictionary& configuration) {
+    return std::all_of(configuration.begin(), configuration.end(), [](const auto& entry) {
+        const auto& [key, value] = entry;
+        if (key == KSWConfigArguments || key == KSWConfigBundleIdentifiers) {
+            return value.isNull() || areFields(value);
         }
-        texts.push_back(*text);
-    }
-    slot = std::move(texts);
-    return true;
+        const bool isData = key == KSWConfigSHA256Checksum;
+        const bool counts =
+            isData || key == KSWConfigLabel || key == KSWConfigExecutablePath || key == KSWConfigBundleProgram;
+        return !counts || value.isNull() || isField(value, isData);
+    });
 }
 
 /// A claim of who has put an item there is believed of the administrator only; whether it is a legacy one is no
@@ -75,22 +65,11 @@ std::optional<URL> itemURL(KSWItemType type, const std::optional<URL>& bundleURL
     if ((type & KSWItemTypeApp) != 0) {
         return bundleURL;
     }
-    return bundleURL && url ? URL::fromString(url->relativeString(), *bundleURL) : url;
+    const bool isInBundle = bundleURL && url && !url->relativePath().starts_with('/');
+    return isInBundle ? URL::fileURL(url->relativePath(), *bundleURL) : url;
 }
 
 }  // namespace
-
-Result<Configuration> readConfiguration(const Dictionary& configuration) {
-    Configuration read;
-    const bool ok = take(configuration, KSWConfigLabel, read.label) &&
-                    take(configuration, KSWConfigExecutablePath, read.executablePath) &&
-                    takeTexts(configuration, KSWConfigArguments, read.arguments) &&
-                    take(configuration, KSWConfigSHA256Checksum, read.sha256);
-    if (!ok) {
-        return invalidParameter();
-    }
-    return read;
-}
 
 Result<LaunchItem> checked(const Subject& subject, const std::optional<URL>& bundleURL, const Caller& caller) {
     LaunchItem item;
@@ -104,18 +83,12 @@ Result<LaunchItem> checked(const Subject& subject, const std::optional<URL>& bun
         item.bundleURL = asDirectory(*bundleURL);
     }
     item.url = itemURL(item.type, item.bundleURL, subject.url);
+    item.uid = subject.uid;
     item.scope = scopeOf(item.type, subject.uid);
-    if (!item.url) {
+    if (!item.url || (subject.configuration && !isUsable(*subject.configuration))) {
         return invalidParameter();
     }
-    if (subject.configuration) {
-        Result<Configuration> configuration = readConfiguration(*subject.configuration);
-        if (!configuration) {
-            return configuration.error();
-        }
-        item.configuration = *std::move(configuration);
-        item.hasConfiguration = true;
-    }
+    item.configuration = subject.configuration;
     return item;
 }
 

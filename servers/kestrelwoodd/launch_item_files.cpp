@@ -1,8 +1,11 @@
+#include <kestrelwood/KSWAttributions.h>
+#include <kestrelwood/KSWErrors.h>
 #include <kestrelwood/KSWFunctions.h>
 
 #include "platform/base/limits.h"
-#include "platform/facts/bookmark.h"
+#include "platform/facts/file_inside.h"
 #include "platform/host/file_facts.h"
+#include "servers/kestrelwoodd/given_item.h"
 #include "servers/kestrelwoodd/launch_item.h"
 #include "servers/kestrelwoodd/reading_as.h"
 
@@ -12,21 +15,6 @@ namespace {
 
 std::optional<std::string> pathOf(const std::optional<URL>& url) {
     return url && url->isFileURL() ? std::optional(url->path()) : std::nullopt;
-}
-
-/// As for everybody, but what is no file has to say what kind of URL it is, so that it cannot pass for the
-/// identifier of another kind of item.
-std::optional<std::string> identifierOfUserItem(const URL& url) {
-    return url.scheme().empty() ? std::nullopt : ItemIdentifierForURLAndType(KSWItemTypeUserItem, url);
-}
-
-/// When a file was changed, in seconds of the reference date; 0 when that cannot be seen.
-double dateOf(const std::optional<std::string>& path) {
-    if (!path || path->empty() || path->front() != '/') {
-        return 0;
-    }
-    Result<host::FileFacts> facts = host::fileFacts(*path);
-    return facts.ok() ? facts->contentModificationDate.secondsSinceReference : 0;
 }
 
 /// An executable that is not named from the root lies in the item's bundle.
@@ -39,51 +27,88 @@ std::optional<std::string> executableOf(const KSWItem& record) {
     return pathOf(URL::fileURL(*path, *record.url()->baseURL()));
 }
 
-Dictionary namesIn(const Configuration& configuration) {
-    Dictionary names;
-    if (configuration.executablePath) {
-        names.emplace(KSWConfigExecutablePath, *configuration.executablePath);
-    }
-    if (configuration.label) {
-        names.emplace(KSWConfigLabel, *configuration.label);
-    }
-    return names;
+bool isApplication(KSWItemType type) {
+    return (type & KSWItemTypeApp) != 0;
 }
 
-std::optional<std::string> nameOf(const LaunchItem& item, const Caller& caller) {
-    const ReadingAs rights(caller);
-    if (!rights.ok()) {
-        return std::nullopt;
-    }
-    return isJob(item.type) ? ItemNameForStewardPlist(namesIn(item.configuration)) : ItemNameForURL(*item.url);
+/// The bundle that the item lies in; absent for one that is a bundle itself, or lies elsewhere.
+std::optional<URL> bundleOf(const LaunchItem& item) {
+    return isApplication(item.type) ? std::nullopt : item.bundleURL;
 }
 
-std::optional<std::string> labelIn(const URL& file) {
-    std::optional<std::string> label = file.isFileURL() ? LabelForStewardPlist(file.absoluteURL()) : std::nullopt;
-    const bool isUsable = label && !label->empty() && label->size() <= limits::kFieldMax;
-    return isUsable ? label : std::nullopt;
+bool canIdentify(KSWItemType type, const std::string& identifier) {
+    return identifier.size() <= limits::kFieldMax && identifierFits(type & KSWItemTypeAll, identifier);
 }
 
-/// A user item and an application are found by their bookmark after they were moved. While there is no file the
-/// bookmark stays that can tell where it went.
-void readBookmark(KSWItem& record) {
-    if (!record.intersectsType(KSWItemTypeUserItem | KSWItemTypeApp) || !record.url()) {
-        return;
+/// What is known of the item's job: what the request says, else what its own file does.
+std::optional<Dictionary> configurationOf(const LaunchItem& item) {
+    if (item.configuration) {
+        return item.configuration;
     }
-    Result<Data> bookmark = facts::makeBookmark(*record.url(), facts::kBookmarkWithoutImplicitScope);
-    if (bookmark) {
-        record.setBookmark(*std::move(bookmark));
-    }
+    const std::optional<Dictionary> job = readPropertyListFile(item.url->absoluteURL());
+    return job ? configurationFromJob(*job) : std::nullopt;
 }
 
-void readPlaces(KSWItem& record, const Caller& caller) {
-    const ReadingAs rights(caller);
-    if (!rights.ok()) {
-        return;
+/// An application is known by what its code is signed with; one that nobody signed by where it lies.
+std::string identifierOfApplication(const URL& bundle) {
+    const std::optional<std::string> identifier = ItemIdentifierForURLAndType(KSWItemTypeApp, bundle);
+    if (identifier && canIdentify(KSWItemTypeApp, *identifier)) {
+        return *identifier;
     }
-    record.setModificationDate(dateOf(pathOf(record.url())));
-    record.setExecutableModificationDate(dateOf(executableOf(record)));
-    readBookmark(record);
+    const Result<std::string> path = host::canonicalPath(bundle.path());
+    const URL place = URL::fileURL(path ? *path : bundle.path(), PathKind::Directory);
+    return *ComposedItemIdentifier(KSWItemTypeApp, place.absoluteString());
+}
+
+void checkDeveloper(KSWItem& item) {
+    const std::string name = item.developerName();
+    item.setDeveloperName(name.empty() ? std::nullopt : usableDeveloperName(name));
+}
+
+ItemPointer applicationAt(const URL& bundle) {
+    ItemPointer application = KSWItem::itemWithType(KSWItemTypeApp, bundle, identifierOfApplication(bundle));
+    application->setDeveloperName(DeveloperNameForURL(bundle));
+    checkDeveloper(*application);
+    application->setFlags(application->flags() | kContainsOnly);
+    return application;
+}
+
+/// Only the administrator can have put a file where device management keeps its own.
+void checkManaged(KSWItem& item, const LaunchItem& asked, const Caller& caller) {
+    const bool isThere = item.modificationDate() != 0;
+    item.setManaged(asked.isManaged || (item.isManaged() && (isThere || caller.isAdministrator())));
+}
+
+ItemFacts factsOfLegacyJob(const LaunchItem& item, const std::string& identifier, Purpose purpose,
+                           const Caller& caller) {
+    std::optional<URL> vouching;
+    const Uid told = purpose == Purpose::Record ? item.uid : kEveryUser;
+    ItemFacts facts{KSWItem::legacyAgentOrDaemonItemWithType(item.type, *item.url, identifier,
+                                                             configurationOf(item), &vouching, told),
+                    vouching ? applicationAt(*vouching) : nullptr};
+    checkManaged(*facts.item, item, caller);
+    return facts;
+}
+
+ItemFacts factsInBundle(const LaunchItem& item, const std::string& identifier) {
+    ItemFacts facts{nullptr, applicationAt(*bundleOf(item))};
+    facts.item = KSWItem::itemWithType(item.type, *item.url, identifier, facts.application);
+    if (isJob(item.type)) {
+        const std::optional<Dictionary> configuration = configurationOf(item);
+        facts.item->setName(ItemNameForStewardPlist(configuration));
+        // The bundle is the container, whichever others vouch for the job.
+        static_cast<void>(facts.item->setPropertiesWithKSWConfig(configuration));
+    } else {
+        facts.item->setDeveloperName(DeveloperNameForURL(facts::fileOfItem(*item.url, bundleOf(item))));
+    }
+    facts.item->setContainer(nullptr);
+    return facts;
+}
+
+ItemFacts factsOfFile(const LaunchItem& item, const std::string& identifier) {
+    ItemFacts facts{KSWItem::itemWithType(item.type, *item.url, identifier), nullptr};
+    facts.item->setDeveloperName(DeveloperNameForURL(item.url));
+    return facts;
 }
 
 }  // namespace
@@ -93,43 +118,43 @@ std::optional<std::string> codeOf(const KSWItem& record) {
     return path && path->starts_with('/') ? path : std::nullopt;
 }
 
-std::optional<std::string> identify(LaunchItem& item, const Caller& caller) {
-    const bool isUserItem = (item.type & KSWItemTypeUserItem) != 0;
-    if (!isUserItem && !isJob(item.type)) {
-        item.maker = makerOf(pathOf(item.url), caller);
-        return ComposedItemIdentifier(item.type, item.maker->signingIdentifier);
-    }
-    if (!isUserItem && item.configuration.label && !item.configuration.label->empty()) {
-        return ComposedItemIdentifier(item.type, item.configuration.label);
-    }
-    const ReadingAs rights(caller);
-    if (!rights.ok()) {
+std::optional<std::string> identify(const LaunchItem& item, const Caller& caller) {
+    const bool isLabelled =
+        isJob(item.type) && item.configuration && find<std::string>(*item.configuration, KSWConfigLabel) != nullptr;
+    // A label is found without a look at any file.
+    std::optional<ReadingAs> rights;
+    if (!isLabelled && !rights.emplace(caller).ok()) {
         return std::nullopt;
     }
-    return isUserItem ? identifierOfUserItem(*item.url) : ComposedItemIdentifier(item.type, labelIn(*item.url));
+    std::optional<std::string> identifier = ItemIdentifierWithRegistrationInfo(
+        item.type, item.bundleURL, isApplication(item.type) ? std::nullopt : item.url, item.configuration);
+    return identifier && canIdentify(item.type, *identifier) ? std::move(identifier) : std::nullopt;
 }
 
-ItemPointer recordOf(const LaunchItem& item, const std::string& identifier, FileDates dates, const Caller& caller) {
-    ItemPointer record = bareItem(item.type, identifier);
-    record->setUrl(item.url);
-    record->setName(nameOf(item, caller));
-    record->setExecutablePath(item.configuration.executablePath);
-    record->setProgramArguments(item.configuration.arguments);
-    record->setSha256(item.configuration.sha256);
-    if (dates == FileDates::Read) {
-        readPlaces(*record, caller);
+Result<ItemFacts> factsOf(const LaunchItem& item, const std::string& identifier, Purpose purpose,
+                          const Caller& caller) {
+    const ReadingAs rights(caller);
+    if (!rights.ok()) {
+        return KSWErrorWithCode(KSWErrorGeneric);
     }
-    if (item.maker) {
-        takeMaker(*record, *item.maker);
-    } else {
-        readMaker(*record, caller);
+    if (bundleOf(item) && !facts::fileOfItem(*item.url, bundleOf(item))) {
+        return KSWErrorWithCode(KSWErrorInvalidParameter);
     }
-    return record;
+    const bool isLegacyJob = isJob(item.type) && (item.type & KSWItemTypeLegacyBit) != 0;
+    ItemFacts facts = isLegacyJob      ? factsOfLegacyJob(item, identifier, purpose, caller)
+                      : bundleOf(item) ? factsInBundle(item, identifier)
+                                       : factsOfFile(item, identifier);
+    checkDeveloper(*facts.item);
+    return facts;
 }
 
-void readFiles(KSWItem& record, const Caller& caller) {
-    readPlaces(record, caller);
-    readMaker(record, caller);
+ItemPointer applicationAround(const KSWItem& item, const Caller& caller) {
+    const bool canContain = item.intersectsType(KSWItemTypeAll & ~(KSWItemTypeUserItem | KSWItemTypeApp));
+    const URL* bundle = canContain && !item.isLegacy() && item.url() ? item.url()->baseURL() : nullptr;
+    const ReadingAs rights(caller);
+    const bool isInside = bundle != nullptr && rights.ok() && bundle->isFileURL() &&
+                          facts::fileOfItem(*item.url(), *bundle).has_value();
+    return isInside ? applicationAt(*bundle) : nullptr;
 }
 
 void readMaker(KSWItem& record, const Caller& caller) {

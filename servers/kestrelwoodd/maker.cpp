@@ -22,12 +22,6 @@ bool hasControlCharacter(std::string_view text) {
     return std::any_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; });
 }
 
-/// The name if a developer's record can be known by it.
-Text asDeveloper(Text name) {
-    const bool isUsable = name && !hasControlCharacter(*name) && !canIdentifyAnItem(*name);
-    return isUsable ? std::move(name) : std::nullopt;
-}
-
 /// The code, open; absent when the caller may not read it, or it cannot be opened.
 std::optional<facts::StaticCode> openCode(const std::string& path, const Caller& caller) {
     const ReadingAs rights(caller);
@@ -39,6 +33,12 @@ std::optional<facts::StaticCode> openCode(const std::string& path, const Caller&
 }
 
 }  // namespace
+
+Text usableDeveloperName(Text name) {
+    name = fitting(std::move(name));
+    const bool isUsable = name && !hasControlCharacter(*name) && !canIdentifyAnItem(*name);
+    return isUsable ? std::move(name) : std::nullopt;
+}
 
 Maker makerOf(const std::optional<std::string>& path, const Caller& caller) {
     const std::optional<facts::StaticCode> code = path ? openCode(*path, caller) : std::nullopt;
@@ -62,7 +62,7 @@ Maker makerOf(const std::optional<std::string>& path, const Caller& caller) {
             facts.teamIdentifier(),
             fitting(facts.designatedRequirement()),
             facts.lightweightCodeRequirement(),
-            asDeveloper(fitting(facts.developerName())),
+            usableDeveloperName(facts.developerName()),
             facts.isSandboxed()};
 }
 

@@ -24,6 +24,9 @@ struct Maker {
     bool isSandboxed = false;
 };
 
+/// The name if a record can hold it and a developer's record can be known by it.
+std::optional<std::string> usableDeveloperName(std::optional<std::string> name);
+
 /// The maker of the code at the path: a program, a script or an application. The file is opened with the caller's
 /// rights; whom the host trusts is the daemon's to look up. Blocks while the code is read and hashed; what has been
 /// looked at before and is as it was costs next to nothing.

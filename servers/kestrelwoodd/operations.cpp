@@ -4,6 +4,8 @@
 
 #include "platform/host/sys.h"
 #include "servers/kestrelwoodd/bundle_of_process.h"
+#include "servers/kestrelwoodd/changed_files.h"
+#include "servers/kestrelwoodd/log.h"
 #include "servers/kestrelwoodd/making_answers.h"
 #include "servers/kestrelwoodd/reading_as.h"
 
@@ -89,11 +91,13 @@ Found Operations::find(const LaunchItem& item, const std::string& identifier) co
 
 Answer Operations::enter(const Subject& subject, const Caller& caller) {
     const Result<Named> named = namedItemOf(subject, caller, KSWErrorInvalidParameter);
-    if (!named) {
-        return failure(named.error().code());
-    }
-    const auto& [item, identifier] = *named;
-    return answerOf(registry_.enter(item.scope, recordOf(item, identifier, FileDates::Read, caller)));
+    return named ? enterItem(named->item, named->identifier, caller) : failure(named.error().code());
+}
+
+Answer Operations::enterItem(const LaunchItem& item, const std::string& identifier, const Caller& caller) {
+    const Result<ItemFacts> facts = factsOf(item, identifier, Purpose::Record, caller);
+    return facts ? answerOf(registry_.enter(item.scope, facts->item, facts->application))
+                 : failure(facts.error().code());
 }
 
 Answer Operations::enterQuietly(const Subject& subject, const Caller& caller) {
@@ -129,12 +133,37 @@ Answer Operations::refresh(const Subject& subject, const Caller& caller) {
     if (current.item == nullptr) {
         return failure(current.isDamaged ? KSWErrorGeneric : KSWErrorRecordNotFound);
     }
-    if (item.hasConfiguration) {
-        return answerOf(registry_.refresh(item.scope, recordOf(item, identifier, FileDates::Read, caller)));
+    const std::optional<LaunchItem> asked = item.configuration ? std::optional(item) : std::nullopt;
+    return refreshed(current, asked ? asked : recordedItem(*current.item, item.scope, caller), caller);
+}
+
+Answer Operations::refreshed(const Found& current, const std::optional<LaunchItem>& item, const Caller& caller) {
+    if (!item) {
+        return answerOf(current);
     }
-    const ItemPointer facts = copyOfRecord(*current.item);
-    readFiles(*facts, caller);
-    return answerOf(registry_.refresh(item.scope, facts));
+    const Result<ItemFacts> facts = factsOf(*item, *current.item->identifier(), Purpose::Answer, caller);
+    if (facts) {
+        facts->item->setFlags(facts->item->flags() | (current.item->flags() & kContainsOnly));
+    }
+    return facts ? answerOf(registry_.refresh(current.uid, facts->item, facts->application))
+                 : failure(facts.error().code());
+}
+
+void Operations::follow(Found& found, Answer& told) {
+    const bool isFresh = found.judgement != nullptr && found.judgement->at(clock_.monotonic());
+    const Caller owner = ownerOf(found.uid);
+    if (found.item == nullptr || isFresh || !haveFilesChanged(*found.item, owner)) {
+        return;
+    }
+    Answer renewed = refreshed(found, recordedItem(*found.item, found.uid, owner), owner);
+    if (renewed.code != KSWErrorNone) {
+        logError("the files of \"" + *found.item->identifier() +
+                 "\" have changed, and its record could not: code " + std::to_string(renewed.code));
+        return;
+    }
+    found = registry_.records().find(found.uid, *found.item->identifier());
+    told.changes = std::move(renewed.changes);
+    told.replaced = std::move(renewed.replaced);
 }
 
 Answer Operations::fetch(const Subject& subject, const Caller& caller) {
@@ -142,11 +171,16 @@ Answer Operations::fetch(const Subject& subject, const Caller& caller) {
     if (!named) {
         return failure(named.error().code());
     }
-    const auto& [item, identifier] = *named;
-    return answerOf(find(item, identifier));
+    Answer told;
+    Found found = find(named->item, named->identifier);
+    follow(found, told);
+    Answer answer = answerOf(std::move(found));
+    answer.changes = std::move(told.changes);
+    answer.replaced = std::move(told.replaced);
+    return answer;
 }
 
-Result<Found> Operations::recordedOrExpected(const Subject& subject, const Caller& caller) const {
+Result<Found> Operations::recordedOrExpected(const Subject& subject, const Caller& caller, Answer& told) {
     const Result<Named> named = namedItemOf(subject, caller, KSWErrorInvalidParameter);
     if (!named) {
         return named.error();
@@ -156,9 +190,13 @@ Result<Found> Operations::recordedOrExpected(const Subject& subject, const Calle
     if (found.isDamaged) {
         return KSWErrorWithCode(KSWErrorGeneric);
     }
+    follow(found, told);
     if (found.item == nullptr) {
-        Result<ItemPointer> expected =
-            registry_.asIfEntered(item.scope, recordOf(item, identifier, FileDates::LeftOut, caller));
+        const Result<ItemFacts> facts = factsOf(item, identifier, Purpose::Answer, caller);
+        if (!facts) {
+            return facts.error();
+        }
+        Result<ItemPointer> expected = registry_.asIfEntered(item.scope, facts->item, facts->application);
         if (!expected) {
             return expected.error();
         }
@@ -190,16 +228,19 @@ std::optional<KSWDisposition> Operations::judged(const Found& found, const Calle
 }
 
 Answer Operations::storedDisposition(const Subject& subject, const Caller& caller) {
-    Result<Found> found = recordedOrExpected(subject, caller);
+    Answer answer;
+    Result<Found> found = recordedOrExpected(subject, caller, answer);
     if (!found) {
         return failure(found.error().code());
     }
-    const KSWDisposition disposition = found->item->disposition();
-    return {KSWErrorNone, std::move(found->item), disposition, std::nullopt};
+    answer.disposition = found->item->disposition();
+    answer.item = std::move(found->item);
+    return answer;
 }
 
 Answer Operations::effectiveDisposition(const Subject& subject, const Caller& caller) {
-    Result<Found> found = recordedOrExpected(subject, caller);
+    Answer answer;
+    Result<Found> found = recordedOrExpected(subject, caller, answer);
     if (!found) {
         return failure(found.error().code());
     }
@@ -207,8 +248,10 @@ Answer Operations::effectiveDisposition(const Subject& subject, const Caller& ca
     if (!disposition) {
         return failure(KSWErrorGeneric);
     }
-    std::optional<Data> requirement = found->item->lightweightRequirement();
-    return {KSWErrorNone, std::move(found->item), *disposition, std::move(requirement)};
+    answer.disposition = *disposition;
+    answer.requirement = found->item->lightweightRequirement();
+    answer.item = std::move(found->item);
+    return answer;
 }
 
 Answer Operations::listUsers(const Caller& caller) {

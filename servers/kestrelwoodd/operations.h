@@ -54,11 +54,16 @@ public:
 
     /// Records the item, or brings its record up to date: 0, -96 or -93, with the item.
     Answer enter(const Subject& subject, const Caller& caller);
+    /// The same for an item that has been checked and identified.
+    Answer enterItem(const LaunchItem& item, const std::string& identifier, const Caller& caller);
     /// The same for those who know success as 0 only.
     Answer enterQuietly(const Subject& subject, const Caller& caller);
     /// Removes the record.
     Answer remove(const Subject& subject, const Caller& caller);
     /// Takes the facts of a recorded item anew.
+    ///
+    /// Whoever asks about a recorded item, below, has its facts taken anew when the dates of its files show that
+    /// they have changed. That is looked for once a second.
     Answer refresh(const Subject& subject, const Caller& caller);
     /// The record.
     Answer fetch(const Subject& subject, const Caller& caller);
@@ -101,8 +106,12 @@ private:
     /// The item with its identifier; `codeWithout` as the error's code when it has none.
     Result<Named> namedItemOf(const Subject& subject, const Caller& caller, std::int64_t codeWithout) const;
     Found find(const LaunchItem& item, const std::string& identifier) const;
-    /// The record, or what it would be. Error: a code of KSWErrors.h.
-    Result<Found> recordedOrExpected(const Subject& subject, const Caller& caller) const;
+    /// The record, or what it would be; `told` receives what has changed. Error: a code of KSWErrors.h.
+    Result<Found> recordedOrExpected(const Subject& subject, const Caller& caller, Answer& told);
+    /// Takes a record's facts from the item; as they are without one.
+    Answer refreshed(const Found& current, const std::optional<LaunchItem>& item, const Caller& caller);
+    /// Has a record say what its files do when those have changed; `told` receives what has changed with that.
+    void follow(Found& found, Answer& told);
     /// The disposition in force; absent when the rights to look for the item's file are not to be had.
     std::optional<KSWDisposition> judged(const Found& found, const Caller& caller) const;
 

@@ -16,6 +16,10 @@ using ItemPointer = std::shared_ptr<KSWItem>;
 /// UUID, of which a rebuilt family has no need.
 ItemPointer bareItem(KSWItemType type, std::string identifier);
 
+/// Flag of an application's record that is there for what the application contains, and goes with the last of that,
+/// since nobody has registered the application itself. The daemon's own: no client sets or clears it.
+inline constexpr KSWItemFlags kContainsOnly = KSWItemFlags{1} << 32U;
+
 /// Whether items of this type are described by a job file and known by its label.
 constexpr bool isJob(KSWItemType type) {
     return (type & (KSWItemTypeAgent | KSWItemTypeDaemon)) != 0;

@@ -53,7 +53,8 @@ Answer Operations::add(const RecordRequest<ItemPointer>& request) {
     }
     const ItemPointer record = newRecordOf(*item);
     readMaker(*record, request.caller);
-    return answerOf(registry_.insert(scopeOf(item->type(), request.uid), record, reachOf(request.caller)));
+    return answerOf(registry_.insert(scopeOf(item->type(), request.uid), record, reachOf(request.caller),
+                                     applicationAround(*record, request.caller)));
 }
 
 Answer Operations::updateItem(const RecordRequest<ItemPointer>& request) {

@@ -1,5 +1,8 @@
 #include "servers/kestrelwoodd/registry.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "servers/kestrelwoodd/item_facts.h"
 #include "servers/kestrelwoodd/user_names.h"
 
@@ -28,69 +31,117 @@ KSWDisposition initialDisposition(KSWItemType type, const KSWItem* container, Hi
     return isVouchedFor ? kBoth : KSWDispositionEnabled;
 }
 
-bool Registry::isUpToDate(const KSWItem& record, const KSWItem& facts) {
-    return haveSameFacts(record, facts) && isInItsPlace(record, facts);
+bool Registry::isUpToDate(const KSWItem& record, const KSWItem& facts, const ItemPointer& application) {
+    return haveSameFacts(record, facts) && isInItsPlace(record, facts, application);
 }
 
-Outcome Registry::enter(Uid uid, const ItemPointer& item) {
+Outcome Registry::after(Outcome told, Outcome outcome) {
+    std::move(outcome.changes.begin(), outcome.changes.end(), std::back_inserter(told.changes));
+    std::move(outcome.replaced.begin(), outcome.replaced.end(), std::back_inserter(told.replaced));
+    told.code = outcome.code;
+    told.item = std::move(outcome.item);
+    return told;
+}
+
+Status Registry::settle(Uid uid, const ItemPointer& application, Outcome& told) {
+    const Found found = application == nullptr ? Found() : index_.find(uid, *application->identifier());
+    if (found.item == nullptr || !isOfKind(*found.item, *application) ||
+        isUpToDate(*found.item, *application, nullptr)) {
+        return {};
+    }
+    told = after(std::move(told), takeFactsAnew(uid, found.item, application, nullptr));
+    return told.code == KSWErrorNone ? Status() : Status(KSWErrorWithCode(told.code));
+}
+
+Outcome Registry::enter(Uid uid, const ItemPointer& item, const ItemPointer& application) {
     const std::lock_guard one(writing_);
+    Outcome told;
+    if (const Status settled = settle(uid, application, told); !settled) {
+        return {settled.error().code()};
+    }
     const Found current = index_.find(uid, *item->identifier());
     if (current.isDamaged) {
-        return {KSWErrorGeneric};
+        return after(std::move(told), {KSWErrorGeneric});
     }
     if (current.item == nullptr) {
-        const Result<ItemPointer> developer = developerFor(uid, *item);
-        if (!developer) {
-            return {developer.error().code()};
+        const Result<Place> place = placeFor(uid, *item, application);
+        if (!place) {
+            return after(std::move(told), {place.error().code()});
         }
         item->setUuid(UUID::random());
-        item->setDisposition(initialDisposition(item->type(), developer->get(), history_));
-        return add(uid, item, *developer);
+        item->setDisposition(initialDisposition(item->type(), place->voucherFor(*item), history_));
+        return after(std::move(told), add(uid, item, *place));
     }
     if (!isOfKind(*current.item, *item)) {
-        return {KSWErrorInvalidParameter};
+        return after(std::move(told), {KSWErrorInvalidParameter});
     }
-    if (isUpToDate(*current.item, *item)) {
-        return {KSWErrorRecordExists, current.item};
+    if (isUpToDate(*current.item, *item, application)) {
+        return after(std::move(told), {KSWErrorRecordExists, current.item});
     }
-    Outcome updated = takeFactsAnew(uid, current.item, item);
+    Outcome updated = takeFactsAnew(uid, current.item, item, application);
     updated.code = updated.code == KSWErrorNone ? KSWErrorRecordUpdated : updated.code;
-    return updated;
+    return after(std::move(told), std::move(updated));
 }
 
-Outcome Registry::refresh(Uid uid, const ItemPointer& item) {
+Outcome Registry::refresh(Uid uid, const ItemPointer& item, const ItemPointer& application) {
     const std::lock_guard one(writing_);
-    const Found current = index_.find(uid, *item->identifier());
+    Found current = index_.find(uid, *item->identifier());
     if (current.isDamaged) {
         return {KSWErrorGeneric};
     }
     if (current.item == nullptr || !isOfKind(*current.item, *item)) {
         return {KSWErrorRecordNotFound};
     }
-    if (isUpToDate(*current.item, *item)) {
-        return {KSWErrorNone, current.item};
+    Outcome told;
+    if (const Status settled = settle(uid, application, told); !settled) {
+        return {settled.error().code()};
     }
-    return takeFactsAnew(uid, current.item, item);
+    // It may stand in another family by now.
+    current = index_.find(uid, *item->identifier());
+    if (isUpToDate(*current.item, *item, application)) {
+        return after(std::move(told), {KSWErrorNone, current.item});
+    }
+    return after(std::move(told), takeFactsAnew(uid, current.item, item, application));
 }
 
-Outcome Registry::insert(Uid uid, const ItemPointer& item, Reach reach) {
+Outcome Registry::insert(Uid uid, const ItemPointer& item, Reach reach, const ItemPointer& application) {
     const std::lock_guard one(writing_);
     const Found current = index_.find(uid, *item->identifier());
     if (current.isDamaged) {
         return {KSWErrorGeneric};
     }
     if (current.item != nullptr) {
-        return {KSWErrorRecordExists, current.item};
+        return nameExisting(uid, current.item, *item);
     }
     if (index_.hasRecord(*item->uuid())) {
         return {KSWErrorInvalidParameter};
     }
-    const Result<ItemPointer> developer = developerFor(uid, *item);
-    if (!developer) {
-        return {developer.error().code()};
+    Outcome told;
+    if (const Status settled = settle(uid, application, told); !settled) {
+        return {settled.error().code()};
+    }
+    const Result<Place> place = placeFor(uid, *item, application);
+    if (!place) {
+        return after(std::move(told), {place.error().code()});
     }
     holdBack(*item, nullptr, reach);
-    return add(uid, item, *developer);
+    return after(std::move(told), add(uid, item, *place));
+}
+
+Outcome Registry::nameExisting(Uid uid, const ItemPointer& record, const KSWItem& given) {
+    Outcome outcome{KSWErrorRecordExists, record};
+    if ((record->flags() & kContainsOnly) == 0 || !isOfKind(*record, given)) {
+        return outcome;
+    }
+    const ItemPointer named = copyOfRecord(*record);
+    named->setFlags(record->flags() & ~kContainsOnly);
+    named->setGeneration(nextGeneration(record->generation()));
+    Outcome replaced = replace({{uid, record, named}});
+    if (replaced.code == KSWErrorNone) {
+        replaced.code = KSWErrorRecordExists;
+        replaced.item = index_.find(uid, *named->identifier()).item;
+    }
+    return replaced;
 }
 
 void Registry::holdBack(KSWItem& item, const KSWItem* former, Reach reach) const {
@@ -100,11 +151,12 @@ void Registry::holdBack(KSWItem& item, const KSWItem* former, Reach reach) const
     }
 }
 
-Outcome Registry::add(Uid uid, const ItemPointer& item, const ItemPointer& developer) {
+Outcome Registry::add(Uid uid, const ItemPointer& item, const Place& place) {
     item->setGeneration(0);
+    forbidWith(place.developer.get(), *item);
     Edit edit;
     nameUser(edit, uid);
-    if (!hang(edit, uid, item, developer)) {
+    if (!hang(edit, uid, item, place)) {
         return {KSWErrorInvalidParameter};
     }
     Outcome outcome = commit(edit);
@@ -114,12 +166,12 @@ Outcome Registry::add(Uid uid, const ItemPointer& item, const ItemPointer& devel
     return outcome;
 }
 
-Outcome Registry::takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item) {
+Outcome Registry::takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item,
+                                const ItemPointer& application) {
     const ItemPointer updated = copyOfRecord(*current);
     takeFacts(*updated, *item);
     updated->setGeneration(nextGeneration(current->generation()));
-    Outcome outcome =
-        isInItsPlace(*current, *updated) ? replace({{uid, current, updated}}) : move(uid, current, updated);
+    Outcome outcome = change(uid, current, updated, application);
     if (outcome.code == KSWErrorNone) {
         outcome.item = index_.find(uid, *updated->identifier()).item;
     }

@@ -64,27 +64,31 @@ public:
     const RecordIndex& records() const { return index_; }
     History history() const { return history_; }
 
-    /// Registers an item of these facts for a user, under the developer that they name: 0 and the new record, -96
-    /// and the one that was there with the same facts, -93 and the one that has them now. Its disposition stays as
-    /// it was; but when its code is another developer's now, it hangs under that one and starts as a new item of
-    /// his, with what was disabled or not allowed left so. `item` has no relatives and is the registry's from now
-    /// on; it gets its UUID here.
-    Outcome enter(Uid uid, const ItemPointer& item);
+    // An item hangs under the developer whom it names; one that belongs to an application, under that, whose record
+    // is made or brought up to date with these facts and hangs under the developer whom they name. `item` has no
+    // relatives and is the registry's from now on, `application` is null for an item that belongs to none.
+
+    /// Registers an item of these facts for a user: 0 and the new record, -96 and the one that was there with the
+    /// same facts, -93 and the one that has them now. Its disposition stays as it was; but when its code is another
+    /// developer's now, it starts as a new item of his, with what was disabled or not allowed left so. It gets its
+    /// UUID here.
+    Outcome enter(Uid uid, const ItemPointer& item, const ItemPointer& application = nullptr);
     /// The item as it would stand after it was entered for the first time; it is stored nowhere. Owns its parent.
-    /// Error: KSWErrorGeneric, when its developer's record is damaged.
-    Result<ItemPointer> asIfEntered(Uid uid, const ItemPointer& item) const;
+    /// Error: KSWErrorGeneric, when its developer's or application's record is damaged.
+    Result<ItemPointer> asIfEntered(Uid uid, const ItemPointer& item,
+                                    const ItemPointer& application = nullptr) const;
     /// Brings the facts of a record up to date, as `enter` does, for one that is there: 0 and the record. -95
     /// when there is none.
-    Outcome refresh(Uid uid, const ItemPointer& item);
-    /// Records a new item as it is, but for its generation, under the developer that it names: 0, -96 when the user
-    /// has one of its identifier, -98 when there is one of its UUID. `item` has no relatives and is the
-    /// registry's from now on.
-    Outcome insert(Uid uid, const ItemPointer& item, Reach reach);
+    Outcome refresh(Uid uid, const ItemPointer& item, const ItemPointer& application = nullptr);
+    /// Records a new item as it is, but for its generation: 0, -96 when the user has one of its identifier, -98
+    /// when there is one of its UUID.
+    Outcome insert(Uid uid, const ItemPointer& item, Reach reach, const ItemPointer& application = nullptr);
     /// Puts these in the place of the records that have their UUIDs, the user's or the system's, all of them or
     /// none: -93, and their generations are one higher. Refused: -95 for an unknown one, -98 for one that is not of
     /// the record's kind and identifier, and for one among several that names another developer than it hangs
     /// under, -94 for one of another generation. A single one that does so moves, as `enter` does it, and nothing
-    /// comes back that it has disabled or not allowed. No two have the same UUID.
+    /// comes back that it has disabled or not allowed. No two have the same UUID. With a known developer all of his
+    /// applications are allowed or disallowed that are not among them.
     Outcome update(Uid uid, const std::vector<GivenUpdate>& updates, Reach reach);
     /// Removes a record of the user: 0, -95 when there is none, -98 when others hang under it.
     Outcome remove(Uid uid, const std::string& identifier);
@@ -142,25 +146,70 @@ private:
     /// Once records have been lost only who reaches the system's may allow an item.
     void holdBack(KSWItem& item, const KSWItem* former, Reach reach) const;
 
+    /// Where an item hangs, or is to hang.
+    struct Place {
+        ItemPointer developer;       ///< The record; null when it is to be made.
+        ItemPointer application;     ///< The record; null when there is none, or it is to be made.
+        ItemPointer newApplication;  ///< To be made; has its UUID and disposition.
+
+        /// The container whose approval may stand for a new daemon of these facts; null for none.
+        const KSWItem* voucherFor(const KSWItem& item) const;
+    };
+    /// How a record leaves its family.
+    struct Departure {
+        ItemPointer root;                  ///< Of the family that it leaves; null when nothing of that remains.
+        std::string taken;                 ///< The identifier of what is taken out of that.
+        std::vector<ItemPointer> emptied;  ///< The containers that go with it, the inner first.
+    };
+
     /// The record of the item's developer; null when there is none yet. Error: KSWErrorGeneric, when nobody can say
     /// what it holds.
     Result<ItemPointer> developerFor(Uid uid, const KSWItem& item) const;
+    /// Where an item of these facts belongs. Error: as above, for the application too.
+    Result<Place> placeFor(Uid uid, const KSWItem& item, const ItemPointer& application) const;
+    ItemPointer newApplicationOf(const KSWItem& facts, const KSWItem* developer) const;
+    /// Takes the approval from an application that comes under a developer who is forbidden: what it contains is
+    /// judged by the application.
+    static void forbidWith(const KSWItem* developer, KSWItem& item);
 
     // One at a time.
-    Outcome add(Uid uid, const ItemPointer& item, const ItemPointer& developer);
-    Outcome takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item);
-    /// Puts `updated` in the record's place, with all below it, under its own developer. What it has disabled, or
-    /// not allowed and the record has, stays so.
-    Outcome move(Uid uid, const ItemPointer& current, const ItemPointer& updated);
-    /// Hangs an item under its developer, whose record is made when there is none yet. False when no row can be
-    /// made.
-    [[nodiscard]] static bool hang(Edit& edit, Uid uid, const ItemPointer& item, const ItemPointer& developer);
-    /// Takes a record out of its family, and the developer that is left without items out of the store. The record
-    /// itself stays there. Null for a damaged one.
-    void takeOut(Edit& edit, Uid uid, const std::string& identifier, const ItemPointer& record) const;
-    /// Whether a record hangs under the developer whom these facts name, or under what is no developer at all.
-    static bool isInItsPlace(const KSWItem& record, const KSWItem& facts);
-    static bool isUpToDate(const KSWItem& record, const KSWItem& facts);
+    Outcome add(Uid uid, const ItemPointer& item, const Place& place);
+    /// What `insert` answers for an item that has a record. An application's stays from then on when what it
+    /// contains has gone.
+    Outcome nameExisting(Uid uid, const ItemPointer& record, const KSWItem& given);
+    /// Brings the application's record up to date when there is one; adds to `told` what has changed.
+    Status settle(Uid uid, const ItemPointer& application, Outcome& told);
+    /// The outcome, with what was told before.
+    static Outcome after(Outcome told, Outcome outcome);
+    Outcome takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item,
+                          const ItemPointer& application);
+    /// Puts `updated` in the record's place, or in the one where it belongs now, with all below it.
+    Outcome change(Uid uid, const ItemPointer& current, const ItemPointer& updated, const ItemPointer& application);
+    /// Puts `updated` where it belongs now, with all below it. What it has disabled, or not allowed and the record
+    /// has, stays so.
+    Outcome move(Uid uid, const ItemPointer& current, const ItemPointer& updated, const ItemPointer& application);
+    /// Hangs an item in its place, with the records that are to be made for that. `former` is how it leaves the
+    /// place that it had. False when no row can be made.
+    [[nodiscard]] static bool hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& place,
+                                   const Departure* former = nullptr);
+    /// Null for a damaged record. Of the containers that are left without items those go that nothing keeps; all
+    /// from `kept` outward stay.
+    Departure departureOf(Uid uid, const std::string& identifier, const ItemPointer& record,
+                          const KSWItem* kept = nullptr) const;
+    /// Takes a record out of its family, and the containers that go with it out of the store. The record itself
+    /// stays there.
+    static void takeOut(Edit& edit, Uid uid, const Departure& departure);
+    /// Whether a record hangs where these facts belong, or under what is neither developer nor application.
+    static bool isInItsPlace(const KSWItem& record, const KSWItem& facts, const ItemPointer& application);
+    static bool isUpToDate(const KSWItem& record, const KSWItem& facts, const ItemPointer& application);
+    /// Whether an update leaves a record where it hangs, and with what was decided of it.
+    static bool staysWhereItIs(const KSWItem& record, const KSWItem& updated);
+    /// The application that a record belongs to after an update; null for none. One that vouches for a job does so
+    /// for what its own developer has made only.
+    static ItemPointer applicationOf(const KSWItem& record, const KSWItem& updated);
+    /// With the applications of the developers who are allowed or disallowed: an application's items are judged by
+    /// that, and not by its developer's record.
+    static std::vector<Replacement> withApplications(std::vector<Replacement> replacements);
     /// What is to be replaced by the updates. Error: a code of KSWErrors.h.
     Result<std::vector<Replacement>> replacementsFor(Uid uid, const std::vector<GivenUpdate>& updates,
                                                      Reach reach) const;
@@ -168,9 +217,9 @@ private:
     template <class Key>
     Outcome removeFound(Uid uid, const Key& key, Reach reach);
     Outcome removeRecord(Uid uid, const std::string& identifier, const Found& found);
-    /// The developer's record above this one, when nothing keeps it once this record has gone; null otherwise. A
-    /// damaged record (null) may have hung under the unknown one.
-    ItemPointer emptiedDeveloper(Uid uid, const std::string& identifier, const ItemPointer& record) const;
+    /// Whether nothing keeps the container once the one item `taken` has gone, for the sake of the record of this
+    /// identifier.
+    bool goesWith(Uid uid, const KSWItem& container, const std::string& taken, const std::string& identifier) const;
     /// Carries the change out on disk and then in memory, if its users' shares allow it; no item in the outcome.
     Outcome commit(const Edit& edit);
     bool fits(const Change& change) const;

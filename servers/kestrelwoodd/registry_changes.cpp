@@ -40,14 +40,16 @@ Outcome Registry::update(Uid uid, const std::vector<GivenUpdate>& updates, Reach
     }
     const bool isInPlace =
         std::all_of(replacements->begin(), replacements->end(), [](const Replacement& replacement) {
-            return !replacement.isOfOtherCode || isInItsPlace(*replacement.record, *replacement.item);
+            return !replacement.isOfOtherCode || staysWhereItIs(*replacement.record, *replacement.item);
         });
     // Who moves a record to other code does that by itself: together with others it could leave none in its place.
     if (!isInPlace && replacements->size() != 1) {
         return {KSWErrorInvalidParameter};
     }
     const Replacement& first = replacements->front();
-    Outcome outcome = isInPlace ? replace(*replacements) : move(first.uid, first.record, first.item);
+    Outcome outcome = isInPlace
+                          ? replace(withApplications(*replacements))
+                          : change(first.uid, first.record, first.item, applicationOf(*first.record, *first.item));
     outcome.code = outcome.code == KSWErrorNone ? KSWErrorRecordUpdated : outcome.code;
     return outcome;
 }
@@ -147,7 +149,7 @@ Outcome Registry::removeRecord(Uid uid, const std::string& identifier, const Fou
     Edit edit;
     // Of a damaged record nobody can say which kind it was.
     edit.remove(uid, identifier, found.item == nullptr ? KSWItemTypeAll : found.item->type());
-    takeOut(edit, uid, identifier, found.item);
+    takeOut(edit, uid, departureOf(uid, identifier, found.item));
     if (found.item != nullptr) {
         edit.publications.back().dropped.emplace_back(identifier, *found.item->uuid());
     }

@@ -169,7 +169,10 @@ TEST_F(ASignedItem, ThatIsALoginItemIsKnownByTheHelperInItsApplication) {
     EXPECT_EQ(answer.item->name(), "Helper");
     EXPECT_EQ(answer.item->bundleIdentifier(), "com.example.helper");
     EXPECT_EQ(answer.item->url()->relativePath(), helper);
-    EXPECT_EQ(developerOf(answer), "Example Org");
+    EXPECT_EQ(answer.item->developerName(), "Example Org");
+    // Nobody has signed the application.
+    EXPECT_EQ(answer.item->container()->url(), URL::fileURL(files_.at("My.app"), PathKind::Directory));
+    EXPECT_EQ(answer.item->container()->container()->identifier(), "Unknown Developer");
     std::filesystem::remove_all(files_.at("My.app"));
     EXPECT_EQ(daemon_
                   .ask(&Operations::remove, owner_, KSWItemTypeLoginItem, URL::fileURL(files_.at("My.app")),

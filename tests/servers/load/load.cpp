@@ -101,6 +101,7 @@ std::vector<daemon::ItemRow> rowsOfJobs(Uid uid, int count) {
         item->setUrl(jobURLOf(number));
         item->setName(labelOf(number));
         item->setExecutablePath("/usr/bin/env");
+        item->_setExecutableModificationDateFromURL(URL::fileURL("/usr/bin/env"));
         item->setLightweightRequirement(constraintOf(number));
         item->setDisposition(KSWDispositionEnabled | KSWDispositionAllowed);
         item->_setContainer(developer);

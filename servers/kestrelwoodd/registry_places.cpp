@@ -1,0 +1,223 @@
+// Where items hang: under which container, how they come there, and how they leave it.
+#include <kestrelwood/KSWErrors.h>
+
+#include "model/item/item_disposition.h"
+#include "servers/kestrelwoodd/registry.h"
+
+namespace ksw::daemon {
+
+namespace {
+
+bool isDeveloper(const KSWItem& item) {
+    return item.intersectsType(KSWItemTypeDeveloper);
+}
+
+bool isApplication(const KSWItem& item) {
+    return item.intersectsType(KSWItemTypeApp);
+}
+
+bool isOfOneDeveloper(const KSWItem& item, const KSWItem& other) {
+    return developerIdentifierOf(item) == developerIdentifierOf(other);
+}
+
+/// What an item starts with whose code is another developer's than it was: as a new one, but that nothing comes
+/// back that was disabled or not allowed, or new code would be the way around it.
+KSWDisposition dispositionAnew(const KSWItem& record, const KSWItem& updated, const KSWItem* voucher,
+                               History history) {
+    KSWDisposition disposition = initialDisposition(record.type(), voucher, history);
+    if (!record.isEnabled() || !updated.isEnabled()) {
+        disposition &= ~KSWDispositionEnabled;
+    }
+    if (!isAllowedInFamily(record) || (record.isAllowed() && !updated.isAllowed())) {
+        disposition &= ~KSWDispositionAllowed;
+    }
+    return disposition;
+}
+
+}  // namespace
+
+const KSWItem* Registry::Place::voucherFor(const KSWItem& item) const {
+    if (application == nullptr) {
+        return newApplication == nullptr ? developer.get() : nullptr;
+    }
+    // An application that nobody signed is whatever lies there.
+    const bool isKnown = !application->isUnknownDeveloper() && isOfOneDeveloper(*application, item);
+    return isKnown ? application.get() : nullptr;
+}
+
+Result<Registry::Place> Registry::placeFor(Uid uid, const KSWItem& item, const ItemPointer& application) const {
+    Result<ItemPointer> developer = developerFor(uid, application == nullptr ? item : *application);
+    if (!developer) {
+        return developer.error();
+    }
+    Place place{*std::move(developer), nullptr, nullptr};
+    if (application == nullptr) {
+        return place;
+    }
+    Found found = index_.find(uid, *application->identifier());
+    if (found.isDamaged || (found.item != nullptr && !isApplication(*found.item))) {
+        return KSWErrorWithCode(KSWErrorGeneric);
+    }
+    if (found.item != nullptr && isInItsPlace(*found.item, *application, nullptr)) {
+        place.application = std::move(found.item);
+    } else {
+        place.newApplication = newApplicationOf(*application, place.developer.get());
+    }
+    return place;
+}
+
+ItemPointer Registry::newApplicationOf(const KSWItem& facts, const KSWItem* developer) const {
+    ItemPointer application = copyOfRecord(facts);
+    application->setUuid(UUID::random());
+    application->setGeneration(0);
+    application->setDisposition(initialDisposition(facts.type(), developer, history_));
+    forbidWith(developer, *application);
+    return application;
+}
+
+void Registry::forbidWith(const KSWItem* developer, KSWItem& item) {
+    if (isApplication(item) && developer != nullptr && !developer->isUnknownDeveloperRecord() &&
+        !developer->isAllowed()) {
+        item.setAllowed(false);
+    }
+}
+
+Result<ItemPointer> Registry::asIfEntered(Uid uid, const ItemPointer& item, const ItemPointer& application) const {
+    const Result<Place> place = placeFor(uid, *item, application);
+    if (!place) {
+        return place.error();
+    }
+    item->setDisposition(initialDisposition(item->type(), place->voucherFor(*item), history_));
+    // An application's items are judged by that, whatever it hangs under.
+    if (place->application != nullptr) {
+        return ItemPointer(rebuilt(*place->application, {{}, item}), item.get());
+    }
+    if (place->newApplication != nullptr) {
+        item->setContainer(place->newApplication);
+        return ItemPointer(place->newApplication, item.get());
+    }
+    // Under the unknown developer each item is judged alone, so the others there are not wanted.
+    if (place->developer != nullptr && !item->isUnknownDeveloper()) {
+        return ItemPointer(rebuilt(*place->developer, {{}, item}), item.get());
+    }
+    const ItemPointer newDeveloper = newDeveloperOf(*item, UUID{});
+    item->setContainer(newDeveloper);
+    return ItemPointer(newDeveloper, item.get());
+}
+
+bool Registry::isInItsPlace(const KSWItem& record, const KSWItem& facts, const ItemPointer& application) {
+    const ItemPointer container = record.container();
+    if (container == nullptr) {
+        return application == nullptr;
+    }
+    if (isApplication(*container) || application != nullptr) {
+        return application != nullptr && container->identifier() == application->identifier();
+    }
+    return !isDeveloper(*container) || container->identifier() == developerIdentifierOf(facts);
+}
+
+bool Registry::staysWhereItIs(const KSWItem& record, const KSWItem& updated) {
+    const ItemPointer application = applicationOf(record, updated);
+    return isInItsPlace(record, updated, application) &&
+           (application == nullptr || isOfOneDeveloper(record, updated));
+}
+
+ItemPointer Registry::applicationOf(const KSWItem& record, const KSWItem& updated) {
+    ItemPointer container = record.container();
+    if (container == nullptr || !isApplication(*container)) {
+        return nullptr;
+    }
+    const bool isVouchedFor = isJob(record.type()) && record.isLegacy();
+    return isVouchedFor && !isOfOneDeveloper(*container, updated) ? nullptr : container;
+}
+
+Outcome Registry::change(Uid uid, const ItemPointer& current, const ItemPointer& updated,
+                         const ItemPointer& application) {
+    if (!isInItsPlace(*current, *updated, application)) {
+        return move(uid, current, updated, application);
+    }
+    if (application != nullptr && !isOfOneDeveloper(*current, *updated)) {
+        updated->setDisposition(dispositionAnew(*current, *updated, nullptr, history_));
+    }
+    return replace({{uid, current, updated}});
+}
+
+Outcome Registry::move(Uid uid, const ItemPointer& current, const ItemPointer& updated,
+                       const ItemPointer& application) {
+    const Result<Place> place = placeFor(uid, *updated, application);
+    if (!place) {
+        return {place.error().code()};
+    }
+    const bool wasInItsPlace = isInItsPlace(*current, *current, applicationOf(*current, *current));
+    if (!wasInItsPlace || !isOfOneDeveloper(*current, *updated)) {
+        updated->setDisposition(dispositionAnew(*current, *updated, place->voucherFor(*updated), history_));
+    }
+    forbidWith(place->developer.get(), *updated);
+    const std::string& identifier = *current->identifier();
+    const ItemPointer& kept = place->application != nullptr ? place->application : place->developer;
+    const Departure departure = departureOf(uid, identifier, current, kept.get());
+    Edit edit;
+    takeOut(edit, uid, departure);
+    // The item comes with all that hangs below it.
+    if (!hang(edit, uid, rebuilt(*current, {{{identifier, updated}}}), *place, &departure)) {
+        return {KSWErrorInvalidParameter};
+    }
+    return commit(edit);
+}
+
+bool Registry::hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& place, const Departure* former) {
+    const ItemPointer top = place.newApplication == nullptr ? item : place.newApplication;
+    if (top != item) {
+        item->setContainer(top);
+    }
+    FamilyEdit family{{}, top};
+    ItemPointer base = place.developer;
+    if (place.application != nullptr) {
+        base = rootOf(place.application);
+        family.place = place.application->identifier();
+    }
+    const bool isDeveloperNew = base == nullptr;
+    if (isDeveloperNew) {
+        base = newDeveloperOf(*top, UUID::random());
+    }
+    if (former != nullptr && former->root != nullptr && former->root.get() == base.get()) {
+        family.replaced.emplace(former->taken, nullptr);
+    }
+    const ItemPointer root = rebuilt(*base, family);
+    if ((isDeveloperNew && !edit.put(uid, *root)) || (top != item && !edit.put(uid, *top)) ||
+        !edit.put(uid, *item)) {
+        return false;
+    }
+    edit.publications.push_back({uid, root, {}});
+    return true;
+}
+
+Registry::Departure Registry::departureOf(Uid uid, const std::string& identifier, const ItemPointer& record,
+                                          const KSWItem* kept) const {
+    Departure departure{record == nullptr ? nullptr : rootOf(record), identifier, {}};
+    ItemPointer container = record == nullptr ? index_.find(uid, kUnknownDeveloper).item : record->container();
+    while (container != nullptr && container.get() != kept &&
+           goesWith(uid, *container, departure.taken, identifier)) {
+        departure.taken = *container->identifier();
+        departure.emptied.push_back(container);
+        container = container->container();
+    }
+    if (departure.root != nullptr && departure.root->identifier() == departure.taken) {
+        departure.root = nullptr;
+    }
+    return departure;
+}
+
+void Registry::takeOut(Edit& edit, Uid uid, const Departure& departure) {
+    RecordIndex::Publication publication{uid, nullptr, {}};
+    if (departure.root != nullptr) {
+        publication.root = rebuilt(*departure.root, {{{departure.taken, nullptr}}});
+    }
+    for (const ItemPointer& container : departure.emptied) {
+        edit.remove(uid, *container->identifier(), container->type());
+        publication.dropped.emplace_back(*container->identifier(), *container->uuid());
+    }
+    edit.publications.push_back(std::move(publication));
+}
+
+}  // namespace ksw::daemon
