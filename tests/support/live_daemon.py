@@ -17,6 +17,8 @@ BINARY_DIR = pathlib.Path(os.environ.get("KSW_BINARY_DIR", "build/release")).res
 SOURCE_DIR = pathlib.Path(os.environ.get("KSW_SOURCE_DIR", pathlib.Path(__file__).parents[2])).resolve()
 READY_SECONDS = 30  # sanitizers on a loaded machine are slow to start
 REQUEST_SECONDS = 60
+# What starts the daemon, when it is to be started in a way of its own.
+LAUNCHER = os.environ.get("KSW_DAEMON_LAUNCHER", "").split()
 EVERY_USER = 4294967294
 NOBODY = 65534
 ITEM_KEYS = [
@@ -62,7 +64,7 @@ class LiveDaemon:
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as notify:
             notify.bind(str(notify_path))
             self.process = subprocess.Popen(
-                [program("kestrelwoodd")],
+                [*LAUNCHER, program("kestrelwoodd")],
                 env=self.environment() | {"NOTIFY_SOCKET": str(notify_path)},
                 stdin=subprocess.DEVNULL,
             )

@@ -1,0 +1,53 @@
+"""The build, installed below a folder of the test's own, which is moved afterwards: nothing in it names where it was."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+BINARY_DIR = pathlib.Path(os.environ.get("KSW_BINARY_DIR", "build/release")).resolve()
+SOURCE_DIR = pathlib.Path(os.environ.get("KSW_SOURCE_DIR", pathlib.Path(__file__).parents[2])).resolve()
+
+
+def cached(name):
+    """A value that the build was configured with."""
+    for line in (BINARY_DIR / "CMakeCache.txt").read_text(encoding="utf-8").splitlines():
+        key, _, value = line.partition("=")
+        if key.partition(":")[0] == name:
+            return value
+    raise KeyError(name)
+
+
+def run(*command, **options):
+    done = subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False, **options)
+    assert done.returncode == 0, f"{command}\n{done.stdout}\n{done.stderr}"
+    return done.stdout
+
+
+class InstalledTree:
+    """`with InstalledTree() as tree:` `tree.prefix` is where everything lies."""
+
+    def __init__(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="ksw-install-", dir="/tmp"))
+        self.prefix = self.folder / "moved"
+
+    def __enter__(self):
+        run("cmake", "--install", BINARY_DIR, "--prefix", self.folder / "installed")
+        (self.folder / "installed").rename(self.prefix)
+        return self
+
+    def __exit__(self, *_):
+        shutil.rmtree(self.folder)
+
+    def files(self, place):
+        """The files below a folder of the tree, as paths from there."""
+        folder = self.prefix / place
+        return sorted(str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file())
+
+    def environment(self):
+        return os.environ | {
+            "LD_LIBRARY_PATH": str(self.prefix / "lib"),
+            "PKG_CONFIG_PATH": str(self.prefix / "lib" / "pkgconfig"),
+            "CMAKE_PREFIX_PATH": str(self.prefix),
+        }
