@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/base/paths.h"
 #include "platform/base/url_parts.h"
 
 namespace ksw {
@@ -9,18 +10,6 @@ namespace ksw {
 namespace {
 
 constexpr std::string_view kFileScheme = "file";
-
-std::string_view withoutTrailingSlashes(std::string_view path) {
-    while (path.size() > 1 && path.ends_with('/')) {
-        path.remove_suffix(1);
-    }
-    return path;
-}
-
-std::string_view lastSegment(std::string_view path) {
-    path = withoutTrailingSlashes(path);
-    return path == "/" ? path : path.substr(path.rfind('/') + 1);
-}
 
 /// The path percent-encoded so that it may begin a relative URL: no colon in its first segment, which would
 /// read as a scheme's end, and no second slash in front, which would read as an authority's begin.
@@ -74,7 +63,7 @@ URL URL::fileURL(std::string_view path, const URL& base, PathKind kind) {
 }
 
 std::string URL::relativePath() const {
-    return percentDecode(withoutTrailingSlashes(splitUrl(relative_).path));
+    return percentDecode(withoutEndSlashes(splitUrl(relative_).path));
 }
 
 std::string URL::absoluteString() const {
@@ -87,7 +76,7 @@ URL URL::absoluteURL() const {
 
 std::string URL::path() const {
     const std::string absolute = absoluteString();
-    return percentDecode(withoutTrailingSlashes(splitUrl(absolute).path));
+    return percentDecode(withoutEndSlashes(splitUrl(absolute).path));
 }
 
 std::string URL::scheme() const {
@@ -109,7 +98,7 @@ bool URL::hasDirectoryPath() const {
 
 std::string URL::lastPathComponent() const {
     const std::string absolute = absoluteString();
-    return percentDecode(lastSegment(splitUrl(absolute).path));
+    return percentDecode(lastComponent(splitUrl(absolute).path));
 }
 
 URL URL::appendingPathComponent(std::string_view component, PathKind kind) const {
@@ -132,8 +121,8 @@ URL URL::appendingPathComponent(std::string_view component, PathKind kind) const
 
 URL URL::deletingLastPathComponent() const {
     UrlParts parts = splitUrl(relative_);
-    const std::string_view path = withoutTrailingSlashes(parts.path);
-    const std::string_view last = lastSegment(path);
+    const std::string_view path = withoutEndSlashes(parts.path);
+    const std::string_view last = lastComponent(path);
     std::string shortened;
     if (path == "/" || (path.empty() && parts.authority)) {
         shortened = "/";

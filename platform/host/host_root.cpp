@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include "platform/base/paths.h"
 #include "platform/host/environment.h"
 #include "platform/host/file_facts.h"
 #include "platform/host/sys.h"
@@ -15,17 +16,6 @@ namespace {
 
 constexpr std::size_t kServiceNameMax = 200;  // a file name has 255 bytes; the rest is for temporary names
 constexpr std::string_view kRunFolderName = "kestrelwood";
-
-std::string joined(std::string folder, std::string_view name) {
-    folder += '/';
-    folder += name;
-    return folder;
-}
-
-/// Everything is below the empty folder.
-bool isBelow(std::string_view path, std::string_view folder) {
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
 
 }  // namespace
 
@@ -48,7 +38,7 @@ std::string hostPath(std::string_view path) {
 
 std::string hostPathOfNamed(std::string_view path) {
     std::string root = hostRoot();
-    return isBelow(path, root) ? std::string(path) : root.append(path);
+    return isAtOrBelow(path, root) ? std::string(path) : root.append(path);
 }
 
 Uid hostRootOwner() {
@@ -69,7 +59,7 @@ bool isServiceName(std::string_view name) {
 }
 
 std::string systemRunFolder() {
-    return joined(hostPath("/run"), kRunFolderName);
+    return pathBelow(hostPath("/run"), kRunFolderName);
 }
 
 std::string sessionRunFolder() {
@@ -77,23 +67,23 @@ std::string sessionRunFolder() {
     if (!given || !given->starts_with('/')) {
         return userRunFolder(::geteuid());
     }
-    return joined(hostPathOfNamed(*given), kRunFolderName);
+    return pathBelow(hostPathOfNamed(*given), kRunFolderName);
 }
 
 std::string userRunFolder(Uid uid) {
-    return joined(joined(hostPath("/run/user"), std::to_string(uid)), kRunFolderName);
+    return pathBelow(pathBelow(hostPath("/run/user"), std::to_string(uid)), kRunFolderName);
 }
 
 std::string systemServicePath(std::string_view name) {
-    return joined(systemRunFolder(), name);
+    return pathBelow(systemRunFolder(), name);
 }
 
 std::string sessionServicePath(std::string_view name) {
-    return joined(sessionRunFolder(), name);
+    return pathBelow(sessionRunFolder(), name);
 }
 
 std::string userServicePath(Uid uid, std::string_view name) {
-    return joined(userRunFolder(uid), name);
+    return pathBelow(userRunFolder(uid), name);
 }
 
 }  // namespace ksw::host

@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include "platform/base/paths.h"
 #include "platform/host/file_facts.h"
 #include "platform/host/peer_identity.h"
 #include "platform/host/process_facts.h"
@@ -25,10 +26,6 @@ std::string_view take(std::string_view& text, char separator) {
     const std::string_view taken = text.substr(0, end);
     text.remove_prefix(std::min(end + 1, text.size()));
     return taken;
-}
-
-std::string_view nameOf(std::string_view path) {
-    return path.substr(path.rfind('/') + 1);
 }
 
 /// The kernel writes blanks, line ends, "#" and backslashes as three octal digits.
@@ -83,20 +80,16 @@ Mount mountIn(std::string_view line) {
     return mount;
 }
 
-bool isBelow(std::string_view path, std::string_view point) {
-    return point == "/" || (path.starts_with(point) && path.substr(point.size()).starts_with('/'));
-}
-
 bool isOfImage(const Mount& mount) {
     return (mount.type == "fuse" || mount.type.starts_with("fuse.")) &&
-           nameOf(mount.point).starts_with(kMountPrefix);
+           lastComponent(mount.point).starts_with(kMountPrefix);
 }
 
 /// Whether the image may be what was mounted, and is the mount's owner's.
 bool fits(const std::string& image, const ImageMount& mount) {
     const Result<struct ::statx> facts = sys::statx(image, AT_NO_AUTOMOUNT, STATX_TYPE | STATX_UID);
     return facts && S_ISREG(facts->stx_mode) && facts->stx_uid == mount.owner &&
-           (mount.source == image || mount.source == nameOf(image));
+           (mount.source == image || mount.source == lastComponent(image));
 }
 
 }  // namespace
@@ -106,11 +99,11 @@ std::optional<ImageMount> imageMountIn(std::string_view mountinfo, std::string_v
     while (!mountinfo.empty()) {
         Mount mount = mountIn(take(mountinfo, '\n'));
         // Of two on the same folder the later one covers the other.
-        if (!mount.point.empty() && isBelow(path, mount.point) && mount.point.size() >= nearest.point.size()) {
+        if (!mount.point.empty() && isAtOrBelow(path, mount.point) && mount.point.size() >= nearest.point.size()) {
             nearest = std::move(mount);
         }
     }
-    if (!isOfImage(nearest)) {
+    if (!isOfImage(nearest) || path == nearest.point) {
         return std::nullopt;
     }
     return ImageMount{std::move(nearest.point), unescaped(nearest.source), ownerIn(nearest.options)};
