@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/base/limits.h"
+#include "platform/base/paths.h"
 #include "platform/facts/status.h"
 #include "platform/host/bundles.h"
 #include "platform/host/file_facts.h"
@@ -44,11 +45,7 @@ Result<Data> readInformation(const CodeFile& file) {
 }
 
 std::string executableName(const std::string& path, const Dictionary& information) {
-    std::string_view bundle = path;
-    while (bundle.ends_with('/')) {
-        bundle.remove_suffix(1);
-    }
-    bundle = bundle.substr(bundle.rfind('/') + 1);
+    const std::string_view bundle = lastComponent(path);
     std::string name(bundle.substr(0, bundle.size() - host::kApplicationExtension.size()));
     if (const auto given = information.find(kExecutableKey); given != information.end()) {
         const auto* text = given->second.as<std::string>();

@@ -34,15 +34,10 @@ std::optional<ksw::URL> __ksw_outerAppURL(const ksw::URL& url) {
     if (!url.isFileURL()) {
         return std::nullopt;
     }
-    std::string path;
-    for (const std::string& component : ksw::pathComponents(url.path())) {
-        path += path.empty() || path == "/" ? component : "/" + component;
-        // Most are ruled out by their name.
-        if (ksw::host::bundleExtension(path) == ksw::host::kApplicationExtension) {
-            ksw::URL prefix = ksw::URL::fileURL(path, ksw::PathKind::Directory);
-            if (__ksw_isApplication(prefix)) {
-                return prefix;
-            }
+    for (const std::string& path : ksw::host::applicationsOnWay(url.path())) {
+        ksw::URL application = ksw::URL::fileURL(path, ksw::PathKind::Directory);
+        if (__ksw_isApplication(application)) {
+            return application;
         }
     }
     return std::nullopt;

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
+
+#include <kestrelwood/values/url.h>
+
+#include "platform/base/paths.h"
 
 namespace ksw::host {
 
@@ -21,26 +26,39 @@ std::optional<std::string_view> above(std::string_view path, std::string_view na
 }  // namespace
 
 std::string_view bundleExtension(std::string_view path) {
-    while (path.ends_with('/')) {
-        path.remove_suffix(1);
-    }
-    const std::string_view name = path.substr(path.rfind('/') + 1);
+    const std::string_view name = lastComponent(path);
     const auto* const found = std::find_if(kExtensions.begin(), kExtensions.end(), [&](std::string_view extension) {
         return name.size() > extension.size() && name.ends_with(extension);
     });
     return found == kExtensions.end() ? std::string_view() : *found;
 }
 
-std::optional<std::string> applicationOfExecutable(std::string_view path) {
+std::optional<std::string> bundleOfExecutable(std::string_view path) {
     const std::size_t slash = path.rfind('/');
     if (!path.starts_with('/') || slash + 1 == path.size()) {
         return std::nullopt;
     }
     const std::optional<std::string_view> contents = above(path.substr(0, slash), "Linux");
     const std::optional<std::string_view> bundle = contents ? above(*contents, "Contents") : std::nullopt;
-    const bool isApplication =
-        bundle && !bundle->ends_with('/') && bundleExtension(*bundle) == kApplicationExtension;
-    return isApplication ? std::optional(std::string(*bundle)) : std::nullopt;
+    const bool isBundle = bundle && !bundle->ends_with('/') && !bundleExtension(*bundle).empty();
+    return isBundle ? std::optional(std::string(*bundle)) : std::nullopt;
+}
+
+std::optional<std::string> applicationOfExecutable(std::string_view path) {
+    std::optional<std::string> bundle = bundleOfExecutable(path);
+    return bundle && bundleExtension(*bundle) == kApplicationExtension ? std::move(bundle) : std::nullopt;
+}
+
+std::vector<std::string> applicationsOnWay(std::string_view path) {
+    std::vector<std::string> found;
+    std::string way;
+    for (const std::string& component : pathComponents(path)) {
+        way += way.empty() || way == "/" ? component : "/" + component;
+        if (bundleExtension(component) == kApplicationExtension) {
+            found.push_back(way);
+        }
+    }
+    return found;
 }
 
 }  // namespace ksw::host

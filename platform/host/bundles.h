@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ksw::host {
 
@@ -14,8 +15,13 @@ inline constexpr std::string_view kApplicationExtension = ".app";
 /// name, and for one that is nothing but the ending. Slashes behind it do not count.
 std::string_view bundleExtension(std::string_view path);
 
-/// The application whose main executable the path is: /…/X.app for /…/X.app/Contents/Linux/NAME. Absent for any
-/// other.
+/// The bundle whose main executable the path is: /…/X.app for /…/X.app/Contents/Linux/NAME. Absent for any other.
+std::optional<std::string> bundleOfExecutable(std::string_view path);
+/// The same when that is an application.
 std::optional<std::string> applicationOfExecutable(std::string_view path);
+
+/// The folders on the way to the path's end, and that itself, that are called like applications; the outermost one
+/// first.
+std::vector<std::string> applicationsOnWay(std::string_view path);
 
 }  // namespace ksw::host

@@ -22,7 +22,7 @@ ksw::Result<ksw::URL> bundleURL(const ksw::AuditToken& token) {
         return executable.error();
     }
     const std::string path = ksw::host::imageOfProcess(token, *executable).value_or(*executable);
-    const std::optional<std::string> bundle = ksw::host::applicationOfExecutable(path);
+    const std::optional<std::string> bundle = ksw::host::bundleOfExecutable(path);
     if (bundle && isBundle(*bundle)) {
         return ksw::URL::fileURL(*bundle, ksw::PathKind::Directory);
     }

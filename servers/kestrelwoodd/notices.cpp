@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <numeric>
 #include <optional>
+#include <utility>
+#include <vector>
 
+#include "platform/base/paths.h"
 #include "platform/facts/localized_name.h"
 #include "platform/host/bundles.h"
 #include "platform/host/file_facts.h"
@@ -22,21 +25,13 @@ std::int64_t plausible(std::int64_t count) {
 
 /// The outermost application on the way to the path; empty when there is none.
 std::string enclosingApplication(std::string_view path) {
-    for (std::size_t end = path.find('/', 1); !path.empty(); end = path.find('/', end + 1)) {
-        const std::string prefix(path.substr(0, end));
-        if (host::bundleExtension(prefix) == host::kApplicationExtension) {
-            return prefix;
-        }
-        if (end == std::string_view::npos) {
-            break;
-        }
-    }
-    return "";
+    std::vector<std::string> applications = host::applicationsOnWay(path);
+    return applications.empty() ? std::string() : std::move(applications.front());
 }
 
 std::string applicationName(const std::string& path) {
     const Result<host::FileFacts> facts = host::fileFacts(path);
-    return noticeName(facts ? facts::localizedName(path, *facts) : std::string(facts::lastComponent(path)));
+    return noticeName(facts ? facts::localizedName(path, *facts) : std::string(lastComponent(path)));
 }
 
 std::string keyOf(const KSWItem& item) {

@@ -20,6 +20,26 @@ TEST(AnApplication, IsNotThatOfAProgramElsewhere) {
     }
 }
 
+TEST(ABundle, IsThatOfItsExecutable) {
+    EXPECT_EQ(bundleOfExecutable("/opt/My.bundle/Contents/Linux/my"), "/opt/My.bundle");
+    EXPECT_EQ(bundleOfExecutable("/opt/My.app/Contents/Linux/my"), "/opt/My.app");
+    EXPECT_EQ(bundleOfExecutable("/Outer.app/Contents/My.bundle/Contents/Linux/my"),
+              "/Outer.app/Contents/My.bundle");
+    for (const char* path : {"/opt/My/Contents/Linux/my", "/opt/My.bundle/my", "/.bundle/Contents/Linux/my"}) {
+        EXPECT_EQ(bundleOfExecutable(path), std::nullopt) << path;
+    }
+}
+
+TEST(TheWayOfAPath, LeadsIntoApplicationsFromTheOutermostInwards) {
+    using Paths = std::vector<std::string>;
+    EXPECT_EQ(applicationsOnWay("/opt/A.app/Contents/B.app/b"), (Paths{"/opt/A.app", "/opt/A.app/Contents/B.app"}));
+    EXPECT_EQ(applicationsOnWay("//opt//A.app/"), Paths{"/opt/A.app"});
+    EXPECT_EQ(applicationsOnWay("A.app/b"), Paths{"A.app"});
+    for (const char* path : {"", "/", "/usr/bin/tool", "/.app/b", "/A.bundle/b", "/A.apps/b"}) {
+        EXPECT_EQ(applicationsOnWay(path), Paths{}) << path;
+    }
+}
+
 TEST(ABundlesName, EndsInOneOfTheKnownExtensions) {
     EXPECT_EQ(bundleExtension("/opt/My.app"), ".app");
     EXPECT_EQ(bundleExtension("/opt/My.bundle//"), ".bundle");

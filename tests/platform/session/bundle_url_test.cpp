@@ -29,13 +29,15 @@ protected:
     TempFolder folder_;
 };
 
-TEST_F(AProgram, OfAnApplicationHasItsBundle) {
-    const ChildCat cat(program("My App.app/Contents/Linux/my"));
-    std::optional<Error> error;
-    const std::optional<URL> url = BundleURLForAuditToken(cat.token(), &error);
-    EXPECT_EQ(url, URL::fileURL(folder_.at("My App.app"), PathKind::Directory));
-    EXPECT_TRUE(QCURLConformsToBundle(url));
-    EXPECT_EQ(error, std::nullopt);
+TEST_F(AProgram, OfABundleHasThat) {
+    for (const std::string bundle : {"My App.app", "My Suite.bundle"}) {
+        const ChildCat cat(program(bundle + "/Contents/Linux/my"));
+        std::optional<Error> error;
+        const std::optional<URL> url = BundleURLForAuditToken(cat.token(), &error);
+        EXPECT_EQ(url, URL::fileURL(folder_.at(bundle), PathKind::Directory));
+        EXPECT_TRUE(QCURLConformsToBundle(url));
+        EXPECT_EQ(error, std::nullopt);
+    }
 }
 
 TEST_F(AProgram, OutsideOfAnyBundleHasItsOwnURL) {
