@@ -30,27 +30,39 @@ Result<Volume> volumeOf(int file) {
     return volume;
 }
 
-/// Goes a way step by step. A step by the kernel's O_PATH mounts nothing at its end, and every step is one's end.
+/// Whether the kernel cannot say what it has in memory.
+bool cannotTell(const Error& error) {
+    return sys::isErrno(error, EAGAIN) || sys::isErrno(error, ENOSYS) || sys::isErrno(error, EINVAL) ||
+           sys::isErrno(error, EPERM);
+}
+
+/// Goes a way step by step. A step by the kernel's O_PATH mounts nothing at its end, and every step is one's end;
+/// only in a folder of an automounter the mere name would make it mount.
 class QuietWay {
 public:
     explicit QuietWay(const std::string& path) : path_(path), rest_(path) {}
 
     /// Error: ENOMEDIUM, or why a step is not possible.
     Status go() {
-        Status status = step("/", false);
+        Status status = begin();
         while (status && !rest_.empty()) {
             const std::string name = rest_.substr(0, rest_.find('/'));
             rest_.erase(0, std::min(name.size() + 1, rest_.size()));
             if (!name.empty() && name != ".") {
-                status = step(name, true);
+                status = step(name);
             }
         }
-        return status;
+        return status && isInAutomounter_ ? Status(nothingMounted()) : status;
     }
 
 private:
-    Status step(const std::string& name, bool mayBeLink) {
-        Result<UniqueFd> next = sys::openAt(at_.get(), name, kLook);
+    Status begin() {
+        Result<UniqueFd> root = sys::open("/", kLook);
+        return root ? enter(std::move(*root)) : Status(root.error());
+    }
+
+    Status step(const std::string& name) {
+        Result<UniqueFd> next = isInAutomounter_ ? openMounted(name) : sys::openAt(at_.get(), name, kLook);
         if (!next) {
             return next.error();
         }
@@ -58,17 +70,30 @@ private:
         if (!facts) {
             return facts.error();
         }
-        if (mayBeLink && S_ISLNK(facts->stx_mode)) {
-            return follow(next->get());
+        return S_ISLNK(facts->stx_mode) ? follow(next->get()) : enter(std::move(*next));
+    }
+
+    /// The kernel has in memory what is mounted already. It also says that it has not when a mount anywhere changes
+    /// in that moment, so it is asked again.
+    Result<UniqueFd> openMounted(const std::string& name) const {
+        for (int tries = 0; tries < kTriesMax; ++tries) {
+            Result<UniqueFd> next = sys::openIfKnownAt(at_.get(), name, sys::Links::TakeLast);
+            if (next || !cannotTell(next.error())) {
+                return next;
+            }
         }
-        const Result<Volume> volume = volumeOf(next->get());
+        return nothingMounted();
+    }
+
+    Error nothingMounted() const { return sys::callError(ENOMEDIUM, "open", path_); }
+
+    Status enter(UniqueFd place) {
+        const Result<Volume> volume = volumeOf(place.get());
         if (!volume) {
             return volume.error();
         }
-        if (volume->isUnmounted && S_ISDIR(facts->stx_mode)) {
-            return sys::callError(ENOMEDIUM, "open", path_);
-        }
-        at_ = std::move(*next);
+        isInAutomounter_ = volume->isUnmounted;
+        at_ = std::move(place);
         return {};
     }
 
@@ -81,22 +106,19 @@ private:
             return sys::callError(ELOOP, "open", path_);
         }
         rest_ = std::move(*target) + "/" + rest_;
-        return rest_.starts_with('/') ? step("/", false) : Status();
+        return rest_.starts_with('/') ? begin() : Status();
     }
 
+    static constexpr int kTriesMax = 3;
     /// Text of links yet to be gone, in bytes: a few paths' worth.
     static constexpr std::size_t kWayMax = 16'384;
 
     const std::string& path_;
     std::string rest_;
     UniqueFd at_;
+    bool isInAutomounter_ = false;
     int links_ = 0;
 };
-
-bool cannotTell(const Error& error) {
-    return sys::isErrno(error, EAGAIN) || sys::isErrno(error, ENOSYS) || sys::isErrno(error, EINVAL) ||
-           sys::isErrno(error, EPERM);
-}
 
 Result<Sighting> sightingOf(int file, const std::string& path, bool isWithoutLinks) {
     const Result<struct ::statx> answer = sys::statx(file, kFactsMask);

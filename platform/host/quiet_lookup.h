@@ -1,7 +1,7 @@
-// quiet_lookup.h: looks at files without making the host mount anything: a folder of an automounter where nothing
-// is mounted yet, which would make a lookup wait for a server or a drive, ends the way. Symbolic links are
-// followed. Any thread. What is mounted already is asked like any other file system, and blocks as long as that
-// does.
+// quiet_lookup.h: looks at files without making the host mount anything: a folder of an automounter, where a mere
+// name would make a lookup wait for a server or a drive, is left only for what is mounted there already. Symbolic
+// links are followed. Any thread. What is mounted already is asked like any other file system, and blocks as long
+// as that does.
 #pragma once
 
 #include <cstdint>

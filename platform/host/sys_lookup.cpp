@@ -31,15 +31,18 @@ struct HandleRoom {
 }  // namespace
 
 Result<UniqueFd> openIfKnown(const std::string& path, Links links) {
+    return openIfKnownAt(AT_FDCWD, path, links);
+}
+
+Result<UniqueFd> openIfKnownAt(int folder, const std::string& path, Links links) {
     if (hasNul(path)) {
         return callError(EINVAL, "open", path.c_str());
     }
     open_how how{};
-    how.flags = O_PATH | O_CLOEXEC;
+    how.flags = O_PATH | O_CLOEXEC | (links == Links::TakeLast ? O_NOFOLLOW : 0);
     how.resolve = RESOLVE_CACHED | (links == Links::Refuse ? RESOLVE_NO_SYMLINKS : 0U);
-    UniqueFd fd(static_cast<int>(retried(Call::Open, [&](std::size_t) {
-        return ::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how);
-    })));
+    UniqueFd fd(static_cast<int>(retried(
+        Call::Open, [&](std::size_t) { return ::syscall(SYS_openat2, folder, path.c_str(), &how, sizeof how); })));
     if (!fd) {
         return callError(errno, "open", path);
     }

@@ -19,13 +19,15 @@
 
 namespace ksw::host::sys {
 
-/// Whether a path may lead through symbolic links.
-enum class Links { Follow, Refuse };
+/// What becomes of symbolic links on a path: all followed, all refused, or the one at its end taken for the file.
+enum class Links { Follow, Refuse, TakeLast };
 
 /// The file at `path`, open only to be looked at (O_PATH), when the kernel has the whole way to it in memory:
 /// nothing is read, waited for or mounted. EAGAIN when it has not, ELOOP for a refused link; ENOSYS or EINVAL from
-/// a kernel before Linux 5.12, which cannot do this.
+/// a kernel before Linux 5.12, which cannot do this, EPERM where a filter of calls forbids it.
 Result<UniqueFd> openIfKnown(const std::string& path, Links links);
+/// The same below an open folder.
+Result<UniqueFd> openIfKnownAt(int folder, const std::string& path, Links links);
 
 /// Facts of a name in an open folder. A link is not followed, and a place where something would be mounted stays as
 /// it is.

@@ -6,10 +6,11 @@
 
 namespace ksw::test {
 
-/// Runs `body` in a child that may mount; its failed expectations fail the test. False, and nothing was run, where
-/// the kernel lets the process have no mounts of its own. Only while the process has one thread. Ends the child
-/// after half a minute.
-bool withOwnMounts(const std::function<void()>& body);
+/// Runs `body` in a child that may mount, for an ordinary user as root of a space of users of its own; its failed
+/// expectations fail the test. Where the kernel forbids a process mounts of its own, nothing is run and the test
+/// says so aloud; that anything else keeps it from them fails the test. Only while the process has one thread. Ends
+/// the child after half a minute.
+void withOwnMounts(const std::function<void()>& body);
 
 /// Runs `body` in a child that is an ordinary user, when this process is root, else in this process. Its failed
 /// expectations fail the test.

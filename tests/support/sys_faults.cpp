@@ -13,6 +13,7 @@ namespace {
 struct Rule {
     unsigned seen = 0;
     unsigned failAt = 0;  // 0: none
+    unsigned failFrom = 0;
     int error = 0;
     bool failsAlways = false;
     unsigned interruptions = 0;
@@ -31,7 +32,8 @@ public:
             --rule.interruptions;
             return {EINTR};
         }
-        if (rule.failsAlways || (rule.failAt > 0 && rule.seen == rule.failAt)) {
+        const bool isReached = rule.failFrom > 0 && rule.seen >= rule.failFrom;
+        if (rule.failsAlways || isReached || (rule.failAt > 0 && rule.seen == rule.failAt)) {
             return {rule.error};
         }
         return {0, rule.lengthMax};
@@ -68,6 +70,13 @@ SysFaults::~SysFaults() {
 void SysFaults::failNth(host::sys::Call call, unsigned nth, int error) {
     changeRule(call, [&](Rule& rule) {
         rule.failAt = rule.seen + nth;
+        rule.error = error;
+    });
+}
+
+void SysFaults::failFrom(host::sys::Call call, unsigned nth, int error) {
+    changeRule(call, [&](Rule& rule) {
+        rule.failFrom = rule.seen + nth;
         rule.error = error;
     });
 }

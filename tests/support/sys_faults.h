@@ -15,6 +15,8 @@ public:
 
     /// The `nth` call of the kind from now on (1 is the next) fails with the errno; the others go through.
     void failNth(host::sys::Call call, unsigned nth, int error);
+    /// The `nth` and all after it.
+    void failFrom(host::sys::Call call, unsigned nth, int error);
     /// Every call of the kind fails with the errno from now on.
     void failAll(host::sys::Call call, int error);
     /// The next `times` calls of the kind are interrupted by a signal.

@@ -5,7 +5,11 @@
 #include <cerrno>
 #include <filesystem>
 
+#include <kestrelwood/values/url.h>
+
 #include "platform/host/sys.h"
+#include "tests/support/automounter.h"
+#include "tests/support/in_child.h"
 #include "tests/support/sys_faults.h"
 #include "tests/support/temp_folder.h"
 
@@ -101,6 +105,70 @@ TEST_F(AQuietLook, TellsVolumesApart) {
     EXPECT_EQ(volumeOf(folder_.path())->identifier, here->identifier);
     EXPECT_NE(volumeOf("/proc")->identifier, here->identifier);
     EXPECT_EQ(volumeOf(folder_.at("none")).error().code(), ENOENT);
+}
+
+using AnAutomountersFolder = AQuietLook;
+using Map = test::SleepingAutomounter::Map;
+
+/// What the kernel has in memory, and the same when it has to be asked in steps.
+template <class Look>
+void atOnceAndStepByStep(Look look) {
+    look();
+    test::SysFaults faults;
+    faults.failNth(Call::Open, 1, EAGAIN);
+    look();
+}
+
+TEST_F(AnAutomountersFolder, LeadsOnlyToWhatIsMountedAlready) {
+    test::withOwnMounts([&] {
+        const test::SleepingAutomounter automounter;
+        if (!automounter.takeOver(folder_.makeFolder("net"), Map::Indirect)) {
+            return;
+        }
+        automounter.addMounted(folder_.at("net/mounted"));
+        automounter.addUnmounted(folder_.at("net/idle"));
+        folder_.writeFile("net/mounted/sub/a", "");
+        std::filesystem::create_symlink(folder_.at("net/mounted/./sub/a"), folder_.at("into"));
+        std::filesystem::create_symlink("net/unknown/a", folder_.at("astray"));
+        const std::pair<std::string, int> ends[] = {
+            {"net/idle", ENOMEDIUM},           {"net/idle/a", ENOMEDIUM}, {"net/unknown", ENOMEDIUM},
+            {"net/unknown/a", ENOMEDIUM},      {"astray", ENOMEDIUM},     {"net/mounted/none", ENOENT},
+            {"net/mounted/../idle", ENOMEDIUM}};
+        atOnceAndStepByStep([&] {
+            for (const std::string name : {"net/mounted/sub/a", "into", "net/../net/mounted/sub/a"}) {
+                const Result<Sighting> seen = lookQuietly(folder_.at(name));
+                EXPECT_TRUE(seen && seen->facts.isRegularFile) << name;
+            }
+            for (const auto& [name, code] : ends) {
+                const Result<Sighting> seen = lookQuietly(folder_.at(name));
+                EXPECT_EQ(seen ? 0 : seen.error().code(), code) << name;
+            }
+        });
+    });
+}
+
+TEST_F(AnAutomountersFolder, IsLeftForNothingByAKernelThatCannotTellWhatIsMounted) {
+    test::withOwnMounts([&] {
+        const test::SleepingAutomounter automounter;
+        if (!automounter.takeOver(folder_.makeFolder("net"), Map::Indirect)) {
+            return;
+        }
+        automounter.addMounted(folder_.at("net/mounted"));
+        folder_.writeFile("net/mounted/a", "");
+        // The whole way at once, then the root and each folder down to the automounter's.
+        const auto before = static_cast<unsigned>(1 + pathComponents(folder_.at("net")).size());
+        for (const int refusal : {EAGAIN, ENOSYS, EINVAL, EPERM}) {
+            test::SysFaults faults;
+            faults.failNth(Call::Open, 1, refusal);
+            faults.failFrom(Call::Open, before + 1, refusal);
+            EXPECT_EQ(lookQuietly(folder_.at("net/mounted/a")).error().code(), ENOMEDIUM);
+            EXPECT_EQ(faults.count(Call::Open), before + 3);
+        }
+        test::SysFaults faults;
+        faults.failNth(Call::Open, 1, EAGAIN);
+        faults.failFrom(Call::Open, before + 1, EACCES);
+        EXPECT_EQ(lookQuietly(folder_.at("net/mounted/a")).error().code(), EACCES);
+    });
 }
 
 class ALookupCall : public AQuietLook {};
