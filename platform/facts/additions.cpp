@@ -3,6 +3,7 @@
 #include <kestrelwood/KSWErrors.h>
 
 #include "platform/base/limits.h"
+#include "platform/base/paths.h"
 #include "platform/facts/bookmark.h"
 #include "platform/facts/bookmark_blob.h"
 #include "platform/facts/localized_name.h"
@@ -35,11 +36,6 @@ Result<Data> make(const std::optional<ksw::URL>& url) {
     return bookmark;
 }
 
-bool liesInTrash(const std::string& path) {
-    const auto relationship = ksw::host::relationshipOfTrash(path);
-    return relationship && *relationship == ksw::host::Relationship::Contains;
-}
-
 std::optional<std::string> textUnder(const Data& bookmark, std::string_view key) {
     std::optional<Value> value = __ksw_resourcePropertyForKey(bookmark, key);
     auto* text = value ? value->as<std::string>() : nullptr;
@@ -60,7 +56,7 @@ std::optional<std::string> nameInPath(const Data& bookmark) {
     if (!path) {
         return std::nullopt;
     }
-    std::string_view name = ksw::facts::lastComponent(*path);
+    std::string_view name = ksw::lastComponent(*path);
     const std::size_t dot = name.rfind('.');
     if (dot != std::string_view::npos && dot > 0 && dot + 1 < name.size()) {
         name = name.substr(0, dot);
@@ -157,8 +153,9 @@ std::optional<ksw::URL> __ksw_resolveBookmarkWithOptions(const Data& bookmark, s
         *bookmarkDataIsStale = resolved->isStale;
     }
     // Most paths are known by now to lead nowhere near a trash.
-    const bool mayLieInTrash = !resolved->isWithoutLinks || ksw::host::namesTrash(resolved->path);
-    if (!resolved->path.empty() && mayLieInTrash && liesInTrash(resolved->path)) {
+    const bool mayLieInTrash =
+        resolved->isStale || !resolved->isWithoutLinks || ksw::host::mayLeadIntoTrash(resolved->path);
+    if (mayLieInTrash && __ksw_isInTrash(resolved->url)) {
         if (error != nullptr) {
             *error = KSWErrorWithCode(KSWErrorBookmarkInTrash);
         }

@@ -6,30 +6,13 @@
 #include <vector>
 
 #include "platform/base/limits.h"
+#include "platform/base/paths.h"
 #include "platform/host/sys.h"
 #include "platform/host/trash.h"
 
 namespace ksw::facts {
 
 namespace {
-
-/// The folder of an absolute path; empty for the root's.
-std::string folderOf(std::string_view path) {
-    while (path.size() > 1 && path.ends_with('/')) {
-        path.remove_suffix(1);
-    }
-    const std::size_t slash = path.rfind('/');
-    if (path == "/" || slash == std::string_view::npos) {
-        return {};
-    }
-    return std::string(slash == 0 ? "/" : path.substr(0, slash));
-}
-
-std::string below(const std::string& folder, std::string_view name) {
-    std::string path = folder == "/" ? folder : folder + "/";
-    path += name;
-    return path;
-}
 
 bool isOnVolume(const FileRecord& record, std::uint64_t device, const std::string& path) {
     if (device == record.identifier.device) {
@@ -49,7 +32,7 @@ struct VolumeFolder {
 };
 
 std::optional<VolumeFolder> findVolume(const FileRecord& record, const std::string& path) {
-    for (std::string folder = folderOf(path); !folder.empty(); folder = folderOf(folder)) {
+    for (std::string folder(folderOf(path)); !folder.empty(); folder = std::string(folderOf(folder))) {
         const Result<host::Sighting> seen = host::lookQuietly(folder);
         if (seen && seen->facts.isDirectory && isOnVolume(record, seen->facts.identifier.device, folder)) {
             return VolumeFolder{folder, seen->facts.identifier.device};
@@ -64,19 +47,19 @@ public:
     explicit Search(const host::FileIdentifier& wanted) : wanted_(wanted) {}
 
     std::optional<std::string> around(const std::string& path, const std::string& volumeFolder) {
-        const std::string folder = folderOf(path);
+        const std::string folder(folderOf(path));
         if (auto found = scan(folder, nullptr)) {
             return found;
         }
         std::vector<std::string> siblings;
-        const std::string parent = folderOf(folder);
+        const std::string parent(folderOf(folder));
         if (auto found = parent.empty() ? std::nullopt : scan(parent, &siblings)) {
             return found;
         }
         // By its old name first: the trash may hold more than there is time for.
         const std::vector<std::string> trashes = host::ownTrashFolders(volumeFolder);
         for (const std::string& trash : trashes) {
-            if (std::string inTrash = below(trash, path.substr(path.rfind('/') + 1)); isIt(inTrash)) {
+            if (std::string inTrash = pathBelow(trash, lastComponent(path)); isIt(inTrash)) {
                 return inTrash;
             }
         }
@@ -120,7 +103,7 @@ private:
             if (facts.identifier.device != wanted_.device) {
                 continue;
             }
-            std::string path = below(folder, **name);
+            std::string path = pathBelow(folder, **name);
             if (facts.identifier == wanted_ && isIt(path)) {
                 return path;
             }
