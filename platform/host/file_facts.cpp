@@ -27,6 +27,26 @@ std::string withoutDots(std::string_view path) {
     return result.empty() ? "/" : result;
 }
 
+/// Opening a device can set it off, and opening a pipe can wake its writer: so what the path leads to is taken hold
+/// of, looked at, and only then opened, by what is held and not by the path once more.
+Result<UniqueFd> openRegularFile(const std::string& path, off_t& size) {
+    const Result<UniqueFd> held = sys::open(path, O_PATH);
+    if (!held) {
+        return held.error();
+    }
+    const Result<struct ::stat> facts = sys::fileStatus(held->get());
+    if (!facts) {
+        return facts.error();
+    }
+    if (!S_ISREG(facts->st_mode)) {
+        return sys::callError(EINVAL, "read", path);
+    }
+    size = facts->st_size;
+    Result<UniqueFd> file = sys::open("/proc/self/fd/" + std::to_string(held->get()), O_RDONLY | O_NONBLOCK);
+    return file ? std::move(file)
+                : Result<UniqueFd>(sys::callError(static_cast<int>(file.error().code()), "open", path));
+}
+
 }  // namespace
 
 Result<FileFacts> fileFacts(const std::string& path) {
@@ -85,20 +105,14 @@ Result<std::string> canonicalPath(const std::string& path) {
 }
 
 Result<Data> readFile(const std::string& path, std::size_t sizeMax) {
-    const Result<UniqueFd> file = sys::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    off_t size = 0;
+    const Result<UniqueFd> file = openRegularFile(path, size);
     if (!file) {
         return file.error();
     }
-    const Result<struct ::stat> facts = sys::fileStatus(file->get());
-    if (!facts) {
-        return facts.error();
-    }
-    if (!S_ISREG(facts->st_mode)) {
-        return sys::callError(EINVAL, "read", path);
-    }
     Data content;
     // One byte more than the file has, to see its end; the file may also grow while it is read.
-    std::size_t room = std::min(static_cast<std::size_t>(std::max<off_t>(facts->st_size, 0)), sizeMax) + 1;
+    std::size_t room = std::min(static_cast<std::size_t>(std::max<off_t>(size, 0)), sizeMax) + 1;
     while (content.size() <= sizeMax) {
         const std::size_t done = content.size();
         content.resize(done + room);

@@ -43,7 +43,11 @@ Status descriptorCall(Call call, std::string_view name, int fd, Function functio
     return {};
 }
 
-/// ENOSYS before Linux 5.6.
+/// Whether there is no such call: ENOSYS before Linux 5.6, EPERM in a sandbox whose filter of calls is older.
+bool isUnknownCall(const Error& error) {
+    return isErrno(error, ENOSYS) || isErrno(error, EPERM);
+}
+
 Result<UniqueFd> openThroughNoLink(const std::string& path, int flags) {
     if (Status status = checkPath(path, "open"); !status) {
         return status.error();
@@ -80,7 +84,7 @@ Result<UniqueFd> openAt(int folder, const std::string& name, int flags, mode_t m
 
 Result<UniqueFd> openWithoutLinks(const std::string& path, int flags) {
     Result<UniqueFd> file = openThroughNoLink(path, flags);
-    return file || file.error().code() != ENOSYS ? std::move(file) : open(path, flags | O_NOFOLLOW);
+    return file || !isUnknownCall(file.error()) ? std::move(file) : open(path, flags | O_NOFOLLOW);
 }
 
 Result<Transfer> read(int fd, void* buffer, std::size_t size) {
@@ -144,7 +148,7 @@ Result<bool> isWithoutLinks(const std::string& path) {
     if (file) {
         return true;
     }
-    if (file.error().code() == ELOOP || file.error().code() == ENOSYS) {
+    if (isErrno(file.error(), ELOOP) || isUnknownCall(file.error())) {
         return false;
     }
     return file.error();

@@ -17,8 +17,8 @@ namespace ksw::host::sys {
 Result<UniqueFd> open(const std::string& path, int flags, mode_t mode = 0600);
 /// The same below an open folder.
 Result<UniqueFd> openAt(int folder, const std::string& name, int flags, mode_t mode = 0600);
-/// The same, refusing a path with a symbolic link in any component (ELOOP). Before Linux 5.6, which has no
-/// such call, only a link as the last component is refused.
+/// The same, refusing a path with a symbolic link in any component (ELOOP). Where there is no
+/// such call (before Linux 5.6, and in some sandboxes) only a link as the last component is refused.
 Result<UniqueFd> openWithoutLinks(const std::string& path, int flags);
 
 /// One read or write of at most `size` bytes; may move fewer.
@@ -32,7 +32,8 @@ Result<struct ::statx> statx(const std::string& path, int flags, unsigned mask);
 Result<struct ::statx> statx(int fd, unsigned mask);
 /// Where a symbolic link points. ENAMETOOLONG from 4,096 bytes on (PATH_MAX).
 Result<std::string> readLink(const std::string& path);
-/// Whether the path leads to its file through no symbolic link. False also before Linux 5.6, which cannot tell.
+/// Whether the path leads to its file through no symbolic link. False also where the kernel cannot or will not
+/// tell.
 Result<bool> isWithoutLinks(const std::string& path);
 /// The canonical path of a file: absolute, without links, "." and ".." (realpath(3)).
 Result<std::string> realPath(const std::string& path);

@@ -261,15 +261,22 @@ TEST(AFileCall, RefusesAPathWithANulByte) {
     EXPECT_EQ(rename("/tmp", path).error().code(), EINVAL);
 }
 
-TEST(OpeningWithoutLinks, RefusesOneAsTheLastComponentOnOlderKernels) {
+TEST(OpeningWithoutLinks, RefusesOneAsTheLastComponentOnOlderKernelsAndInOlderSandboxes) {
     const test::TempFolder folder;
     folder.writeFile("a", "");
     std::filesystem::create_symlink("a", folder.at("link"));
+    for (const int unknownCall : {ENOSYS, EPERM}) {
+        SysFaults faults;
+        faults.failNth(Call::Open, 1, unknownCall);
+        EXPECT_TRUE(openWithoutLinks(folder.at("a"), O_RDONLY).ok());
+        faults.failNth(Call::Open, 1, unknownCall);
+        EXPECT_EQ(openWithoutLinks(folder.at("link"), O_RDONLY).error().code(), ELOOP);
+        faults.failNth(Call::Open, 1, unknownCall);
+        EXPECT_FALSE(*isWithoutLinks(folder.at("a")));
+    }
     SysFaults faults;
-    faults.failNth(Call::Open, 1, ENOSYS);
-    EXPECT_TRUE(openWithoutLinks(folder.at("a"), O_RDONLY).ok());
-    faults.failNth(Call::Open, 1, ENOSYS);
-    EXPECT_EQ(openWithoutLinks(folder.at("link"), O_RDONLY).error().code(), ELOOP);
+    faults.failAll(Call::Open, EPERM);
+    EXPECT_EQ(openWithoutLinks(folder.at("a"), O_RDONLY).error().code(), EPERM);
 }
 
 }  // namespace
