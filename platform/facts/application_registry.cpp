@@ -59,9 +59,11 @@ class ApplicationRegistry::Shelf {
 public:
     explicit Shelf(Uid uid) : uid_(uid) {}
 
-    /// What is on it, as it was at most `ageMax` before `now`.
-    std::shared_ptr<const ApplicationIndex> index(const host::Clock& clock, Time now, Time ageMax) {
+    /// What is on it, as it was at most `ageMax` ago.
+    std::shared_ptr<const ApplicationIndex> index(const host::Clock& clock, Time ageMax) {
         auto content = content_.lock();
+        // Not before: whoever waited for the lock has what was read meanwhile, and did not look himself.
+        const Time now = clock.monotonic();
         if (content->index == nullptr || now >= content->lookedAt + std::max(ageMax, content->pause)) {
             look(*content, clock, now);
         }
@@ -88,7 +90,7 @@ private:
     }
 
     const Uid uid_;
-    Guarded<Content> content_;
+    host::ForkGuarded<Content> content_;
 };
 
 ApplicationRegistry& ApplicationRegistry::shared() {
@@ -116,11 +118,10 @@ ApplicationRegistry::Shelves ApplicationRegistry::shelvesOf(Uid uid) {
 
 ApplicationPointer ApplicationRegistry::find(std::string_view identifier, Uid uid, Placeholders placeholders) {
     const Shelves shelves = shelvesOf(uid);
-    const Time now = clock_.monotonic();
     ApplicationPointer placeholder;
     for (const Time ageMax : {kAgeMax, kAgeOfMissMax}) {
         for (const ShelfPointer& shelf : {shelves.everybodys, shelves.users}) {
-            const auto index = shelf == nullptr ? nullptr : shelf->index(clock_, now, ageMax);
+            const auto index = shelf == nullptr ? nullptr : shelf->index(clock_, ageMax);
             const auto* named = index == nullptr ? nullptr : index->find(identifier);
             if (named != nullptr && named->whole != nullptr) {
                 return named->whole;
@@ -135,10 +136,9 @@ ApplicationPointer ApplicationRegistry::find(std::string_view identifier, Uid ui
 
 std::vector<ApplicationPointer> ApplicationRegistry::all(Uid uid) {
     const Shelves shelves = shelvesOf(uid);
-    const Time now = clock_.monotonic();
-    std::vector<ApplicationPointer> all = shelves.everybodys->index(clock_, now, kAgeMax)->all();
+    std::vector<ApplicationPointer> all = shelves.everybodys->index(clock_, kAgeMax)->all();
     if (shelves.users != nullptr) {
-        const auto index = shelves.users->index(clock_, now, kAgeMax);
+        const auto index = shelves.users->index(clock_, kAgeMax);
         all.insert(all.end(), index->all().begin(), index->all().end());
     }
     return all;

@@ -9,9 +9,9 @@
 
 #include <kestrelwood/values/audit_token.h>
 
-#include "platform/base/guarded.h"
 #include "platform/facts/application.h"
 #include "platform/host/clock.h"
+#include "platform/host/fork_guarded.h"
 
 namespace ksw::facts {
 
@@ -22,7 +22,8 @@ enum class Placeholders : std::uint8_t { LeftOut, Included };
 /// in a user's `~/Applications`. Each of the two is read when it is first asked for, kept in memory, and read again
 /// when a folder or file of it has changed. Whether one has is looked at once a second at most, so an answer is
 /// that old at most, and takes no system call in between; for an identifier that nobody has, 20 times a second. Any
-/// thread; blocks for the reading, which holds up those who ask for the same user's, or everybody's.
+/// thread, also of a child that was forked while another one was reading; blocks for the reading, which holds up
+/// those who ask for the same user's, or everybody's.
 class ApplicationRegistry {
 public:
     explicit ApplicationRegistry(const host::Clock& clock = host::systemClock()) : clock_(clock) {}
@@ -53,7 +54,7 @@ private:
     ShelfPointer shelfOf(std::map<Uid, ShelfPointer>& shelves, Uid uid) const;
 
     const host::Clock& clock_;
-    Guarded<std::map<Uid, ShelfPointer>> shelves_;  // everybody's under kEveryUser
+    host::ForkGuarded<std::map<Uid, ShelfPointer>> shelves_;  // everybody's under kEveryUser
 };
 
 }  // namespace ksw::facts

@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <filesystem>
 #include <thread>
+#include <utility>
 
 #include "platform/facts/application_index.h"
 #include "platform/host/log_capture.h"
@@ -180,6 +183,72 @@ TEST_F(ARegistryOfApplications, ServesMoreUsersThanItKeeps) {
         EXPECT_NE(foundFor(uid), "");
     }
     EXPECT_NE(found(), "");
+}
+
+/// Reading an index asks it for the time of day: that can take long, and be held up.
+class ReadersClock final : public host::Clock {
+public:
+    std::chrono::nanoseconds monotonic() const override { return clock_.monotonic(); }
+    Date wall() const override {
+        if (isHoldingUp_.load()) {
+            isReached_ = true;
+            isReached_.notify_all();
+            isHoldingUp_.wait(true);
+        }
+        clock_.advance(std::exchange(nextReadingTakes_, {}));
+        return clock_.wall();
+    }
+
+    void letNextReadingTake(std::chrono::nanoseconds time) { nextReadingTakes_ = time; }
+    void advance(std::chrono::nanoseconds time) { clock_.advance(time); }
+
+    void holdUp() { isHoldingUp_ = true; }
+    void awaitReader() const { isReached_.wait(false); }
+    void letGo() {
+        isHoldingUp_ = false;
+        isHoldingUp_.notify_all();
+    }
+
+private:
+    mutable RegistryClock clock_;
+    mutable std::chrono::nanoseconds nextReadingTakes_{};
+    std::atomic<bool> isHoldingUp_ = false;
+    mutable std::atomic<bool> isReached_ = false;
+};
+
+TEST_F(ARegistryOfApplications, RestsFromAReadingAsLongAsThatTookAndNotTheOneBefore) {
+    ReadersClock clock;
+    ApplicationRegistry registry(clock);
+    clock.letNextReadingTake(std::chrono::seconds(1));  // everybody's; the user's takes no time
+    EXPECT_EQ(registry.find(kTool, user_), nullptr);
+    add("/Applications/Tool.app");
+    add("/home/me/Applications/Mine.app", "com.example.mine");
+    clock.advance(50ms);
+    EXPECT_NE(registry.find("com.example.mine", user_), nullptr);
+    EXPECT_EQ(registry.find(kTool, user_), nullptr);
+    clock.advance(std::chrono::seconds(10));
+    EXPECT_NE(registry.find(kTool, user_), nullptr);
+}
+
+TEST_F(ARegistryOfApplications, AnswersInAChildThatWasForkedWhileAnotherThreadWasReading) {
+    add("/Applications/Tool.app");
+    ReadersClock clock;
+    ApplicationRegistry registry(clock);
+    clock.holdUp();
+    std::thread reader([&] { EXPECT_NE(registry.find(kTool, user_), nullptr); });
+    clock.awaitReader();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(30);
+        clock.letGo();
+        const bool isFound = registry.find(kTool, user_) != nullptr && registry.all(user_).size() == 1;
+        ::_exit(isFound ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    clock.letGo();
+    reader.join();
 }
 
 TEST_F(ARegistryOfApplications, AnswersWhileItsFoldersChange) {
