@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/base/limits.h"
+#include "platform/base/paths.h"
 #include "platform/base/utf8.h"
 #include "platform/facts/bundle.h"
 #include "platform/facts/code.h"

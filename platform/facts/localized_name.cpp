@@ -1,11 +1,12 @@
 #include "platform/facts/localized_name.h"
 
+#include <array>
+#include <iterator>
 #include <optional>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "platform/base/limits.h"
+#include "platform/base/paths.h"
 #include "platform/base/utf8.h"
 #include "platform/facts/resources.h"
 #include "platform/host/bundles.h"
@@ -16,30 +17,45 @@ namespace ksw::facts {
 namespace {
 
 constexpr std::string_view kNameKeys[] = {"QCBundleDisplayName", "QCBundleName"};
+/// Largest list of an application's names in one language, in bytes: with all of a user's languages no more is read
+/// than of an information property list.
+constexpr std::size_t kNamesFileMax = limits::kPropertyListFileMax / host::kLanguagesMax;
 constexpr char32_t kReplacement = 0xFFFD;
 
-void addList(std::vector<Dictionary>& lists, const std::string& folder, std::string_view name) {
-    if (Result<Dictionary> list = readResource(folder, name, limits::kPropertyListFileMax)) {
-        lists.push_back(std::move(*list));
-    }
-}
-
-std::optional<std::string> applicationName(const std::string& path) {
-    const std::string contents = path + "/Contents";
-    std::vector<Dictionary> lists;
-    for (const std::string& language : host::userLanguages()) {
-        addList(lists, contents + "/Resources/" + language, "InfoPlist");
-    }
-    addList(lists, contents, "Info");
-    for (std::string_view key : kNameKeys) {
-        for (const Dictionary& list : lists) {
-            const auto* name = find<std::string>(list, key);
-            if (name != nullptr && !name->empty() && name->size() <= limits::kDisplayNameMax) {
-                return *name;
+/// The names that an application has, by its lists in the order of preference.
+class Names {
+public:
+    /// Takes from a list what no list before it has, and lets go of the rest: there may be many lists.
+    void add(const std::string& folder, std::string_view file, std::size_t sizeMax) {
+        const Result<Dictionary> list = readResource(folder, file, sizeMax);
+        for (std::size_t key = 0; list && key < names_.size(); ++key) {
+            const auto* name = find<std::string>(*list, kNameKeys[key]);
+            if (names_[key].empty() && name != nullptr && name->size() <= limits::kDisplayNameMax) {
+                names_[key] = *name;
             }
         }
     }
-    return std::nullopt;
+    /// No further list can change what is preferred.
+    bool isDecided() const { return !names_.front().empty(); }
+    const std::string& preferred() const { return isDecided() ? names_.front() : names_.back(); }
+
+private:
+    std::array<std::string, std::size(kNameKeys)> names_;
+};
+
+/// Empty when it has none.
+std::string applicationName(const std::string& path) {
+    const std::string contents = path + "/Contents";
+    Names names;
+    for (const std::string& language : host::userLanguages()) {
+        if (!names.isDecided()) {
+            names.add(contents + "/Resources/" + language, "InfoPlist", kNamesFileMax);
+        }
+    }
+    if (!names.isDecided()) {
+        names.add(contents, "Info", limits::kPropertyListFileMax);
+    }
+    return names.preferred();
 }
 
 }  // namespace
@@ -47,19 +63,12 @@ std::optional<std::string> applicationName(const std::string& path) {
 std::string localizedName(const std::string& path, const host::FileFacts& facts) {
     std::string_view name = lastComponent(path);
     if (facts.isApplication) {
-        if (std::optional<std::string> given = applicationName(path)) {
-            return std::move(*given);
+        if (std::string given = applicationName(path); !given.empty()) {
+            return given;
         }
         name.remove_suffix(host::kApplicationExtension.size());
     }
     return readableText(name);
-}
-
-std::string_view lastComponent(std::string_view path) {
-    while (path.size() > 1 && path.ends_with('/')) {
-        path.remove_suffix(1);
-    }
-    return path == "/" ? path : path.substr(path.rfind('/') + 1);
 }
 
 std::string readableText(std::string_view text) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/base/paths.h"
 #include "platform/facts/localized_name.h"
 #include "platform/host/bundles.h"
 #include "platform/host/file_facts.h"

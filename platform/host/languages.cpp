@@ -10,7 +10,6 @@ namespace ksw::host {
 
 namespace {
 
-constexpr std::size_t kLanguagesMax = 16;
 constexpr std::size_t kNameMax = 32;  // "ca_ES", "zh_Hant_TW"
 
 /// Letters, digits and "_" with a letter in front, so that it is one name of a folder.

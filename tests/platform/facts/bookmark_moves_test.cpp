@@ -118,6 +118,17 @@ TEST_F(ASearchedFile, IsFoundInTheTrashUnderItsNameOrAnother) {
     }
 }
 
+TEST_F(ASearchedFile, IsFoundInATrashThatALinkHasPutElsewhere) {
+    folder_.makeFolder("large/thrown away/files");
+    folder_.makeFolder("home/.local/share");
+    std::filesystem::create_directory_symlink(folder_.at("large/thrown away"),
+                                              folder_.at("home/.local/share/Trash"));
+    const Data bookmark = make(folder_.writeFile("one/apps/a", ""));
+    move("one/apps/a", "large/thrown away/files/a");
+    EXPECT_EQ(resolve(bookmark).error->code(), -99);
+    EXPECT_EQ(resolve(make(folder_.at("large/thrown away/files/a"))).error->code(), -99);
+}
+
 TEST_F(ASearchedFile, IsNotTakenForALinkToIt) {
     const Data bookmark = make(folder_.writeFile("one/apps/a", ""));
     move("one/apps/a", "two/far/a");

@@ -1,20 +1,20 @@
 // Bookmarks of files behind odd names, links and closed doors, and of places that change meanwhile.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <filesystem>
-#include <thread>
+#include <functional>
 
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
+
+#include <kestrelwood/KSWErrors.h>
 
 #include "platform/base/utf8.h"
+#include "platform/facts/bookmark.h"
+#include "platform/host/quiet_lookup.h"
 #include "tests/platform/facts/bookmark_support.h"
+#include "tests/support/automounter.h"
+#include "tests/support/flipping.h"
 #include "tests/support/in_child.h"
 
 namespace ksw {
@@ -123,38 +123,35 @@ TEST_F(ABookmarkedPath, BehindAClosedFolderIsAnErrorAndNothingIsSearched) {
 /// A folder "flip" and a link "flop" to another folder that change places all the time.
 class AFlippingPath : public ABookmarkedPath {
 protected:
-    static constexpr int kFlips = 10'000;
-
     AFlippingPath() {
         folder_.writeFile("tree/flip/a", "");
         folder_.writeFile("outside/a", "");
         std::filesystem::create_directory_symlink(folder_.at("outside"), folder_.at("tree/flop"));
     }
 
-    /// Calls `look` again and again until all flips are done.
-    template <class Look>
-    void whileFlipping(Look look) const {
-        std::atomic<bool> isDone = false;
-        const std::string one = folder_.at("tree/flip");
-        const std::string other = folder_.at("tree/flop");
-        std::thread flipper([&] {
-            for (int flip = 0; flip < kFlips; ++flip) {
-                EXPECT_EQ(::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE), 0);
-            }
-            isDone = true;
-        });
-        while (!isDone) {
-            look();
-        }
-        flipper.join();
+    void flip() const { test::flip(folder_.at("tree/flip"), folder_.at("tree/flop")); }
+    void whileFlipping(const std::function<void()>& look) const {
+        test::whileFlipping(folder_.at("tree/flip"), folder_.at("tree/flop"), look);
     }
 };
 
-TEST_F(AFlippingPath, NeverLeadsABookmarkOutside) {
-    const Data bookmark = make(folder_.at("tree/flip/a"));
+TEST_F(AFlippingPath, NeverHasTheFileOutsideTakenForTheBookmarks) {
+    const std::string path = folder_.at("tree/flip/a");
+    const Data bookmark = make(path);
+    const host::FileIdentifier inside = host::fileFacts(path)->identifier;
+    flip();
+    EXPECT_EQ(resolve(bookmark), staleAt(path));
+    flip();
+    EXPECT_EQ(resolve(bookmark), at(path));
     whileFlipping([&] {
-        const Answer answer = resolve(bookmark);
-        EXPECT_EQ(answer.path, folder_.at("tree/flip/a"));
+        const Result<facts::ResolvedBookmark> resolved = facts::resolveBookmark(bookmark, 0x300);
+        ASSERT_TRUE(resolved.ok());
+        EXPECT_EQ(resolved->path, path);
+        // Only a link leads to another file than the one that was bookmarked.
+        EXPECT_FALSE(resolved->isWithoutLinks && resolved->isStale);
+        const Result<host::Sighting> seen = host::lookQuietly(path);
+        ASSERT_TRUE(seen.ok());
+        EXPECT_FALSE(seen->isWithoutLinks && seen->facts.identifier != inside);
     });
 }
 
@@ -171,39 +168,34 @@ TEST_F(AFlippingPath, NeverLeadsASearchOutside) {
     EXPECT_EQ(resolve(bookmark), staleAt(folder_.at("tree/flip/found")));
 }
 
-/// An automounter that never answers: whoever makes it mount something waits for ever.
-class SleepingAutomounter {
-public:
-    /// The automounter's own group of processes passes; another one than this is named for it.
-    SleepingAutomounter() : process_(::fork()) {
-        if (process_ == 0) {
-            ::setpgid(0, 0);
-            ::pause();
-            ::_exit(0);
-        }
-        ::setpgid(process_, process_);
-    }
-    ~SleepingAutomounter() {
-        ::kill(process_, SIGKILL);
-        ::waitpid(process_, nullptr, 0);
-    }
-    SleepingAutomounter(const SleepingAutomounter&) = delete;
-    SleepingAutomounter& operator=(const SleepingAutomounter&) = delete;
-
-    /// Only root can.
-    bool mountAt(const std::string& folder) const {
-        std::array<int, 2> ends{};
-        EXPECT_EQ(::pipe(ends.data()), 0);
-        const std::string options =
-            "fd=" + std::to_string(ends[1]) + ",pgrp=" + std::to_string(process_) + ",minproto=5,maxproto=5,direct";
-        return ::mount("sleeping", folder.c_str(), "autofs", 0, options.c_str()) == 0;
-    }
-
-private:
-    pid_t process_;
-};
+TEST_F(AFlippingPath, LeadsIntoTheTrashOrOutOfItAndNowhereElse) {
+    const std::string files = folder_.makeFolder("home/.local/share/Trash/files");
+    std::filesystem::rename(folder_.at("tree/flip"), files + "/flip");
+    std::filesystem::rename(folder_.at("tree/flop"), files + "/flop");
+    const std::string path = files + "/flip/a";
+    const auto isInTrash = [&] { return __ksw_isInTrash(URL::fileURL(path)); };
+    const Data bookmark = make(path);
+    const Answer thrownAway{std::nullopt, false, KSWErrorWithCode(KSWErrorBookmarkInTrash)};
+    EXPECT_TRUE(isInTrash());
+    EXPECT_EQ(resolve(bookmark), thrownAway);
+    test::flip(files + "/flip", files + "/flop");
+    EXPECT_FALSE(isInTrash());
+    EXPECT_EQ(resolve(bookmark), staleAt(path));
+    test::flip(files + "/flip", files + "/flop");
+    test::whileFlipping(files + "/flip", files + "/flop", [&] {
+        isInTrash();
+        const Answer answer = resolve(bookmark);
+        EXPECT_EQ(answer.path.value_or(path), path);
+        EXPECT_EQ(answer.error.has_value(), !answer.path);
+        EXPECT_EQ(answer.error ? answer.error->code() : -99, -99);
+        // Beside the trash there is nothing to fall into it.
+        EXPECT_FALSE(__ksw_isInTrash(URL::fileURL(folder_.at("outside/a"))));
+    });
+    EXPECT_TRUE(isInTrash());
+}
 
 using AnUnmountedFolder = ABookmarkedPath;
+using Map = test::SleepingAutomounter::Map;
 
 TEST_F(AnUnmountedFolder, IsNotMountedByResolving) {
     test::withOwnMounts([&] {
@@ -213,8 +205,8 @@ TEST_F(AnUnmountedFolder, IsNotMountedByResolving) {
         const Data itself = make(place);
         test::unmount(place);
         std::filesystem::create_directory_symlink("place", folder_.at("link"));
-        const SleepingAutomounter automounter;
-        if (!automounter.mountAt(place)) {
+        const test::SleepingAutomounter automounter;
+        if (!automounter.takeOver(place, Map::Direct)) {
             return;
         }
         EXPECT_EQ(resolve(inside), notFound(place + "/a"));
@@ -225,6 +217,26 @@ TEST_F(AnUnmountedFolder, IsNotMountedByResolving) {
         const Data beside = make(folder_.writeFile("one/a", ""));
         std::filesystem::remove(folder_.at("one/a"));
         EXPECT_EQ(resolve(beside), notFound(folder_.at("one/a")));
+    });
+}
+
+TEST_F(AnUnmountedFolder, BesideAMountedOneHidesNothingInThat) {
+    test::withOwnMounts([&] {
+        const test::SleepingAutomounter automounter;
+        if (!automounter.takeOver(folder_.makeFolder("users"), Map::Indirect)) {
+            return;
+        }
+        automounter.addMounted(folder_.at("users/me"));
+        automounter.addUnmounted(folder_.at("users/you"));
+        const Data bookmark = make(folder_.writeFile("users/me/apps/a", ""));
+        EXPECT_EQ(resolve(bookmark), at(folder_.at("users/me/apps/a")));
+        std::filesystem::rename(folder_.at("users/me/apps/a"), folder_.at("users/me/apps/b"));
+        EXPECT_EQ(resolve(bookmark), staleAt(folder_.at("users/me/apps/b")));
+        for (const std::string name : {"users/you/apps/a", "users/unknown/a", "users/you", "users"}) {
+            const Data elsewhere =
+                changed(bookmark, [path = folder_.at(name)](auto& content) { content.path = path; });
+            EXPECT_EQ(resolve(elsewhere).path, std::nullopt) << name;
+        }
     });
 }
 

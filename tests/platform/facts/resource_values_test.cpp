@@ -8,10 +8,12 @@
 #include <sys/stat.h>
 
 #include "platform/base/limits.h"
+#include "platform/host/languages.h"
 #include "platform/host/sys.h"
 #include "platform/plist/property_list.h"
 #include "tests/support/environment.h"
 #include "tests/support/in_child.h"
+#include "tests/support/sys_faults.h"
 #include "tests/support/temp_folder.h"
 
 namespace ksw::facts {
@@ -127,6 +129,31 @@ TEST_F(AResource, ThatIsAnApplicationHasItsDisplayName) {
 TEST_F(AResource, ThatIsNoApplicationHasNoDisplayName) {
     writeList("W.bundle/Contents/Info.plist", {{"QCBundleDisplayName", "Writer"}});
     EXPECT_EQ(localizedName("W.bundle"), Value("W.bundle"));
+}
+
+TEST_F(AResource, HasNamesInLanguagesOfAsManyBytesAsTheyMayHave) {
+    constexpr std::size_t sizeMax = limits::kPropertyListFileMax / host::kLanguagesMax;
+    constexpr std::string_view list =
+        "<plist><dict><key>QCBundleDisplayName</key><string>Schreiber</string></dict></plist>";
+    const auto padded = [&](std::size_t size) { return std::string(list) + std::string(size - list.size(), ' '); };
+    folder_.writeFile("W.app/Contents/Resources/de/InfoPlist.plist", padded(sizeMax));
+    EXPECT_EQ(localizedName("W.app"), Value("Schreiber"));
+    folder_.writeFile("W.app/Contents/Resources/de/InfoPlist.plist", padded(sizeMax + 1));
+    EXPECT_EQ(localizedName("W.app"), Value("W"));
+    folder_.writeFile("W.app/Contents/Info.plist", padded(limits::kPropertyListFileMax));
+    EXPECT_EQ(localizedName("W.app"), Value("Schreiber"));
+}
+
+TEST_F(AResource, IsNamedByNoMoreListsThanItTakes) {
+    writeList("W.app/Contents/Info.plist", {{"QCBundleDisplayName", "Writer"}});
+    writeList("W.app/Contents/Resources/de_AT/InfoPlist.plist", {{"QCBundleName", "Kurz"}});
+    const test::SysFaults faults;
+    EXPECT_EQ(localizedName("W.app"), Value("Writer"));
+    const unsigned all = faults.count(host::sys::Call::Read);
+    writeList("W.app/Contents/Resources/de_AT/InfoPlist.plist", {{"QCBundleDisplayName", "Schreiberling"}});
+    const test::SysFaults fewer;
+    EXPECT_EQ(localizedName("W.app"), Value("Schreiberling"));
+    EXPECT_LT(fewer.count(host::sys::Call::Read), all);
 }
 
 TEST_F(AResource, WithADamagedListIsCalledByItsName) {
