@@ -174,6 +174,19 @@ class Bookmarking(WithFiles):
         self.assertEqual(done.stdout, "")
         self.assertRegex(done.stderr, r"^kswctl: .+\n$")
 
+    def test_fails_with_the_reason_when_the_file_lies_in_the_trash(self):
+        places = {"XDG_DATA_HOME": str(self.host / "data")}
+        trash = self.host / "data/Trash/files"
+        trash.mkdir(parents=True, exist_ok=True)
+        plan = self.file("apps/plan.txt", b"x")
+        bookmark = self.make(plan)
+        plan.rename(trash / "plan.txt")
+        fresh = self.make(trash / "plan.txt", "fresh")
+        for given in [bookmark, fresh]:
+            done = self.kswctl("bookmark", "resolve", given, status=1, variables=places)
+            self.assertEqual(done.stdout, "")
+            self.assertRegex(done.stderr, r"^kswctl: .*bookmark resolved to URL in the trash\n$")
+
     def test_makes_one_of_a_file_that_is_not_there_yet(self):
         bookmark = self.make(self.folder / "later")
         self.resolve(bookmark, status=1)

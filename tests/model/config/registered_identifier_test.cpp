@@ -7,6 +7,7 @@
 #include <kestrelwood/KSWFunctions.h>
 
 #include "platform/host/log_capture.h"
+#include "tests/support/signing_support.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -114,6 +115,7 @@ TEST_F(ARegistrationsIdentifier, OfNoSingleKindIsNoneAndSaidOnce) {
 }
 
 TEST_F(ARegistrationsIdentifier, OfAnythingElseAsksForTheFilesSignature) {
+    // Nobody has signed it.
     folder.makeFolder("A.app/Contents/H.app");
     const OptionalURL helper = URL::fileURL("Contents/H.app");
     for (const KSWItemType type : {0x4U, 0x80U, 0x800U, 0x40U, 0x100U, 0x200U, 0x400U, 0x10004U}) {
@@ -125,6 +127,35 @@ TEST_F(ARegistrationsIdentifier, OfAnythingElseAsksForTheFilesSignature) {
     EXPECT_TRUE(std::none_of(lines.begin(), lines.end(), [](const ksw::host::LogLine& line) {
         return line.text.starts_with("%s: invalid parameter");
     }));
+}
+
+class ASignedRegistrationsIdentifier : public ksw::facts::SigningTest {
+protected:
+    /// An application at a path of the test's folder.
+    std::string signedApplication(const std::string& name, const std::string& identifier) {
+        std::string path = ksw::facts::makeApplication(files_, name, "com.example.bundle");
+        EXPECT_TRUE(ksw::facts::sign(path, request(&signer(), identifier)).ok());
+        return path;
+    }
+};
+
+TEST_F(ASignedRegistrationsIdentifier, IsTheOneThatItsCodeIsSignedWith) {
+    const std::string helperPath = signedApplication("A.app/Contents/H.app", "com.example.helper");
+    const OptionalURL bundle = URL::fileURL(signedApplication("A.app", "com.example.outer"), PathKind::Directory);
+    const OptionalURL helper = URL::fileURL("Contents/H.app");
+    const OptionalURL alone = URL::fileURL(helperPath);
+    for (const KSWItemType kind : {0x4U, 0x40U, 0x80U, 0x100U, 0x200U, 0x400U, 0x800U}) {
+        const std::string identifier = std::to_string(kind) + ".com.example.helper";
+        EXPECT_EQ(ItemIdentifierWithRegistrationInfo(kind, bundle, helper, kLabelled), identifier);
+        EXPECT_EQ(ItemIdentifierWithRegistrationInfo(kind, bundle, helper, std::nullopt), identifier);
+    }
+    for (const KSWItemType kind : {0x40U, 0x100U, 0x200U, 0x400U}) {
+        EXPECT_EQ(ItemIdentifierWithRegistrationInfo(kind, kNone, alone, std::nullopt),
+                  std::to_string(kind) + ".com.example.helper");
+    }
+    EXPECT_EQ(ItemIdentifierWithRegistrationInfo(0x10004, bundle, helper, std::nullopt), "4.com.example.helper");
+    EXPECT_EQ(ItemIdentifierWithRegistrationInfo(0x10004, bundle, alone, std::nullopt), "4.com.example.helper");
+    EXPECT_EQ(ItemIdentifierWithRegistrationInfo(0x2, bundle, kNone, kLabelled), "2.com.example.outer");
 }
 
 }  // namespace
