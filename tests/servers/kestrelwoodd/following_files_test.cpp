@@ -54,6 +54,17 @@ TEST_F(ARecordOfAFile, OfAUserFindsTheFileAfterItWasMovedAndTheDaemonStartedAnew
     EXPECT_EQ(item->url(), URL::fileURL(daemon_.folder().at("moved.txt")));
 }
 
+TEST_F(ARecordOfAFile, KeepsItsDateExactlyAcrossARestart) {
+    const std::string plan = file("plan.txt");
+    ksw::test::setChanged(plan, 1'790'000'000, 123'456'789);
+    const std::string identifier = *itemOf(ask(&Operations::enter, plan))->identifier();
+    daemon_.restart();
+    const ItemPointer item = copyOfRecord(*daemon_.record(owner_.uid, identifier));
+    EXPECT_TRUE(item->modificationDateMatchesFileSystem());
+    ksw::test::setChanged(plan, 1'790'000'000, 123'457'789);
+    EXPECT_FALSE(item->modificationDateMatchesFileSystem());
+}
+
 TEST_F(ARecordOfAFile, StaysAsItIsWhenTheSameFileIsEnteredAgain) {
     const std::string plan = file("plan.txt");
     ASSERT_EQ(ask(&Operations::enter, plan).code, KSWErrorNone);
