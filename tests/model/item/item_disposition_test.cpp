@@ -4,6 +4,7 @@
 
 #include "platform/host/log_capture.h"
 #include "tests/model/item/items.h"
+#include "tests/support/environment.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -21,6 +22,8 @@ constexpr std::string_view kTrashed = ".local/share/Trash/files/";
 /// A known developer who is allowed, with a folder for files beside.
 struct TheEffectiveDisposition : testing::Test {
     ksw::test::TempFolder folder;
+    const ksw::test::ScopedVariable home{"HOME", folder.path()};
+    const ksw::test::ScopedVariable data{"XDG_DATA_HOME", std::nullopt};
     KSWItem::Pointer developer = item(0x20, "Dev");
     KSWItem::Pointer made = item(0x40, "64.a");
 

@@ -94,9 +94,9 @@ TEST(TheShippedTexts, AreTheSameInEveryLanguage) {
     EXPECT_GE(languages, 2U);
 }
 
-TEST(TheShippedTexts, AreTheirOwnKeysInEnglish) {
+TEST(TheShippedTexts, AreTheirOwnKeysInEnglishUnlessTheyHaveNames) {
     for (const auto& [key, text] : shipped("en")) {
-        EXPECT_EQ(text, Value(key));
+        EXPECT_EQ(text == Value(key), !key.starts_with("KSW_")) << key;
     }
 }
 
