@@ -77,6 +77,25 @@ ExitStatus complainOf(const std::optional<ksw::Error>& error, ksw::ServiceConnec
     return ExitStatus::Failed;
 }
 
+ExitStatus complainOfRefusal(ksw::Uid uid, std::string_view otherwise) {
+    KSWManager& manager = KSWManager::shared();
+    std::optional<ksw::Error> error;
+    if (manager.getItemsMatching(static_cast<std::int64_t>(KSWItemTypeUserItem), uid, &error) == nullptr) {
+        return complainOf(error, manager.connection());
+    }
+    complain(otherwise);
+    return ExitStatus::Failed;
+}
+
+ExitStatus complainOfResult(std::int64_t code, ksw::ServiceConnection* connection) {
+    if (code == KSWErrorGeneric) {
+        if (const auto status = complainWhenSilent(connection)) {
+            return *status;
+        }
+    }
+    return complainOf(KSWErrorWithCode(code), connection);
+}
+
 std::int64_t resultCodeOf(const std::optional<ksw::Error>& error) {
     if (!error) {
         return KSWErrorNone;

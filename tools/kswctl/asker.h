@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <variant>
 
 #include <kestrelwood/KSWItem.h>
@@ -42,6 +43,13 @@ std::optional<ExitStatus> complainWhenSilent(ksw::ServiceConnection* connection)
 
 /// For a request whose error may be absent: says on standard error why it failed, and the status that follows.
 ExitStatus complainOf(const std::optional<ksw::Error>& error, ksw::ServiceConnection* connection);
+
+/// For a request about a user that failed and did not say why: another one, which changes nothing, says whether the
+/// caller may ask about the user at all. If it may, `otherwise` is what is said.
+ExitStatus complainOfRefusal(ksw::Uid uid, std::string_view otherwise);
+
+/// For a request that failed with a result code, which is also -1 when nobody answers.
+ExitStatus complainOfResult(std::int64_t code, ksw::ServiceConnection* connection);
 
 /// What an error is as a result code: its own when it is the daemon's, -1 for any other, 0 for none.
 std::int64_t resultCodeOf(const std::optional<ksw::Error>& error);

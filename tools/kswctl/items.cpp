@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <kestrelwood/KSWManager.h>
@@ -13,6 +14,7 @@
 #include "tools/common/outcome.h"
 #include "tools/common/text.h"
 #include "tools/kswctl/asker.h"
+#include "tools/kswctl/record.h"
 
 namespace tools::kswctl {
 namespace {
@@ -65,6 +67,14 @@ void showCandidates(const Items& items) {
     }
 }
 
+/// What a person looks for in a list.
+Record rowOf(const Record& item) {
+    return Record::object({{"identifier", item["identifier"]},
+                           {"type", item["typeText"]},
+                           {"disposition", item["dispositionText"]},
+                           {"name", item["name"]}});
+}
+
 }  // namespace
 
 std::variant<std::shared_ptr<KSWList>, ExitStatus> listOrComplaint(const Options& options) {
@@ -82,17 +92,34 @@ std::variant<KSWItem::Pointer, ExitStatus> itemOrComplaint(const Options& option
     if (const auto* status = std::get_if<ExitStatus>(&answer)) {
         return *status;
     }
-    const Items found = candidates(std::get<std::shared_ptr<KSWList>>(answer)->items(), options.item);
+    return itemAmong(std::get<std::shared_ptr<KSWList>>(answer)->items(), options.item);
+}
+
+std::variant<KSWItem::Pointer, ExitStatus> itemAmong(const Items& items, const std::string& text) {
+    const Items found = candidates(items, text);
     if (found.empty()) {
-        complain("no item's identifier or UUID begins with '" + options.item + "'");
+        complain("no item's identifier or UUID begins with '" + text + "'");
         return ExitStatus::NoSuchItem;
     }
     if (found.size() > 1) {
-        complain("'" + options.item + "' is ambiguous:");
+        complain("'" + text + "' is ambiguous:");
         showCandidates(found);
         return ExitStatus::Usage;
     }
     return found.front();
+}
+
+void printItems(const Items& items, const Options& options) {
+    Record records = Record::array();
+    for (const KSWItem::Pointer& item : items) {
+        Record record = listedRecordOf(*item, options.uid);
+        records.push_back(options.json ? std::move(record) : rowOf(record));
+    }
+    if (options.json) {
+        print(records, Form::Json);
+    } else {
+        printLines(records);
+    }
 }
 
 }  // namespace tools::kswctl

@@ -1,8 +1,11 @@
-// items.h: the records that the daemon holds, and the one that the command line means.
+// items.h: the records that the daemon holds, the one that the command line means, and how lists of them are
+// printed.
 #pragma once
 
 #include <memory>
+#include <string>
 #include <variant>
+#include <vector>
 
 #include <kestrelwood/KSWItem.h>
 #include <kestrelwood/KSWList.h>
@@ -19,5 +22,11 @@ std::variant<std::shared_ptr<KSWList>, ExitStatus> listOrComplaint(const Options
 /// The one item that the command line names, with its containers. Standard error says when there is none, and lists
 /// the candidates when there are several; then the status that follows from it is the answer.
 std::variant<KSWItem::Pointer, ExitStatus> itemOrComplaint(const Options& options);
+/// The same among these items.
+std::variant<KSWItem::Pointer, ExitStatus> itemAmong(const std::vector<KSWItem::Pointer>& items,
+                                                     const std::string& text);
+
+/// Prints items as `list` shows them.
+void printItems(const std::vector<KSWItem::Pointer>& items, const Options& options);
 
 }  // namespace tools::kswctl

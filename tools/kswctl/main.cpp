@@ -1,4 +1,6 @@
 // kswctl: asks the management daemon on behalf of a person or a script.
+#include <algorithm>
+#include <iterator>
 #include <variant>
 
 #include "tools/kswctl/options.h"
@@ -7,51 +9,60 @@
 namespace tools::kswctl {
 namespace {
 
+struct Action {
+    Verb verb;
+    ExitStatus (*run)(const Options& options);
+};
+
+constexpr Action kActions[] = {
+    {Verb::Users, &listUsers},
+    {Verb::Register, &registerJob},
+    {Verb::Unregister, &unregisterJob},
+    {Verb::MayLoad, &askWhetherJobMayLoad},
+    {Verb::Status, &showStatus},
+    {Verb::List, &listItems},
+    {Verb::Show, &showItem},
+    {Verb::Add, &addItem},
+    {Verb::Remove, &removeItem},
+    {Verb::Enable, &changeItem},
+    {Verb::Disable, &changeItem},
+    {Verb::Allow, &changeItem},
+    {Verb::Disallow, &changeItem},
+    {Verb::Hide, &changeItem},
+    {Verb::Unhide, &changeItem},
+    {Verb::Watch, &watchItems},
+    {Verb::Facts, &showFacts},
+    {Verb::Apps, &listApplications},
+    {Verb::Identify, &identifyFile},
+    {Verb::BookmarkMake, &makeBookmark},
+    {Verb::BookmarkShow, &showBookmark},
+    {Verb::BookmarkResolve, &resolveBookmark},
+    {Verb::BookmarkMatch, &matchBookmarks},
+    {Verb::SettingsShow, &showSettings},
+    {Verb::SettingsSet, &setSetting},
+    {Verb::RosterList, &listRoster},
+    {Verb::RosterAdd, &addToRoster},
+    {Verb::RosterUpdate, &updateRoster},
+    {Verb::RosterRemove, &removeFromRoster},
+    {Verb::ManagedShow, &showPayload},
+    {Verb::ManagedSet, &setPayload},
+    {Verb::ManagedRemove, &removePayload},
+    {Verb::ManagedJobs, &manageJobs},
+    {Verb::SubsystemHave, &askWhetherSwitchIsSet},
+    {Verb::SubsystemGet, &showSwitch},
+    {Verb::SubsystemSet, &setSwitch},
+    {Verb::SubsystemReset, &resetSwitch},
+    {Verb::CollectGarbage, &collectGarbage},
+    {Verb::Dump, &dumpDatabase},
+    {Verb::Erase, &eraseDatabase},
+    {Verb::NotificationsShow, &showNotifications},
+    {Verb::NotificationsAlways, &setNotifications},
+};
+
 ExitStatus run(const Options& options) {
-    switch (options.verb) {
-        case Verb::Users:
-            return listUsers(options);
-        case Verb::Register:
-            return registerJob(options);
-        case Verb::Unregister:
-            return unregisterJob(options);
-        case Verb::MayLoad:
-            return askWhetherJobMayLoad(options);
-        case Verb::Status:
-            return showStatus(options);
-        case Verb::List:
-            return listItems(options);
-        case Verb::Show:
-            return showItem(options);
-        case Verb::Add:
-            return addItem(options);
-        case Verb::Remove:
-            return removeItem(options);
-        case Verb::Enable:
-        case Verb::Disable:
-        case Verb::Allow:
-        case Verb::Disallow:
-        case Verb::Hide:
-        case Verb::Unhide:
-            return changeItem(options);
-        case Verb::Watch:
-            return watchItems(options);
-        case Verb::Facts:
-            return showFacts(options);
-        case Verb::Apps:
-            return listApplications(options);
-        case Verb::Identify:
-            return identifyFile(options);
-        case Verb::BookmarkMake:
-            return makeBookmark(options);
-        case Verb::BookmarkShow:
-            return showBookmark(options);
-        case Verb::BookmarkResolve:
-            return resolveBookmark(options);
-        case Verb::BookmarkMatch:
-            return matchBookmarks(options);
-    }
-    return ExitStatus::Failed;
+    const auto* action = std::find_if(std::begin(kActions), std::end(kActions),
+                                      [&](const Action& each) { return each.verb == options.verb; });
+    return action != std::end(kActions) ? action->run(options) : ExitStatus::Failed;
 }
 
 }  // namespace

@@ -1,14 +1,20 @@
 #include "tools/kswctl/options.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <limits>
+#include <map>
 #include <string_view>
 
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <kestrelwood/KSWFunctions.h>
+
 #include "tools/common/command_line.h"
 #include "tools/kswctl/kinds.h"
+#include "tools/kswctl/options_raw.h"
 
 namespace tools::kswctl {
 namespace {
@@ -48,6 +54,13 @@ constexpr const char* kIdentifyNote =
 
 constexpr const char* kMakeNote = "PATH is the path of a file, or a URL with its scheme.\n\n";
 
+constexpr const char* kSettingNote =
+    "NAME is rosterMigrated, pellucidLoginItemsMigrated or almanacItemsImported.\n\n";
+
+constexpr const char* kSubsystemNote =
+    "NAME is cron, which is switched for the whole system, glimpse, which each user switches, or the name of\n"
+    "another subsystem; --uid asks for another user than its own.\n\n";
+
 constexpr const char* kMatchNote = "Ends with 0 only when both are of the same file, and with 1 otherwise.\n\n";
 
 std::optional<ksw::Uid> uidFromText(std::string_view text) {
@@ -63,22 +76,6 @@ std::optional<ksw::Uid> uidFromText(std::string_view text) {
     return uid;
 }
 
-/// What a verb needs to be told.
-enum class Takes {
-    Nothing,
-    Job,
-    JobAndRoad,
-    User,
-    Kinds,
-    Item,
-    Location,
-    Code,
-    File,
-    Bookmarked,
-    Bookmark,
-    Bookmarks
-};
-
 /// One verb's place in the command line.
 struct VerbRow {
     Verb verb;
@@ -87,9 +84,30 @@ struct VerbRow {
     Takes takes;
     const char* note = "";
     const char* group = nullptr;  ///< The word in front of the verb's, that other verbs share.
+    bool isDefault = false;       ///< Whether the group's word alone means this one.
+};
+
+/// A word in front of several verbs.
+struct GroupRow {
+    const char* name;
+    const char* help;
 };
 
 constexpr const char* kBookmark = "bookmark";
+constexpr const char* kSettings = "settings";
+constexpr const char* kRoster = "roster";
+constexpr const char* kManaged = "managed";
+constexpr const char* kSubsystem = "subsystem";
+constexpr const char* kNotifications = "notifications";
+
+constexpr GroupRow kGroups[] = {
+    {kBookmark, "Make, read and resolve bookmarks of files"},
+    {kSettings, "Show and change what is recorded of a user"},
+    {kRoster, "List and change the legacy login items"},
+    {kManaged, "Show and change what device management decides"},
+    {kSubsystem, "Switch other parts of the system on and off"},
+    {kNotifications, "Say of which items users are notified"},
+};
 
 constexpr VerbRow kVerbs[] = {
     {Verb::List, "list", "List a user's items, and the system's", Takes::Kinds},
@@ -117,17 +135,29 @@ constexpr VerbRow kVerbs[] = {
     {Verb::Unregister, "unregister", "Withdraw a job's registration", Takes::Job},
     {Verb::MayLoad, "may-load", "Ask whether a job may load", Takes::JobAndRoad},
     {Verb::Apps, "apps", "List the applications that a user has", Takes::User, kAppsNote},
+    {Verb::SettingsShow, "show", "Show a user's settings", Takes::User, "", kSettings, true},
+    {Verb::SettingsSet, "set", "Change one of a user's settings", Takes::Setting, kSettingNote, kSettings},
+    {Verb::RosterList, "list", "List the legacy login items", Takes::KindsOfRoster, "", kRoster, true},
+    {Verb::RosterAdd, "add", "Add a legacy login item", Takes::RosterLocation, "", kRoster},
+    {Verb::RosterUpdate, "update", "Change a legacy login item", Takes::RosterChange, kItemNote, kRoster},
+    {Verb::RosterRemove, "remove", "Remove a legacy login item", Takes::RosterItem, kItemNote, kRoster},
+    {Verb::ManagedShow, "show", "Show the payload under an identifier", Takes::Payload, "", kManaged},
+    {Verb::ManagedSet, "set", "Store a payload under an identifier", Takes::PayloadFile, "", kManaged},
+    {Verb::ManagedRemove, "remove", "Remove the payload under an identifier", Takes::Payload, "", kManaged},
+    {Verb::ManagedJobs, "jobs", "List, submit and remove managed jobs", Takes::ManagedJob, "", kManaged},
+    {Verb::SubsystemHave, "have", "Say whether a switch has been set", Takes::Subsystem, kSubsystemNote,
+     kSubsystem},
+    {Verb::SubsystemGet, "get", "Show a switch", Takes::Subsystem, kSubsystemNote, kSubsystem},
+    {Verb::SubsystemSet, "set", "Turn a switch on or off", Takes::SubsystemAndTurn, kSubsystemNote, kSubsystem},
+    {Verb::SubsystemReset, "reset", "Forget how a switch was set", Takes::Subsystem, kSubsystemNote, kSubsystem},
+    {Verb::CollectGarbage, "gc", "Have records removed whose files are gone for good", Takes::Nothing},
+    {Verb::Dump, "dump", "Print the daemon's database", Takes::Nothing},
+    {Verb::Erase, "erase", "Empty the daemon's database, for good", Takes::Nothing},
+    {Verb::NotificationsShow, "show", "Show of which items users are notified", Takes::Nothing, "", kNotifications,
+     true},
+    {Verb::NotificationsAlways, "always", "Notify users also of items that they know, or not", Takes::Turn, "",
+     kNotifications},
     {Verb::Status, "status", "Show whether the daemon answers, and its counters", Takes::Nothing},
-};
-
-/// What CLI11 fills, as text where the text still has to be judged.
-struct Raw {
-    Options options;
-    std::string kind = "agent";
-    std::optional<std::string> kinds;
-    std::optional<std::string> kindOfFile;
-    std::optional<std::string> uid;
-    bool registrar = false;
 };
 
 void addJobOptions(CLI::App& verb, Raw& raw, bool choosesRoad) {
@@ -193,6 +223,23 @@ void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
             break;
         case Takes::User:
             break;
+        case Takes::Setting:
+        case Takes::Subsystem:
+        case Takes::SubsystemAndTurn:
+            addSystemOptions(verb, raw, takes);
+            break;
+        case Takes::KindsOfRoster:
+        case Takes::RosterLocation:
+        case Takes::RosterItem:
+        case Takes::RosterChange:
+        case Takes::Payload:
+        case Takes::PayloadFile:
+        case Takes::Turn:
+            addSystemOptions(verb, raw, takes);
+            return;
+        case Takes::ManagedJob:
+            addSystemOptions(verb, raw, takes);
+            break;
         case Takes::Kinds:
             verb.add_option("--type", raw.kinds, "Kinds, with commas between (default: all): " + kindNames());
             break;
@@ -206,30 +253,65 @@ void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
     verb.add_option("--uid", raw.uid, "The user concerned, or \"system\" (default: the calling user)");
 }
 
-CLI::App* addGroup(CLI::App& app, const char* name) {
-    CLI::App* group = app.add_subcommand(name, "Make, read and resolve bookmarks of files");
+CLI::App* addGroup(CLI::App& app, const GroupRow& row) {
+    CLI::App* group = app.add_subcommand(row.name, row.help);
     addVersion(*group);
     group->footer(kExitStatuses);
     group->require_subcommand(1);
     return group;
 }
 
-void addVerbs(CLI::App& app, Raw& raw) {
-    CLI::App* group = nullptr;
-    for (const VerbRow& row : kVerbs) {
-        if (row.group != nullptr && group == nullptr) {
-            group = addGroup(app, row.group);
+void addVerb(CLI::App& verb, Raw& raw, const VerbRow& row) {
+    verb.add_flag("--json", raw.options.json, "Print JSON for programs");
+    verb.callback([&raw, &verb, id = row.verb] {
+        // A group's own verb gives way to the one that was named.
+        if (verb.get_subcommands().empty()) {
+            raw.options.verb = id;
         }
-        CLI::App* verb = (row.group == nullptr ? &app : group)->add_subcommand(row.name, row.help);
+    });
+    addOptions(verb, raw, row.takes);
+}
+
+void addVerbs(CLI::App& app, Raw& raw) {
+    std::map<std::string_view, CLI::App*> groups;
+    for (const VerbRow& row : kVerbs) {
+        CLI::App* parent = &app;
+        if (row.group != nullptr) {
+            CLI::App*& group = groups[row.group];
+            if (group == nullptr) {
+                group = addGroup(app, *std::find_if(std::begin(kGroups), std::end(kGroups),
+                                                    [&](const GroupRow& each) { return each.name == row.group; }));
+            }
+            parent = group;
+        }
+        CLI::App* verb = parent->add_subcommand(row.name, row.help);
         addVersion(*verb);
-        verb->add_flag("--json", raw.options.json, "Print JSON for programs");
         verb->footer(std::string(row.note) + kExitStatuses);
-        verb->callback([&raw, id = row.verb] { raw.options.verb = id; });
-        addOptions(*verb, raw, row.takes);
+        addVerb(*verb, raw, row);
+        if (row.isDefault) {
+            parent->require_subcommand(0, 1);
+            addVerb(*parent, raw, row);
+        }
+    }
+}
+
+/// A switch has its own user.
+ksw::Uid uidWhenNoneIsNamed(const Options& options) {
+    switch (options.verb) {
+        case Verb::SubsystemHave:
+        case Verb::SubsystemGet:
+        case Verb::SubsystemSet:
+        case Verb::SubsystemReset:
+            return UIDForSubsystem(options.name);
+        default:
+            return getuid();
     }
 }
 
 std::variant<Options, ExitStatus> judged(Raw raw) {
+    if (const std::string wrong = complaintAboutSystemOptions(raw); !wrong.empty()) {
+        return wrongUsage(wrong);
+    }
     raw.options.kind = kindNamed(raw.kind).value();
     raw.options.kindOfFile = raw.kindOfFile ? kindNamed(*raw.kindOfFile) : std::nullopt;
     raw.options.road = raw.registrar ? Road::Registrar : Road::Manager;
@@ -238,7 +320,7 @@ std::variant<Options, ExitStatus> judged(Raw raw) {
         return wrongUsage("--type: '" + *raw.kinds + "' names something else than " + kindNames());
     }
     raw.options.kinds = *kinds;
-    const std::optional<ksw::Uid> uid = raw.uid ? uidFromText(*raw.uid) : getuid();
+    const std::optional<ksw::Uid> uid = raw.uid ? uidFromText(*raw.uid) : uidWhenNoneIsNamed(raw.options);
     if (!uid) {
         return wrongUsage("--uid: '" + *raw.uid + "' is neither a uid from 0 to 4294967294 nor \"system\"");
     }

@@ -38,6 +38,25 @@ enum class Verb {
     BookmarkShow,
     BookmarkResolve,
     BookmarkMatch,
+    SettingsShow,
+    SettingsSet,
+    RosterList,
+    RosterAdd,
+    RosterUpdate,
+    RosterRemove,
+    ManagedShow,
+    ManagedSet,
+    ManagedRemove,
+    ManagedJobs,
+    SubsystemHave,
+    SubsystemGet,
+    SubsystemSet,
+    SubsystemReset,
+    CollectGarbage,
+    Dump,
+    Erase,
+    NotificationsShow,
+    NotificationsAlways,
 };
 
 /// Which service of the daemon is asked.
@@ -65,6 +84,20 @@ struct Options {
     KSWItemType kinds = KSWItemTypeAll;  ///< The mask of what to list.
     std::string item;                    ///< The beginning of an identifier or UUID; never empty.
     std::string location;                ///< A URL, or the path of a file.
+    // The verbs about the legacy login-item store.
+    bool global = false;
+    bool managed = false;
+    std::optional<bool> enabled;
+    std::optional<bool> allowed;
+    std::optional<bool> hidden;
+    // The verbs about what device management sets: a payload in the file `location`, or a job.
+    bool later = false;
+    std::optional<std::string> jobToSubmit;  ///< A path.
+    std::optional<std::string> jobToRemove;  ///< A path.
+    std::optional<std::string> labelToRemove;
+    /// The name of a setting, of a subsystem, or a payload's identifier.
+    std::string name;
+    bool turnedOn = false;
 };
 
 /// Reads the command line. An exit status when there is nothing to do any more: help or version was printed,

@@ -21,6 +21,36 @@ ExitStatus changeItem(const Options& options);
 /// Returns when a signal asks for the end, or when what it prints cannot be written any more.
 ExitStatus watchItems(const Options& options);
 
+/// What the daemon keeps about a user.
+ExitStatus showSettings(const Options& options);
+ExitStatus setSetting(const Options& options);
+
+/// The legacy login items.
+ExitStatus listRoster(const Options& options);
+ExitStatus addToRoster(const Options& options);
+ExitStatus updateRoster(const Options& options);
+ExitStatus removeFromRoster(const Options& options);
+
+/// What device management has decided.
+ExitStatus showPayload(const Options& options);
+ExitStatus setPayload(const Options& options);
+ExitStatus removePayload(const Options& options);
+/// Lists the managed jobs, or submits or removes one.
+ExitStatus manageJobs(const Options& options);
+
+/// The switches of other parts of the system.
+ExitStatus askWhetherSwitchIsSet(const Options& options);
+ExitStatus showSwitch(const Options& options);
+ExitStatus setSwitch(const Options& options);
+ExitStatus resetSwitch(const Options& options);
+
+/// The daemon's database, and of which items users are notified.
+ExitStatus collectGarbage(const Options& options);
+ExitStatus dumpDatabase(const Options& options);
+ExitStatus eraseDatabase(const Options& options);
+ExitStatus showNotifications(const Options& options);
+ExitStatus setNotifications(const Options& options);
+
 // These ask no daemon.
 
 /// What is known of code by its signature.
