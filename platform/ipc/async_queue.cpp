@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/host/sys_events.h"
 #include "platform/host/sys_threads.h"
 #include "platform/ipc/body.h"
 
@@ -14,6 +15,11 @@ bool AsyncQueue::start() {
     if (isStarted_) {
         return true;
     }
+    Result<UniqueFd> bell = host::sys::eventDescriptor();
+    if (!bell) {
+        return false;
+    }
+    bell_ = std::move(*bell);
     try {
         thread_ = host::sys::startThread([self = shared_from_this()] { self->run(); });
     } catch (const std::system_error&) {
@@ -21,6 +27,7 @@ bool AsyncQueue::start() {
     } catch (const std::bad_alloc&) {
         return false;
     }
+    threadId_ = thread_.get_id();
     isStarted_ = true;
     return true;
 }
@@ -55,6 +62,9 @@ void AsyncQueue::over(Call* call) noexcept {
         call->next = nullptr;
         (last_ == nullptr ? first_ : last_->next) = call;
         last_ = call;
+        if (isReading_ && !hasRung_ && std::this_thread::get_id() != threadId_) {
+            hasRung_ = host::sys::signalEvent(bell_.get()).ok();
+        }
     }
     changed_.notify_one();
 }
@@ -102,9 +112,14 @@ void AsyncQueue::readLinks(std::unique_lock<std::mutex>& lock) {
     needsReader_ = false;
     for (std::size_t index = 0; index < links_.size() && first_ == nullptr; ++index) {
         const std::shared_ptr<Link> link = links_[index];
+        isReading_ = true;
         lock.unlock();
-        link->readForAsync();
+        link->readForAsync(bell_.get());
         lock.lock();
+        isReading_ = false;
+    }
+    if (std::exchange(hasRung_, false)) {
+        (void)host::sys::drainEvent(bell_.get());
     }
 }
 

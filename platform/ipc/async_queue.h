@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/base/unique_fd.h"
 #include "platform/ipc/call.h"
 #include "platform/ipc/link.h"
 
@@ -47,7 +48,11 @@ private:
     bool needsReader_ = false;
     bool isStopping_ = false;
     bool isStarted_ = false;
+    bool isReading_ = false;  // the thread may be waiting for bytes
+    bool hasRung_ = false;    // and has been called from there: a call is over whose answer it did not read
+    UniqueFd bell_;           // constant once the thread has started
     std::thread thread_;
+    std::thread::id threadId_;
 };
 
 }  // namespace ksw::ipc

@@ -4,8 +4,11 @@
 #include <new>
 #include <utility>
 
+#include <poll.h>
+
 #include "platform/base/limits.h"
 #include "platform/base/text.h"
+#include "platform/host/sys_events.h"
 #include "platform/ipc/body.h"
 
 namespace ksw::ipc {
@@ -114,7 +117,7 @@ void Link::post(Call& call) {
     }
 }
 
-void Link::readForAsync() {
+void Link::readForAsync(int bell) {
     {
         const Lock lock(lock_);
         if (hasReader_ || asyncInFlight_ == 0) {
@@ -122,7 +125,19 @@ void Link::readForAsync() {
         }
         hasReader_ = true;
     }
+    if (bell >= 0 && !hasBytesBefore(bell)) {
+        Wakes wakes;
+        const Lock lock(lock_);
+        passReading(wakes);
+        return;
+    }
     readOnce(nullptr);
+}
+
+bool Link::hasBytesBefore(int bell) const {
+    pollfd waiting[] = {{stream_.fd(), POLLIN, 0}, {bell, POLLIN, 0}};
+    const Result<std::size_t> count = host::sys::poll(waiting, std::nullopt);
+    return !count || waiting[0].revents != 0;
 }
 
 void Link::end(const Error& error) {

@@ -54,8 +54,9 @@ public:
     /// Says that an asynchronous call was sent: from now on it may be handed to the sink.
     void post(Call& call);
     /// Reads once for the asynchronous calls, if some are in flight and nobody reads. Blocks until bytes come.
-    /// Tells the sink when it should be called again.
-    void readForAsync();
+    /// Tells the sink when it should be called again. Returns without having read when `bell` is readable first;
+    /// -1: there is none.
+    void readForAsync(int bell = -1);
 
     /// Ends the link: calls in flight are over with `error`, and readers return.
     void end(const Error& error);
@@ -64,6 +65,7 @@ private:
     using Lock = std::unique_lock<host::LockWord>;
     class Wakes;
 
+    bool hasBytesBefore(int bell) const;
     bool readOnce(const Call* until);
     std::optional<Error> receive();
     std::optional<Error> dispatch(Wakes& wakes);

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <latch>
 #include <memory>
 #include <optional>
@@ -114,6 +117,58 @@ TEST(AnAsynchronousRequest, GetsItsReplyOnTheConnectionsOwnThread) {
     done.wait();
     EXPECT_EQ(sum, 42);
     EXPECT_NE(thread, std::this_thread::get_id());
+}
+
+/// A service that never answers its first request, and all others at once.
+class ARequestThatIsNotAnswered : public testing::Test {
+protected:
+    /// Asks, and waits until the handler has run; false when it does not.
+    bool isAnswered(std::int64_t left) {
+        const auto done = std::make_shared<std::promise<void>>();
+        connection_->callAsync(
+            kAdd, [done](const Sum&) { done->set_value(); }, left, 1);
+        return done->get_future().wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+    }
+
+    const HostRoot root_;
+    const ScriptedServer server_{kTestService, [](ScriptedConnection& connection) {
+                                     (void)connection.next();
+                                     while (const auto request = connection.next()) {
+                                         connection.reply(request->serial, std::int64_t{1});
+                                     }
+                                 }};
+    std::atomic<int> unanswered_ = 0;
+    std::unique_ptr<ipc::Connection> connection_ = testConnection();
+};
+
+TEST_F(ARequestThatIsNotAnswered, HoldsUpNoOther) {
+    connection_->callAsync(
+        kAdd, [this](const Sum&) { ++unanswered_; }, 1, 1);
+    for (int round = 0; round < 300; ++round) {
+        ASSERT_TRUE(isAnswered(round)) << round;
+        ASSERT_TRUE(connection_->call(kAdd, round, 1).ok());
+    }
+    EXPECT_EQ(unanswered_, 0);
+    connection_.reset();
+    EXPECT_EQ(unanswered_, 1);
+}
+
+TEST_F(ARequestThatIsNotAnswered, HoldsUpNoneThatCannotBeSent) {
+    connection_->callAsync(
+        kAdd, [this](const Sum&) { ++unanswered_; }, 1, 1);
+    ASSERT_TRUE(connection_->call(kAdd, 1, 1).ok());
+    for (int round = 0; round < 3; ++round) {
+        std::promise<void> done;
+        connection_->callAsync(
+            kEcho,
+            [&done](const auto& reply) {
+                EXPECT_EQ(connectionErrorOf(reply), ConnectionError::RequestTooLarge);
+                done.set_value();
+            },
+            std::string(limits::kRootRequestBodyMax + 1, 'a'));
+        ASSERT_EQ(done.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    }
+    EXPECT_EQ(unanswered_, 0);
 }
 
 TEST(AsynchronousRequests, RunTheirHandlersOneAtATimeBesideSynchronousOnes) {
