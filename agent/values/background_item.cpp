@@ -1,7 +1,11 @@
 #include <kestrelwood/KSWBackgroundItem.h>
 
+#include <kestrelwood/KSWAdditions.h>
+
 #include "agent/values/background_item_archive.h"
+#include "agent/values/item_bookmark.h"
 #include "platform/archive/class_table.h"
+#include "platform/base/text.h"
 
 namespace ksw {
 
@@ -25,6 +29,9 @@ namespace {
 
 using ksw::archive::field;
 
+/// What a file is that somebody names by its URL alone.
+constexpr KSWItemType kTypeOfURL = KSWItemTypeUserItem | KSWItemTypeApp;
+
 constexpr auto kFields = ksw::archive::fieldTable(
     field<&BackgroundItemFields::identifier>("identifier"), field<&BackgroundItemFields::bookmark>("bookmark"),
     field<&BackgroundItemFields::userElection>("userElection"), field<&BackgroundItemFields::type>("type"));
@@ -41,6 +48,10 @@ const ksw::archive::ClassInfo& archiveClass(const KSWBackgroundItem* /*item*/) {
 KSWBackgroundItem::KSWBackgroundItem() : fields_(std::make_unique<BackgroundItemFields>()) {}
 
 KSWBackgroundItem::~KSWBackgroundItem() = default;
+
+std::shared_ptr<KSWBackgroundItem> KSWBackgroundItem::initWithURL(const std::optional<ksw::URL>& url) {
+    return initWithIdentifier(ksw::UUID::random(), kTypeOfURL, ksw::agent::bookmarkForItem(url), 0);
+}
 
 std::shared_ptr<KSWBackgroundItem> KSWBackgroundItem::initWithType(KSWItemType type, Bookmark bookmark) {
     return initWithIdentifier(ksw::UUID::random(), type, std::move(bookmark), 0);
@@ -80,4 +91,12 @@ KSWItemType KSWBackgroundItem::type() const {
 }
 void KSWBackgroundItem::setType(KSWItemType type) {
     fields_->type = type;
+}
+
+std::optional<std::string> KSWBackgroundItem::name() const {
+    return fields_->bookmark ? __ksw_displayName(*fields_->bookmark) : std::nullopt;
+}
+
+std::string KSWBackgroundItem::description() const {
+    return ksw::format("<KSWBackgroundItem: %p>", static_cast<const void*>(this));
 }

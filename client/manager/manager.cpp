@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <kestrelwood/KSWLaunchWarden.h>
 #include <kestrelwood/KSWManager.h>
 
 #include "client/manager/manager_state.h"
@@ -124,4 +125,8 @@ std::vector<ksw::Uid> KSWManager::UIDs() {
         uids.insert(uids.begin(), ksw::kEveryUser);
     }
     return uids;
+}
+
+void KSWManager::openLoginItemsWithCompletion(std::function<void()> completion) {
+    KSWLaunchWarden::sharedInstance().openLoginItemsWithCompletion(std::move(completion));
 }

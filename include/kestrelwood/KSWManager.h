@@ -4,6 +4,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -253,6 +254,10 @@ public:
     /// Notes in the log what a user did with a notification, and nothing else.
     void handleNotificationResponseWithIdentifier(const std::optional<std::string>& identifier,
                                                   const std::optional<std::string>& action);
+
+    /// Has the user's settings of login items opened, as KSWLaunchWarden does: returns at once, and completes once,
+    /// on the agent connection's own thread, also when that failed.
+    void openLoginItemsWithCompletion(std::function<void()> completion);
 
     /// What happens when a user's items changed: each list of the user that is still held is refreshed, unless the
     /// feature "AutoRefreshLists" is off, and its observers are told when the type concerns it. Runs on the thread

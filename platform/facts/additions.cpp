@@ -19,19 +19,15 @@ using ksw::Result;
 using ksw::Value;
 using ksw::facts::BookmarkContent;
 
-constexpr std::string_view kRecordedKeys[] = {ksw::kResourceKeyLocalizedName, ksw::kResourceKeyIsPackage,
-                                              ksw::kResourceKeyIsDirectory,   ksw::kResourceKeyIsApplication,
-                                              ksw::kResourceKeyIsExecutable,  ksw::kResourceKeyIsVolume};
-
 Result<Data> make(const std::optional<ksw::URL>& url) {
     using namespace ksw::facts;
     if (!url) {
         return Error(ksw::kStatusErrorDomain, -50, "no URL");
     }
-    Result<Data> bookmark = makeBookmark(*url, kBookmarkWithoutImplicitScope, kRecordedKeys);
+    Result<Data> bookmark = makeBookmark(*url, kBookmarkWithoutImplicitScope, kItemBookmarkKeys);
     if (!bookmark && bookmark.error().domain() == ksw::kObjectErrorDomain &&
         bookmark.error().code() == static_cast<std::int64_t>(ksw::ObjectError::NoSuchFile)) {
-        return makeBookmark(*url, kBookmarkWithoutImplicitScope | kBookmarkOfMissingFile, kRecordedKeys);
+        return makeBookmark(*url, kBookmarkWithoutImplicitScope | kBookmarkOfMissingFile, kItemBookmarkKeys);
     }
     return bookmark;
 }

@@ -2,11 +2,13 @@
 // blocks as long as it does. Any thread.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include <kestrelwood/resource_keys.h>
 #include <kestrelwood/values/data.h>
 #include <kestrelwood/values/url.h>
 
@@ -20,6 +22,11 @@ namespace ksw::facts {
 inline constexpr std::uint64_t kBookmarkWithoutImplicitScope = 0x2000'0000;
 /// A path where there is no file yet gets a bookmark as well.
 inline constexpr std::uint64_t kBookmarkOfMissingFile = 0x1000'0000;
+
+/// What the bookmarks of items record beside what every bookmark does.
+inline constexpr std::array<std::string_view, 6> kItemBookmarkKeys{
+    kResourceKeyLocalizedName, kResourceKeyIsPackage,    kResourceKeyIsDirectory,
+    kResourceKeyIsApplication, kResourceKeyIsExecutable, kResourceKeyIsVolume};
 
 /// A bookmark of the URL that records, beside the file's name and kind, the values of `keys` (resource_keys.h).
 /// With `relativeTo`, a file URL, a path below its folder is recorded relative to that. A URL of another scheme

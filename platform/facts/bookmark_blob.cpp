@@ -171,18 +171,6 @@ private:
     unsigned seen_ = 0;  // a bit for each row
 };
 
-bool isSameFile(const FileRecord& left, const FileRecord& right) {
-    host::FileIdentifier there = right.identifier;
-    if (left.volume != 0 && right.volume != 0) {
-        if (left.volume != right.volume) {
-            return false;
-        }
-        // The device's number may be another one each time the volume is mounted.
-        there.device = left.identifier.device;
-    }
-    return left.identifier == there;
-}
-
 Bytes bytesOf(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
@@ -247,6 +235,17 @@ Result<Data> writeBookmark(const BookmarkContent& content, Dictionary values) {
     writer.text("values");
     writer.dictionary(values);
     return writer.take();
+}
+
+bool isSameFile(const FileRecord& left, const FileRecord& right) {
+    const host::FileIdentifier& here = left.identifier;
+    const host::FileIdentifier& there = right.identifier;
+    if (here.inode != there.inode || here.birthSeconds != there.birthSeconds ||
+        here.birthNanoseconds != there.birthNanoseconds) {
+        return false;
+    }
+    // The device's number may be another one each time the volume is mounted.
+    return left.volume != 0 && right.volume != 0 ? left.volume == right.volume : here.device == there.device;
 }
 
 std::int64_t compareBookmarks(const BookmarkContent& left, const BookmarkContent& right) {

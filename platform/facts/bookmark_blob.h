@@ -40,6 +40,9 @@ Dictionary recordedValues(const BookmarkContent& content);
 /// UTF-8) is left out. Error: `FormatError`, when a path is too long.
 Result<Data> writeBookmark(const BookmarkContent& content, Dictionary values);
 
+/// Whether the two records are of one file.
+bool isSameFile(const FileRecord& left, const FileRecord& right);
+
 /// How much two bookmarks agree (`kBookmarkMatchFile` and the like).
 std::int64_t compareBookmarks(const BookmarkContent& left, const BookmarkContent& right);
 
