@@ -247,7 +247,7 @@ Result<BusMessage> readBusMessage(Bytes message) {
             return invalid("a message of the bus with a damaged header");
         }
     }
-    if (signature.starts_with('u')) {
+    if (signature.starts_with('u') || signature.starts_with("(b")) {
         read.firstNumber = Reader(message.subspan(lengths->bodyBegin()), isLittle).number();
     }
     return read;

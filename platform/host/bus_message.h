@@ -57,7 +57,7 @@ struct BusMessage {
     BusMessageKind kind = BusMessageKind::Signal;
     std::uint32_t replySerial = 0;               ///< The call that it answers; 0: none.
     std::string errorName;                       ///< Of an error.
-    std::optional<std::uint32_t> firstNumber{};  ///< What the body begins with, when that is such a number.
+    std::optional<std::uint32_t> firstNumber{};  ///< What the body begins with: a number, or a structure's bool.
 };
 
 /// Bytes of a message that say how long it is.

@@ -13,6 +13,8 @@ struct Caller {
     gid_t gid = static_cast<gid_t>(-1);
     /// Whether the daemon's host root is this user's own folder: what is the system's there is this user's.
     bool ownsHostRoot = false;
+    /// The process that connected.
+    AuditToken process{};
 
     bool isRoot() const { return uid == 0; }
     bool isAdministrator() const { return isRoot() || ownsHostRoot; }

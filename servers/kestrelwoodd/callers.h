@@ -11,7 +11,8 @@ namespace ksw::daemon {
 class Callers {
 public:
     Caller callerOf(const host::PeerIdentity& peer) const {
-        return {peer.uid(), peer.auditToken().effectiveGid(), owner_ != kNoUser && peer.uid() == owner_};
+        return {peer.uid(), peer.auditToken().effectiveGid(), owner_ != kNoUser && peer.uid() == owner_,
+                peer.auditToken()};
     }
 
 private:

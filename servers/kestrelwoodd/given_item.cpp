@@ -22,7 +22,7 @@ constexpr KSWItemType kKinds = KSWItemTypeAll & ~KSWItemTypeDeveloper;
 /// Makes the item what no client says of it, as much as these flags and this type say: managed, or a record for
 /// what it contains only.
 void setManaged(KSWItem& item, KSWItemFlags flags, KSWItemType type) {
-    constexpr KSWItemFlags kNobodys = KSWItemFlagManaged | kContainsOnly;
+    constexpr KSWItemFlags kNobodys = KSWItemFlagManaged | kContainsOnly | kAllowedByRule;
     const KSWItemFlags others = item.flags() & ~kNobodys;
     item.setType((item.type() & ~KSWItemTypeManagedBit) | (type & KSWItemTypeManagedBit));
     item.setFlags(others | (flags & kNobodys));

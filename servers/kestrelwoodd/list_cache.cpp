@@ -71,4 +71,9 @@ void ListCache::remember(Slot& slot, std::size_t size) {
     }
 }
 
+void ListCache::forget(Uid uid) {
+    const std::lock_guard lock(mutex_);
+    slots_.remove_if([uid](const std::shared_ptr<Slot>& slot) { return slot->uid == uid; });
+}
+
 }  // namespace ksw::daemon

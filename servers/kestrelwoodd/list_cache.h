@@ -30,6 +30,8 @@ public:
     /// The user's items that match the mask, as they are now. Error: there are more than a list or a reply may
     /// hold, or they cannot be encoded.
     Result<Archive> listOf(Uid uid, std::int64_t mask);
+    /// Remembers the user's lists no longer.
+    void forget(Uid uid);
 
 private:
     struct Slot {

@@ -13,6 +13,7 @@
 #include "servers/common/hub_server.h"
 #include "servers/common/notifier.h"
 #include "servers/common/stop_signals.h"
+#include "servers/kestrelwoodd/authority.h"
 #include "servers/kestrelwoodd/log.h"
 #include "servers/kestrelwoodd/notification_service.h"
 #include "servers/kestrelwoodd/open_registry.h"
@@ -27,9 +28,9 @@ constexpr std::string_view kName = "kestrelwoodd";
 constexpr std::string_view kHelp = R"(Usage: kestrelwoodd [--notifications | --help | --version]
 
 Keeps the records of all background items of this host and answers which of them may launch.
-It serves com.velmont.kestrelwood and com.velmont.kestrelwood.registrar, and tells whoever
-observes it of changes through notify, on sockets in /run/kestrelwood, which it takes from
-the service manager or binds itself. It keeps its records in
+It serves com.velmont.kestrelwood, com.velmont.kestrelwood.registrar and
+com.velmont.kestrelwood.roster, and tells whoever observes it of changes through notify, on
+sockets in /run/kestrelwood, which it takes from the service manager or binds itself. It keeps its records in
 /var/lib/kestrelwood/kestrelwood.db. SIGTERM and SIGINT end it.
 
 With --notifications it tells the calling user of background items instead: it serves
@@ -62,16 +63,13 @@ Result<std::unique_ptr<daemon::Registry>> openRegistry(const servers::StateFolde
 }
 
 Status startServer(ipc::Server& server, daemon::Operations& operations, daemon::Housekeeping& housekeeping,
-                   ipc::NotificationHub& hub) {
-    const daemon::Announce announce = [&hub](const protocol::UserDataChange& change, pid_t cause,
-                                             ipc::Audience audience) {
-        hub.post(protocol::notificationOf(change), cause, audience);
-    };
+                   const daemon::Announce& announce) {
     struct Service {
         std::string_view name;
         ipc::Dispatcher dispatcher;
     };
     const Service services[] = {{kManagerService, managerService(operations, housekeeping, announce)},
+                                {kRosterService, rosterService(housekeeping, announce)},
                                 {kRegistrarService, registrarService(operations, announce)}};
     for (const auto& [name, dispatcher] : services) {
         if (Status listening = server.listen(name, ipc::Domain::System, dispatcher); !listening) {
@@ -83,14 +81,18 @@ Status startServer(ipc::Server& server, daemon::Operations& operations, daemon::
 
 Status serve(daemon::Registry& registry, servers::StopSignals& stop, const servers::Notifier& notifier) {
     daemon::Operations operations(registry);
-    daemon::Housekeeping housekeeping(registry);
     ipc::NotificationHub hub(ipc::Domain::System, protocol::coalesced);
+    const daemon::Announce announce = [&hub](const protocol::UserDataChange& change, pid_t cause,
+                                             ipc::Audience audience) {
+        hub.post(protocol::notificationOf(change), cause, audience);
+    };
+    daemon::Housekeeping housekeeping(registry, operations, announce, daemon::hostAuthority());
     ipc::Server hubServer(servers::hubServerOptions());
     ipc::Server server;
     if (Status started = servers::startHubServer(hubServer, hub, ipc::Domain::System); !started) {
         return started;
     }
-    if (Status started = startServer(server, operations, housekeeping, hub); !started) {
+    if (Status started = startServer(server, operations, housekeeping, announce); !started) {
         return started;
     }
     notifier.ready();
@@ -98,6 +100,7 @@ Status serve(daemon::Registry& registry, servers::StopSignals& stop, const serve
     notifier.stopping();
     // Observers hear of what the last requests change.
     server.stop();
+    housekeeping.stop();
     hubServer.stop();
     if (Status moved = registry.checkpoint(); !moved) {
         // The next start reads the journal, so nothing is lost.

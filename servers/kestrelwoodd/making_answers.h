@@ -9,6 +9,11 @@
 
 namespace ksw::daemon {
 
+/// How far a caller's changes may go.
+inline Reach reachOf(const Caller& caller) {
+    return caller.isAdministrator() ? Reach::System : Reach::Own;
+}
+
 inline Answer failure(std::int64_t code) {
     Answer answer;
     answer.code = code;

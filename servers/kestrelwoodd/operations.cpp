@@ -31,6 +31,12 @@ bool staysWhereItIs(const KSWItem& item) {
     return isWithoutLinks && *isWithoutLinks && path->find("Trash") == std::string::npos;
 }
 
+/// What device management allows is allowed whatever its family is.
+KSWDisposition inForce(const KSWItem& item) {
+    const KSWDisposition disposition = item.effectiveDisposition();
+    return disposition | ((item.flags() & kAllowedByRule) != 0 ? KSWDispositionAllowed : 0);
+}
+
 bool isOfKind(const KSWItem& item, KSWItemType type) {
     return ((item.type() ^ type) & KSWItemTypeAll) == 0;
 }
@@ -106,6 +112,24 @@ Answer Operations::enterQuietly(const Subject& subject, const Caller& caller) {
         answer.code = KSWErrorNone;
     }
     return answer;
+}
+
+Answer Operations::enterAllowed(const Subject& subject, const Caller& caller, KSWItemFlags flags) {
+    const Result<Named> named = namedItemOf(subject, caller, KSWErrorInvalidParameter);
+    if (!named) {
+        return failure(named.error().code());
+    }
+    const auto& [item, identifier] = *named;
+    const Result<ItemFacts> facts = factsOf(item, identifier, Purpose::Record, caller);
+    if (!facts) {
+        return failure(facts.error().code());
+    }
+    facts->item->setFlags(facts->item->flags() | flags);
+    Answer answer = answerOf(registry_.enter(item.scope, facts->item, facts->application));
+    if (answer.code != KSWErrorRecordExists && answer.code != KSWErrorRecordUpdated) {
+        return answer;
+    }
+    return answerOf(registry_.allow(item.scope, identifier, reachOf(caller)));
 }
 
 Answer Operations::remove(const Subject& subject, const Caller& caller) {
@@ -209,7 +233,7 @@ Result<Found> Operations::recordedOrExpected(const Subject& subject, const Calle
 std::optional<KSWDisposition> Operations::judged(const Found& found, const Caller& caller) const {
     if (found.judgement == nullptr) {
         const ReadingAs rights(caller);
-        return rights.ok() ? std::optional(found.item->effectiveDisposition()) : std::nullopt;
+        return rights.ok() ? std::optional(inForce(*found.item)) : std::nullopt;
     }
     const std::chrono::nanoseconds now = clock_.monotonic();
     std::optional<KSWDisposition> disposition = found.judgement->at(now);
@@ -219,7 +243,7 @@ std::optional<KSWDisposition> Operations::judged(const Found& found, const Calle
         if (!rights.ok()) {
             return std::nullopt;
         }
-        disposition = found.item->effectiveDisposition();
+        disposition = inForce(*found.item);
         if (staysWhereItIs(*found.item)) {
             found.judgement->remember(*disposition, now);
         }

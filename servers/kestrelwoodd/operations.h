@@ -58,6 +58,8 @@ public:
     Answer enterItem(const LaunchItem& item, const std::string& identifier, const Caller& caller);
     /// The same for those who know success as 0 only.
     Answer enterQuietly(const Subject& subject, const Caller& caller);
+    /// Records the item with these flags: 0, or -96 for one that was there, which is allowed and enabled then.
+    Answer enterAllowed(const Subject& subject, const Caller& caller, KSWItemFlags flags);
     /// Removes the record.
     Answer remove(const Subject& subject, const Caller& caller);
     /// Takes the facts of a recorded item anew.
@@ -94,6 +96,9 @@ public:
     /// The uid of each user identifier that has records, as far as the caller may see.
     Answer listUsers(const Caller& caller);
     Dictionary users(const Caller& caller) const;
+
+    /// Lets go of the lists that are kept for a user's next request.
+    void forgetLists(Uid uid) { lists_.forget(uid); }
 
 private:
     /// An item that a request means, and the name of its record.

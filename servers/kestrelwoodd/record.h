@@ -20,6 +20,9 @@ ItemPointer bareItem(KSWItemType type, std::string identifier);
 /// since nobody has registered the application itself. The daemon's own: no client sets or clears it.
 inline constexpr KSWItemFlags kContainsOnly = KSWItemFlags{1} << 32U;
 
+/// Flag of a record that device management allows: it may launch whatever its family is. The daemon's own, too.
+inline constexpr KSWItemFlags kAllowedByRule = KSWItemFlags{1} << 33U;
+
 /// Whether items of this type are described by a job file and known by its label.
 constexpr bool isJob(KSWItemType type) {
     return (type & (KSWItemTypeAgent | KSWItemTypeDaemon)) != 0;

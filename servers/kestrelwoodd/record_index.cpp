@@ -91,13 +91,42 @@ Listing RecordIndex::list(Uid uid, KSWItemType mask) const {
     }
     listing.items.reserve(own.size() + systems.size());
     for (Placed* part : {&own, &systems}) {
-        std::sort(part->begin(), part->end(),
-                  [](const auto& left, const auto& right) { return left.first < right.first; });
-        for (auto& [place, item] : *part) {
+        for (ItemPointer& item : arranged(std::move(*part))) {
             listing.items.push_back(std::move(item));
         }
     }
     return listing;
+}
+
+std::vector<ItemPointer> RecordIndex::arranged(Placed placed) {
+    std::sort(placed.begin(), placed.end(),
+              [](const auto& left, const auto& right) { return left.first < right.first; });
+    std::vector<ItemPointer> items;
+    items.reserve(placed.size());
+    for (auto& [place, item] : placed) {
+        items.push_back(std::move(item));
+    }
+    return items;
+}
+
+std::vector<ItemPointer> RecordIndex::own(Uid uid) const {
+    Placed placed;
+    {
+        const std::shared_lock lock(mutex_);
+        placed = matching(uid, KSWItemTypeAll);
+    }
+    return arranged(std::move(placed));
+}
+
+std::vector<std::string> RecordIndex::damaged(Uid uid) const {
+    std::vector<std::string> identifiers;
+    const std::shared_lock lock(mutex_);
+    if (const Records* records = recordsOf(uid)) {
+        for (const auto& [identifier, uuid] : records->damaged) {
+            identifiers.push_back(identifier);
+        }
+    }
+    return identifiers;
 }
 
 ListVersion RecordIndex::listVersion(Uid uid) const {
@@ -138,7 +167,8 @@ std::vector<std::pair<Uid, std::string>> RecordIndex::users() const {
 std::optional<std::string> RecordIndex::userIdentifier(Uid uid) const {
     const std::shared_lock lock(mutex_);
     const auto user = users_.find(uid);
-    return user == users_.end() ? std::nullopt : std::optional(user->second.userIdentifier);
+    const bool isNamed = user != users_.end() && !user->second.userIdentifier.empty();
+    return isNamed ? std::optional(user->second.userIdentifier) : std::nullopt;
 }
 
 bool RecordIndex::isTaken(std::string_view userIdentifier) const {
@@ -199,6 +229,18 @@ void RecordIndex::setDamaged(Uid uid, std::string identifier, const UUID& uuid) 
 void RecordIndex::forgetDamaged(Uid uid, const std::string& identifier) {
     const std::unique_lock lock(mutex_);
     users_[uid].damaged.erase(identifier);
+}
+
+void RecordIndex::clear() {
+    std::vector<Records> former;
+    const std::unique_lock lock(mutex_);
+    former.reserve(users_.size());
+    for (auto& [uid, records] : users_) {
+        Records empty;
+        empty.nextPlace = records.nextPlace;
+        empty.version = records.version + 1;
+        former.push_back(std::exchange(records, std::move(empty)));
+    }
 }
 
 }  // namespace ksw::daemon

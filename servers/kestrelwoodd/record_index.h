@@ -65,6 +65,10 @@ public:
     /// The user's items whose type has a bit of the mask, then the system's, each in the order in which they were
     /// first recorded; of `kEveryUser` the system's only. Damaged ones are left out.
     Listing list(Uid uid, KSWItemType mask) const;
+    /// The user's own items, or the system's, in the order in which they were first recorded.
+    std::vector<ItemPointer> own(Uid uid) const;
+    /// The identifiers of the user's damaged records.
+    std::vector<std::string> damaged(Uid uid) const;
     /// The version that `list` would answer now.
     ListVersion listVersion(Uid uid) const;
 
@@ -87,6 +91,8 @@ public:
     void arrange(Uid uid, const std::vector<std::string_view>& identifiers);
     void setDamaged(Uid uid, std::string identifier, const UUID& uuid);
     void forgetDamaged(Uid uid, const std::string& identifier);
+    /// Forgets all records and all users' names; every list is of a new version.
+    void clear();
 
 private:
     struct TextHash : std::hash<std::string_view> {
@@ -106,6 +112,8 @@ private:
         std::uint64_t version = 0;
     };
     using Placed = std::vector<std::pair<std::uint64_t, ItemPointer>>;
+
+    static std::vector<ItemPointer> arranged(Placed placed);
 
     // Under the lock.
     const Records* recordsOf(Uid uid) const;

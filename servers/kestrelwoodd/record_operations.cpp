@@ -8,14 +8,6 @@
 
 namespace ksw::daemon {
 
-namespace {
-
-Reach reachOf(const Caller& caller) {
-    return caller.isAdministrator() ? Reach::System : Reach::Own;
-}
-
-}  // namespace
-
 template <class Key>
 Answer Operations::lookUp(const RecordRequest<std::optional<Key>>& request) const {
     if (!request.thing || request.uid == kNoUser) {

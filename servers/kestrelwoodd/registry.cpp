@@ -49,12 +49,15 @@ Status Registry::settle(Uid uid, const ItemPointer& application, Outcome& told) 
         isUpToDate(*found.item, *application, nullptr)) {
         return {};
     }
-    told = after(std::move(told), takeFactsAnew(uid, found.item, application, nullptr));
+    Edit edit;
+    told = after(std::move(told), takeFactsAnew(edit, uid, found.item, application, nullptr));
     return told.code == KSWErrorNone ? Status() : Status(KSWErrorWithCode(told.code));
 }
 
 Outcome Registry::enter(Uid uid, const ItemPointer& item, const ItemPointer& application) {
     const std::lock_guard one(writing_);
+    keepManagedType(uid, *item);
+    Edit edit;
     Outcome told;
     if (const Status settled = settle(uid, application, told); !settled) {
         return {settled.error().code()};
@@ -70,7 +73,7 @@ Outcome Registry::enter(Uid uid, const ItemPointer& item, const ItemPointer& app
         }
         item->setUuid(UUID::random());
         item->setDisposition(initialDisposition(item->type(), place->voucherFor(*item), history_));
-        return after(std::move(told), add(uid, item, *place));
+        return after(std::move(told), add(edit, uid, item, *place));
     }
     if (!isOfKind(*current.item, *item)) {
         return after(std::move(told), {KSWErrorInvalidParameter});
@@ -78,13 +81,15 @@ Outcome Registry::enter(Uid uid, const ItemPointer& item, const ItemPointer& app
     if (isUpToDate(*current.item, *item, application)) {
         return after(std::move(told), {KSWErrorRecordExists, current.item});
     }
-    Outcome updated = takeFactsAnew(uid, current.item, item, application);
+    Outcome updated = takeFactsAnew(edit, uid, current.item, item, application);
     updated.code = updated.code == KSWErrorNone ? KSWErrorRecordUpdated : updated.code;
     return after(std::move(told), std::move(updated));
 }
 
 Outcome Registry::refresh(Uid uid, const ItemPointer& item, const ItemPointer& application) {
     const std::lock_guard one(writing_);
+    keepManagedType(uid, *item);
+    Edit edit;
     Found current = index_.find(uid, *item->identifier());
     if (current.isDamaged) {
         return {KSWErrorGeneric};
@@ -101,7 +106,7 @@ Outcome Registry::refresh(Uid uid, const ItemPointer& item, const ItemPointer& a
     if (isUpToDate(*current.item, *item, application)) {
         return after(std::move(told), {KSWErrorNone, current.item});
     }
-    return after(std::move(told), takeFactsAnew(uid, current.item, item, application));
+    return after(std::move(told), takeFactsAnew(edit, uid, current.item, item, application));
 }
 
 Outcome Registry::insert(Uid uid, const ItemPointer& item, Reach reach, const ItemPointer& application) {
@@ -125,7 +130,8 @@ Outcome Registry::insert(Uid uid, const ItemPointer& item, Reach reach, const It
         return after(std::move(told), {place.error().code()});
     }
     holdBack(*item, nullptr, reach);
-    return after(std::move(told), add(uid, item, *place));
+    Edit edit;
+    return after(std::move(told), add(edit, uid, item, *place));
 }
 
 Outcome Registry::nameExisting(Uid uid, const ItemPointer& record, const KSWItem& given) {
@@ -134,9 +140,11 @@ Outcome Registry::nameExisting(Uid uid, const ItemPointer& record, const KSWItem
         return outcome;
     }
     const ItemPointer named = copyOfRecord(*record);
-    named->setFlags(record->flags() & ~kContainsOnly);
+    restoreChoice(uid, *named);
+    named->setFlags(named->flags() & ~kContainsOnly);
     named->setGeneration(nextGeneration(record->generation()));
-    Outcome replaced = replace({{uid, record, named}});
+    Edit edit;
+    Outcome replaced = replace(edit, {{uid, record, named}});
     if (replaced.code == KSWErrorNone) {
         replaced.code = KSWErrorRecordExists;
         replaced.item = index_.find(uid, *named->identifier()).item;
@@ -151,10 +159,9 @@ void Registry::holdBack(KSWItem& item, const KSWItem* former, Reach reach) const
     }
 }
 
-Outcome Registry::add(Uid uid, const ItemPointer& item, const Place& place) {
+Outcome Registry::add(Edit& edit, Uid uid, const ItemPointer& item, const Place& place) {
     item->setGeneration(0);
-    forbidWith(place.developer.get(), *item);
-    Edit edit;
+    forbidWith(uid, place.developer.get(), *item);
     nameUser(edit, uid);
     if (!hang(edit, uid, item, place)) {
         return {KSWErrorInvalidParameter};
@@ -166,12 +173,13 @@ Outcome Registry::add(Uid uid, const ItemPointer& item, const Place& place) {
     return outcome;
 }
 
-Outcome Registry::takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item,
+Outcome Registry::takeFactsAnew(Edit& edit, Uid uid, const ItemPointer& current, const ItemPointer& item,
                                 const ItemPointer& application) {
     const ItemPointer updated = copyOfRecord(*current);
+    restoreChoice(uid, *updated);
     takeFacts(*updated, *item);
     updated->setGeneration(nextGeneration(current->generation()));
-    Outcome outcome = change(uid, current, updated, application);
+    Outcome outcome = change(edit, uid, current, updated, application);
     if (outcome.code == KSWErrorNone) {
         outcome.item = index_.find(uid, *updated->identifier()).item;
     }

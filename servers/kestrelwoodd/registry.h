@@ -7,6 +7,7 @@
 
 #include "client/protocol/user_data_change.h"
 #include "servers/kestrelwoodd/given_item.h"
+#include "servers/kestrelwoodd/managed_rules.h"
 #include "servers/kestrelwoodd/record_index.h"
 #include "servers/kestrelwoodd/settings_book.h"
 #include "servers/kestrelwoodd/store.h"
@@ -90,6 +91,8 @@ public:
     /// comes back that it has disabled or not allowed. No two have the same UUID. With a known developer all of his
     /// applications are allowed or disallowed that are not among them.
     Outcome update(Uid uid, const std::vector<GivenUpdate>& updates, Reach reach);
+    /// Allows and enables the user's record: -96 with it as it is then, -95 when there is none.
+    Outcome allow(Uid uid, const std::string& identifier, Reach reach);
     /// Removes a record of the user: 0, -95 when there is none, -98 when others hang under it.
     Outcome remove(Uid uid, const std::string& identifier);
     /// The same for the user's or the system's record of this identifier or UUID.
@@ -107,6 +110,33 @@ public:
     std::int64_t setEnablement(Uid uid, const std::string& subsystem, std::optional<bool> isEnabled);
     std::int64_t setAlwaysPosts(bool posts);
 
+    // What device management says. A rule stands above what an item's user chose: it decides some bits of the
+    // disposition, and the item is flagged as managed. When no rule stands above it any more, it is again as its
+    // user chose.
+
+    Managed::Pointer managed() const;
+    /// Keeps a payload under an identifier, in place of the former one; null: there is none any more. Its rules
+    /// hold for whatever comes or changes from now on, and with `isImmediate` all records are brought in line in
+    /// the same transaction. -98 for rules that are none, or too many or too large ones.
+    Outcome setPayload(const std::string& identifier, std::shared_ptr<const Dictionary> payload, bool isImmediate);
+    /// Brings all records in line with the rules.
+    Outcome applyRules();
+    /// Registers an item of these facts for the system, as the managed job of the file at `path`: 0 and the record;
+    /// -96 when another file has a job of this label.
+    Outcome submitJob(const std::string& path, const std::string& label, const ItemPointer& item,
+                      const ItemPointer& application);
+    /// Removes a job, and its record unless that was there before. -95 when there is none.
+    Outcome removeJob(const std::string& path);
+
+    // Upkeep.
+
+    /// Removes those of these records that are still there as they are here and have nothing below them, and the
+    /// developers and applications that nothing hangs under, nobody has registered and nobody has forbidden. A
+    /// managed job's record stays.
+    Outcome removeGone(const std::vector<std::pair<Uid, ItemPointer>>& gone);
+    /// Removes all that is kept, of items, users, settings and managed things, in one transaction.
+    Outcome erase();
+
     /// Moves the journal into the database file.
     Status checkpoint();
 
@@ -114,6 +144,8 @@ private:
     /// What a user's records take.
     struct Share {
         std::unordered_map<std::string, std::size_t> sizes;  ///< Bytes by identifier.
+        /// What the user chose of items above which a rule stands, by identifier.
+        std::unordered_map<std::string, OwnChoice> choices;
         std::size_t bytes = 0;
     };
 
@@ -129,6 +161,10 @@ private:
         Change change;
         std::vector<RecordIndex::Publication> publications;
         std::map<Uid, KSWItemType> kinds;
+        /// Of items that are put: what their users chose.
+        std::map<std::pair<Uid, std::string>, OwnChoice> choices;
+        /// What device management says from now on; null: what it said before.
+        Managed::Pointer managed;
 
         /// False when no row can be made of the item.
         [[nodiscard]] bool put(Uid uid, const KSWItem& item);
@@ -167,13 +203,13 @@ private:
     Result<ItemPointer> developerFor(Uid uid, const KSWItem& item) const;
     /// Where an item of these facts belongs. Error: as above, for the application too.
     Result<Place> placeFor(Uid uid, const KSWItem& item, const ItemPointer& application) const;
-    ItemPointer newApplicationOf(const KSWItem& facts, const KSWItem* developer) const;
+    ItemPointer newApplicationOf(Uid uid, const KSWItem& facts, const KSWItem* developer) const;
     /// Takes the approval from an application that comes under a developer who is forbidden: what it contains is
     /// judged by the application.
-    static void forbidWith(const KSWItem* developer, KSWItem& item);
+    void forbidWith(Uid uid, const KSWItem* developer, KSWItem& item) const;
 
     // One at a time.
-    Outcome add(Uid uid, const ItemPointer& item, const Place& place);
+    Outcome add(Edit& edit, Uid uid, const ItemPointer& item, const Place& place);
     /// What `insert` answers for an item that has a record. An application's stays from then on when what it
     /// contains has gone.
     Outcome nameExisting(Uid uid, const ItemPointer& record, const KSWItem& given);
@@ -181,17 +217,19 @@ private:
     Status settle(Uid uid, const ItemPointer& application, Outcome& told);
     /// The outcome, with what was told before.
     static Outcome after(Outcome told, Outcome outcome);
-    Outcome takeFactsAnew(Uid uid, const ItemPointer& current, const ItemPointer& item,
+    Outcome takeFactsAnew(Edit& edit, Uid uid, const ItemPointer& current, const ItemPointer& item,
                           const ItemPointer& application);
     /// Puts `updated` in the record's place, or in the one where it belongs now, with all below it.
-    Outcome change(Uid uid, const ItemPointer& current, const ItemPointer& updated, const ItemPointer& application);
+    Outcome change(Edit& edit, Uid uid, const ItemPointer& current, const ItemPointer& updated,
+                   const ItemPointer& application);
     /// Puts `updated` where it belongs now, with all below it. What it has disabled, or not allowed and the record
     /// has, stays so.
-    Outcome move(Uid uid, const ItemPointer& current, const ItemPointer& updated, const ItemPointer& application);
+    Outcome move(Edit& edit, Uid uid, const ItemPointer& current, const ItemPointer& updated,
+                 const ItemPointer& application);
     /// Hangs an item in its place, with the records that are to be made for that. `former` is how it leaves the
     /// place that it had. False when no row can be made.
-    [[nodiscard]] static bool hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& place,
-                                   const Departure* former = nullptr);
+    [[nodiscard]] bool hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& place,
+                            const Departure* former = nullptr) const;
     /// Null for a damaged record. Of the containers that are left without items those go that nothing keeps; all
     /// from `kept` outward stay.
     Departure departureOf(Uid uid, const std::string& identifier, const ItemPointer& record,
@@ -209,19 +247,40 @@ private:
     static ItemPointer applicationOf(const KSWItem& record, const KSWItem& updated);
     /// With the applications of the developers who are allowed or disallowed: an application's items are judged by
     /// that, and not by its developer's record.
-    static std::vector<Replacement> withApplications(std::vector<Replacement> replacements);
+    std::vector<Replacement> withApplications(std::vector<Replacement> replacements) const;
     /// What is to be replaced by the updates. Error: a code of KSWErrors.h.
     Result<std::vector<Replacement>> replacementsFor(Uid uid, const std::vector<GivenUpdate>& updates,
                                                      Reach reach) const;
-    Outcome replace(const std::vector<Replacement>& replacements);
+    /// The items of the replacements are as their users chose.
+    Outcome replace(Edit& edit, const std::vector<Replacement>& replacements);
     template <class Key>
     Outcome removeFound(Uid uid, const Key& key, Reach reach);
-    Outcome removeRecord(Uid uid, const std::string& identifier, const Found& found);
+    Outcome removeRecord(Edit& edit, Uid uid, const std::string& identifier, const Found& found);
     /// Whether nothing keeps the container once the one item `taken` has gone, for the sake of the record of this
     /// identifier.
     bool goesWith(Uid uid, const KSWItem& container, const std::string& taken, const std::string& identifier) const;
     /// Carries the change out on disk and then in memory, if its users' shares allow it; no item in the outcome.
     Outcome commit(const Edit& edit);
+    // What stands above items. An item that is put was as its user chose before it was governed.
+
+    /// What the user chose of a record.
+    OwnChoice choiceOf(Uid uid, const KSWItem& record) const;
+    bool isGoverned(Uid uid, const KSWItem& record) const;
+    /// Makes a copy of a record as its user chose.
+    void restoreChoice(Uid uid, KSWItem& copy) const;
+    /// Makes a client's copy of a record as its user chooses now: what a rule decides stays as he chose it.
+    void takeChoice(Uid uid, const KSWItem& record, KSWItem& updated) const;
+    /// Puts the rules above an item.
+    void govern(Edit& edit, Uid uid, KSWItem& item) const;
+    /// The records that the rules make other than they are.
+    std::vector<Replacement> governedAnew(const Managed& managed) const;
+    Outcome applyRules(Edit& edit);
+    Outcome changeJobs(Edit& edit, ManagedJobs jobs);
+    Status readManaged();
+    /// Marks the type of what a managed job's file says.
+    void keepManagedType(Uid uid, KSWItem& item) const;
+    /// What keeps a container that has been left without items, or holds damaged ones maybe.
+    bool isKept(Uid uid, const KSWItem& container, const std::string& identifier) const;
     bool fits(const Change& change) const;
     void account(const Change& change);
     /// Gives the user a name in the store, when it has none yet.
@@ -236,6 +295,8 @@ private:
     std::unordered_map<Uid, Share> shares_;  // guarded by writing_
     RecordIndex index_;
     SettingsBook settings_;
+    mutable std::mutex managing_;
+    Managed::Pointer managed_;  // never null once loaded; guarded by managing_
 };
 
 }  // namespace ksw::daemon

@@ -20,6 +20,9 @@ bool Registry::Edit::put(Result<ItemRow> row) {
         return false;
     }
     kinds[row->uid] |= row->type & KSWItemTypeAll;
+    if (const auto choice = choices.find({row->uid, row->identifier}); choice != choices.end()) {
+        row->choice = choice->second;
+    }
     change.put.push_back(*std::move(row));
     return true;
 }
@@ -47,9 +50,10 @@ Outcome Registry::update(Uid uid, const std::vector<GivenUpdate>& updates, Reach
         return {KSWErrorInvalidParameter};
     }
     const Replacement& first = replacements->front();
-    Outcome outcome = isInPlace
-                          ? replace(withApplications(*replacements))
-                          : change(first.uid, first.record, first.item, applicationOf(*first.record, *first.item));
+    Edit edit;
+    Outcome outcome =
+        isInPlace ? replace(edit, withApplications(*replacements))
+                  : change(edit, first.uid, first.record, first.item, applicationOf(*first.record, *first.item));
     outcome.code = outcome.code == KSWErrorNone ? KSWErrorRecordUpdated : outcome.code;
     return outcome;
 }
@@ -80,13 +84,14 @@ Result<std::vector<Registry::Replacement>> Registry::replacementsFor(Uid uid,
         if (!updated) {
             return updated.error();
         }
+        takeChoice(replacement.uid, *replacement.record, **updated);
         holdBack(**updated, replacement.record.get(), reach);
         replacement.item = *std::move(updated);
     }
     return replacements;
 }
 
-Outcome Registry::replace(const std::vector<Replacement>& replacements) {
+Outcome Registry::replace(Edit& edit, const std::vector<Replacement>& replacements) {
     struct Family {
         Uid uid;
         ItemPointer root;
@@ -98,9 +103,9 @@ Outcome Registry::replace(const std::vector<Replacement>& replacements) {
         Family& family = families.try_emplace(root.get(), Family{replacement.uid, root}).first->second;
         family.edit.replaced.emplace(*replacement.record->identifier(), replacement.item);
     }
-    Edit edit;
     // The rows first: an item without relatives is archived as it stands.
     for (const Replacement& replacement : replacements) {
+        govern(edit, replacement.uid, *replacement.item);
         const ItemPointer container = replacement.record->container();
         if (!edit.put(rowOf(replacement.uid, *replacement.item,
                             container == nullptr ? std::nullopt : container->uuid()))) {
@@ -113,9 +118,33 @@ Outcome Registry::replace(const std::vector<Replacement>& replacements) {
     return commit(edit);
 }
 
+Outcome Registry::allow(Uid uid, const std::string& identifier, Reach reach) {
+    const std::lock_guard one(writing_);
+    const Found current = index_.find(uid, identifier);
+    if (current.item == nullptr) {
+        return {current.isDamaged ? KSWErrorGeneric : KSWErrorRecordNotFound};
+    }
+    const ItemPointer allowed = copyOfRecord(*current.item);
+    restoreChoice(uid, *allowed);
+    allowed->setDisposition(allowed->disposition() | KSWDispositionEnabled | KSWDispositionAllowed);
+    holdBack(*allowed, current.item.get(), reach);
+    if (allowed->disposition() == choiceOf(uid, *current.item).disposition) {
+        return {KSWErrorRecordExists, current.item};
+    }
+    allowed->setGeneration(nextGeneration(allowed->generation()));
+    Edit edit;
+    Outcome outcome = replace(edit, {{uid, current.item, allowed}});
+    if (outcome.code == KSWErrorNone) {
+        outcome.code = KSWErrorRecordExists;
+        outcome.item = index_.find(uid, identifier).item;
+    }
+    return outcome;
+}
+
 Outcome Registry::remove(Uid uid, const std::string& identifier) {
     const std::lock_guard one(writing_);
-    return removeRecord(uid, identifier, index_.find(uid, identifier));
+    Edit edit;
+    return removeRecord(edit, uid, identifier, index_.find(uid, identifier));
 }
 
 template <class Key>
@@ -128,7 +157,9 @@ Outcome Registry::removeFound(Uid uid, const Key& key, Reach reach) {
     if (found.uid != uid && reach == Reach::Own) {
         return {KSWErrorPermissionDenied};
     }
-    return removeRecord(found.uid, found.isDamaged ? found.damagedIdentifier : *found.item->identifier(), found);
+    Edit edit;
+    return removeRecord(edit, found.uid, found.isDamaged ? found.damagedIdentifier : *found.item->identifier(),
+                        found);
 }
 
 Outcome Registry::removeOwnOrSystems(Uid uid, const std::string& identifier, Reach reach) {
@@ -139,14 +170,13 @@ Outcome Registry::removeOwnOrSystems(Uid uid, const UUID& uuid, Reach reach) {
     return removeFound(uid, uuid, reach);
 }
 
-Outcome Registry::removeRecord(Uid uid, const std::string& identifier, const Found& found) {
+Outcome Registry::removeRecord(Edit& edit, Uid uid, const std::string& identifier, const Found& found) {
     if (found.item == nullptr && !found.isDamaged) {
         return {KSWErrorRecordNotFound};
     }
     if (found.item != nullptr && found.item->countOfEmbeddedItems() > 0) {
         return {KSWErrorInvalidParameter};
     }
-    Edit edit;
     // Of a damaged record nobody can say which kind it was.
     edit.remove(uid, identifier, found.item == nullptr ? KSWItemTypeAll : found.item->type());
     takeOut(edit, uid, departureOf(uid, identifier, found.item));
@@ -190,9 +220,15 @@ void Registry::account(const Change& change) {
         std::size_t& size = share.sizes[row.identifier];
         share.bytes += row.record.size() - size;
         size = row.record.size();
+        if (row.choice) {
+            share.choices[row.identifier] = *row.choice;
+        } else {
+            share.choices.erase(row.identifier);
+        }
     }
     for (const Change::Removal& removal : change.removed) {
         Share& share = shares_[removal.uid];
+        share.choices.erase(removal.identifier);
         if (const auto former = share.sizes.find(removal.identifier); former != share.sizes.end()) {
             share.bytes -= former->second;
             share.sizes.erase(former);
@@ -209,6 +245,10 @@ Outcome Registry::commit(const Edit& edit) {
         return {KSWErrorGeneric};
     }
     account(edit.change);
+    if (edit.managed != nullptr) {
+        const std::lock_guard lock(managing_);
+        managed_ = edit.managed;
+    }
     for (const Change::User& user : edit.change.users) {
         index_.nameUser(user.uid, user.identifier);
     }

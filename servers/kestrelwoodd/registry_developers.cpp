@@ -47,36 +47,46 @@ Result<ItemPointer> Registry::developerFor(Uid uid, const KSWItem& item) const {
     return std::move(found.item);
 }
 
-bool Registry::goesWith(Uid uid, const KSWItem& container, const std::string& taken,
-                        const std::string& identifier) const {
+bool Registry::isKept(Uid uid, const KSWItem& container, const std::string& identifier) const {
     if (!isDeveloper(container) && (container.flags() & kContainsOnly) == 0) {
-        return false;
+        return true;
     }
     // A damaged record may hang under the unknown developer. Who is forbidden stays so for what comes later.
-    const bool isKept =
-        container.isUnknownDeveloperRecord() ? index_.hasDamagedBeside(uid, identifier) : !container.isAllowed();
+    return container.isUnknownDeveloperRecord()
+               ? index_.hasDamagedBeside(uid, identifier)
+               : (choiceOf(uid, container).disposition & KSWDispositionAllowed) == 0;
+}
+
+bool Registry::goesWith(Uid uid, const KSWItem& container, const std::string& taken,
+                        const std::string& identifier) const {
     const ItemSet& items = *container.embeddedItems();
-    return !isKept && identifier != container.identifier() &&
+    return !isKept(uid, container, identifier) && identifier != container.identifier() &&
            std::all_of(items.begin(), items.end(),
                        [&taken](const ItemPointer& item) { return item->identifier() == taken; });
 }
 
-std::vector<Registry::Replacement> Registry::withApplications(std::vector<Replacement> replacements) {
+std::vector<Registry::Replacement> Registry::withApplications(std::vector<Replacement> replacements) const {
     const auto isAmongThem = [&replacements](const KSWItem& item) {
         return std::any_of(replacements.begin(), replacements.end(), [&item](const Replacement& replacement) {
             return replacement.record->uuid() == item.uuid();
         });
     };
+    const auto isAllowedByUser = [this](Uid uid, const KSWItem& item) {
+        return (choiceOf(uid, item).disposition & KSWDispositionAllowed) != 0;
+    };
     std::vector<Replacement> applications;
     for (const Replacement& replacement : replacements) {
         const KSWItem& developer = *replacement.record;
         const bool allowed = replacement.item->isAllowed();
-        if (!isDeveloper(developer) || developer.isUnknownDeveloperRecord() || developer.isAllowed() == allowed) {
+        if (!isDeveloper(developer) || developer.isUnknownDeveloperRecord() ||
+            isAllowedByUser(replacement.uid, developer) == allowed) {
             continue;
         }
         for (const ItemPointer& item : *developer.embeddedItems()) {
-            if (item->intersectsType(KSWItemTypeApp) && item->isAllowed() != allowed && !isAmongThem(*item)) {
+            if (item->intersectsType(KSWItemTypeApp) && isAllowedByUser(replacement.uid, *item) != allowed &&
+                !isAmongThem(*item)) {
                 const ItemPointer updated = copyOfRecord(*item);
+                restoreChoice(replacement.uid, *updated);
                 updated->setAllowed(allowed);
                 updated->setGeneration(nextGeneration(item->generation()));
                 applications.push_back({replacement.uid, item, updated});

@@ -115,6 +115,9 @@ Result<std::unique_ptr<Registry>> Registry::load(Store store, History history) {
     if (Status read = registry->readKept(); !read) {
         return read.error();
     }
+    if (Status read = registry->readManaged(); !read) {
+        return read.error();
+    }
     return registry;
 }
 
@@ -149,6 +152,9 @@ void Registry::place(const std::vector<StoredItem>& rows) {
         Share& share = shares_[stored.row.uid];
         share.sizes[stored.row.identifier] = stored.row.record.size();
         share.bytes += stored.row.record.size();
+        if (stored.row.choice) {
+            share.choices.emplace(stored.row.identifier, *stored.row.choice);
+        }
         if (!item.ok() && isUnknownDeveloper(stored.row)) {
             // It holds nobody's decision, and its items must not be lost with it.
             item = newUnknownDeveloper(stored.row.uuid);

@@ -20,15 +20,23 @@ bool isOfOneDeveloper(const KSWItem& item, const KSWItem& other) {
     return developerIdentifierOf(item) == developerIdentifierOf(other);
 }
 
+/// Whether nobody has forbidden the record, or what it hangs under. `chosen`: what its user chose.
+bool wasAllowed(const KSWItem& record, KSWDisposition chosen) {
+    const ItemPointer container = record.container();
+    const bool isContained = container != nullptr && !container->isUnknownDeveloperRecord();
+    const bool isInFamily = record.isAllowed() ? isAllowedInFamily(record) : !isContained || container->isAllowed();
+    return (chosen & KSWDispositionAllowed) != 0 && isInFamily;
+}
+
 /// What an item starts with whose code is another developer's than it was: as a new one, but that nothing comes
 /// back that was disabled or not allowed, or new code would be the way around it.
-KSWDisposition dispositionAnew(const KSWItem& record, const KSWItem& updated, const KSWItem* voucher,
-                               History history) {
+KSWDisposition dispositionAnew(const KSWItem& record, KSWDisposition chosen, const KSWItem& updated,
+                               const KSWItem* voucher, History history) {
     KSWDisposition disposition = initialDisposition(record.type(), voucher, history);
-    if (!record.isEnabled() || !updated.isEnabled()) {
+    if ((chosen & KSWDispositionEnabled) == 0 || !updated.isEnabled()) {
         disposition &= ~KSWDispositionEnabled;
     }
-    if (!isAllowedInFamily(record) || (record.isAllowed() && !updated.isAllowed())) {
+    if (!wasAllowed(record, chosen) || !updated.isAllowed()) {
         disposition &= ~KSWDispositionAllowed;
     }
     return disposition;
@@ -61,23 +69,23 @@ Result<Registry::Place> Registry::placeFor(Uid uid, const KSWItem& item, const I
     if (found.item != nullptr && isInItsPlace(*found.item, *application, nullptr)) {
         place.application = std::move(found.item);
     } else {
-        place.newApplication = newApplicationOf(*application, place.developer.get());
+        place.newApplication = newApplicationOf(uid, *application, place.developer.get());
     }
     return place;
 }
 
-ItemPointer Registry::newApplicationOf(const KSWItem& facts, const KSWItem* developer) const {
+ItemPointer Registry::newApplicationOf(Uid uid, const KSWItem& facts, const KSWItem* developer) const {
     ItemPointer application = copyOfRecord(facts);
     application->setUuid(UUID::random());
     application->setGeneration(0);
     application->setDisposition(initialDisposition(facts.type(), developer, history_));
-    forbidWith(developer, *application);
+    forbidWith(uid, developer, *application);
     return application;
 }
 
-void Registry::forbidWith(const KSWItem* developer, KSWItem& item) {
+void Registry::forbidWith(Uid uid, const KSWItem* developer, KSWItem& item) const {
     if (isApplication(item) && developer != nullptr && !developer->isUnknownDeveloperRecord() &&
-        !developer->isAllowed()) {
+        (choiceOf(uid, *developer).disposition & KSWDispositionAllowed) == 0) {
         item.setAllowed(false);
     }
 }
@@ -88,11 +96,16 @@ Result<ItemPointer> Registry::asIfEntered(Uid uid, const ItemPointer& item, cons
         return place.error();
     }
     item->setDisposition(initialDisposition(item->type(), place->voucherFor(*item), history_));
+    Edit nowhere;
+    const ItemPointer newDeveloper = newDeveloperOf(*item, UUID{});
+    govern(nowhere, uid, *newDeveloper);
+    govern(nowhere, uid, *item);
     // An application's items are judged by that, whatever it hangs under.
     if (place->application != nullptr) {
         return ItemPointer(rebuilt(*place->application, {{}, item}), item.get());
     }
     if (place->newApplication != nullptr) {
+        govern(nowhere, uid, *place->newApplication);
         item->setContainer(place->newApplication);
         return ItemPointer(place->newApplication, item.get());
     }
@@ -100,7 +113,6 @@ Result<ItemPointer> Registry::asIfEntered(Uid uid, const ItemPointer& item, cons
     if (place->developer != nullptr && !item->isUnknownDeveloper()) {
         return ItemPointer(rebuilt(*place->developer, {{}, item}), item.get());
     }
-    const ItemPointer newDeveloper = newDeveloperOf(*item, UUID{});
     item->setContainer(newDeveloper);
     return ItemPointer(newDeveloper, item.get());
 }
@@ -131,18 +143,19 @@ ItemPointer Registry::applicationOf(const KSWItem& record, const KSWItem& update
     return isVouchedFor && !isOfOneDeveloper(*container, updated) ? nullptr : container;
 }
 
-Outcome Registry::change(Uid uid, const ItemPointer& current, const ItemPointer& updated,
+Outcome Registry::change(Edit& edit, Uid uid, const ItemPointer& current, const ItemPointer& updated,
                          const ItemPointer& application) {
     if (!isInItsPlace(*current, *updated, application)) {
-        return move(uid, current, updated, application);
+        return move(edit, uid, current, updated, application);
     }
     if (application != nullptr && !isOfOneDeveloper(*current, *updated)) {
-        updated->setDisposition(dispositionAnew(*current, *updated, nullptr, history_));
+        updated->setDisposition(
+            dispositionAnew(*current, choiceOf(uid, *current).disposition, *updated, nullptr, history_));
     }
-    return replace({{uid, current, updated}});
+    return replace(edit, {{uid, current, updated}});
 }
 
-Outcome Registry::move(Uid uid, const ItemPointer& current, const ItemPointer& updated,
+Outcome Registry::move(Edit& edit, Uid uid, const ItemPointer& current, const ItemPointer& updated,
                        const ItemPointer& application) {
     const Result<Place> place = placeFor(uid, *updated, application);
     if (!place) {
@@ -150,13 +163,13 @@ Outcome Registry::move(Uid uid, const ItemPointer& current, const ItemPointer& u
     }
     const bool wasInItsPlace = isInItsPlace(*current, *current, applicationOf(*current, *current));
     if (!wasInItsPlace || !isOfOneDeveloper(*current, *updated)) {
-        updated->setDisposition(dispositionAnew(*current, *updated, place->voucherFor(*updated), history_));
+        updated->setDisposition(dispositionAnew(*current, choiceOf(uid, *current).disposition, *updated,
+                                                place->voucherFor(*updated), history_));
     }
-    forbidWith(place->developer.get(), *updated);
+    forbidWith(uid, place->developer.get(), *updated);
     const std::string& identifier = *current->identifier();
     const ItemPointer& kept = place->application != nullptr ? place->application : place->developer;
     const Departure departure = departureOf(uid, identifier, current, kept.get());
-    Edit edit;
     takeOut(edit, uid, departure);
     // The item comes with all that hangs below it.
     if (!hang(edit, uid, rebuilt(*current, {{{identifier, updated}}}), *place, &departure)) {
@@ -165,7 +178,8 @@ Outcome Registry::move(Uid uid, const ItemPointer& current, const ItemPointer& u
     return commit(edit);
 }
 
-bool Registry::hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& place, const Departure* former) {
+bool Registry::hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& place,
+                    const Departure* former) const {
     const ItemPointer top = place.newApplication == nullptr ? item : place.newApplication;
     if (top != item) {
         item->setContainer(top);
@@ -179,6 +193,11 @@ bool Registry::hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& p
     const bool isDeveloperNew = base == nullptr;
     if (isDeveloperNew) {
         base = newDeveloperOf(*top, UUID::random());
+        govern(edit, uid, *base);
+    }
+    govern(edit, uid, *item);
+    if (top != item) {
+        govern(edit, uid, *top);
     }
     if (former != nullptr && former->root != nullptr && former->root.get() == base.get()) {
         family.replaced.emplace(former->taken, nullptr);

@@ -13,8 +13,7 @@
 #include "model/item/item_archive.h"
 #include "platform/ipc/responder.h"
 #include "platform/ipc/wire_objects.h"
-#include "servers/kestrelwoodd/record.h"
-#include "servers/kestrelwoodd/settings_book.h"
+#include "servers/kestrelwoodd/registry.h"
 
 namespace ksw::daemon {
 
@@ -38,6 +37,8 @@ inline Report reportOf(std::int64_t code) {
     report.code = code;
     return report;
 }
+
+Report reportOf(Outcome outcome);
 
 inline std::optional<Error> errorOf(const Report& report) {
     return report.code == KSWErrorNone ? std::nullopt : std::optional(KSWErrorWithCode(report.code));

@@ -6,6 +6,7 @@
 
 #include "client/protocol/manager_service.h"
 #include "client/protocol/registrar_service.h"
+#include "client/protocol/roster_service.h"
 #include "servers/kestrelwoodd/housekeeping.h"
 #include "servers/kestrelwoodd/operations.h"
 
@@ -23,6 +24,7 @@ ServedMethod(const Method&, Rule, Operation) -> ServedMethod<Method, Operation>;
 
 namespace manager = protocol::manager;
 namespace registrar = protocol::registrar;
+namespace roster = protocol::roster;
 
 inline constexpr std::tuple kManagerMethods{
     ServedMethod{manager::kRegisterLaunchItem, Rule::Change, &Operations::enterQuietly},
@@ -52,12 +54,30 @@ inline constexpr std::tuple kManagerMethods{
 inline constexpr std::tuple kHouseholdMethods{
     ServedMethod{manager::kFetchUserSettings, Rule::Ask, &Housekeeping::fetchSettings},
     ServedMethod{manager::kSaveUserSettings, Rule::Change, &Housekeeping::saveSettings},
+    ServedMethod{manager::kStewardWillScanPath, Rule::Manage, &Housekeeping::willScan},
+    ServedMethod{manager::kStewardDidScanPath, Rule::Manage, &Housekeeping::didScan},
+    ServedMethod{manager::kScheduleGarbageCollection, Rule::Manage, &Housekeeping::scheduleCollection},
+    ServedMethod{manager::kMDMPayload, Rule::Manage, &Housekeeping::payload},
+    ServedMethod{manager::kSetMDMPayload, Rule::Manage, &Housekeeping::setPayload},
+    ServedMethod{manager::kSubmitManagedJob, Rule::Manage, &Housekeeping::submitJob},
+    ServedMethod{manager::kRemoveManagedJobAtPath, Rule::Manage, &Housekeeping::removeJobAtPath},
+    ServedMethod{manager::kRemoveManagedJobWithLabel, Rule::Manage, &Housekeeping::removeJobWithLabel},
+    ServedMethod{manager::kNoteLogout, Rule::Change, &Housekeeping::noteLogout},
+    ServedMethod{manager::kDumpDatabase, Rule::Maintain, &Housekeeping::dump},
+    ServedMethod{manager::kEraseDatabase, Rule::Maintain, &Housekeeping::erase},
     ServedMethod{manager::kSetAlwaysPostNotifications, Rule::Manage, &Housekeeping::setAlwaysPosts},
     ServedMethod{manager::kGetAlwaysPostNotifications, Rule::List, &Housekeeping::alwaysPosts},
     ServedMethod{manager::kGetHaveEnablementStatus, Rule::Ask, &Housekeeping::haveEnablement},
     ServedMethod{manager::kResetEnablementStatus, Rule::Change, &Housekeeping::resetEnablement},
     ServedMethod{manager::kGetEnablementStatus, Rule::Ask, &Housekeeping::enablement},
     ServedMethod{manager::kSetEnablementStatus, Rule::Change, &Housekeeping::setEnablement},
+};
+
+inline constexpr std::tuple kRosterMethods{
+    ServedMethod{roster::kFetchRosterItemsMatching, Rule::Ask, &Housekeeping::fetchRoster},
+    ServedMethod{roster::kAddURL, Rule::Change, &Housekeeping::addToRoster},
+    ServedMethod{roster::kUpdateItem, Rule::Change, &Housekeeping::updateInRoster},
+    ServedMethod{roster::kRemoveItem, Rule::Change, &Housekeeping::removeFromRoster},
 };
 
 inline constexpr std::tuple kRegistrarMethods{

@@ -1,7 +1,6 @@
 #include "servers/kestrelwoodd/services.h"
 
 #include <new>
-#include <string>
 
 #include "servers/kestrelwoodd/answers.h"
 #include "servers/kestrelwoodd/callers.h"
@@ -76,29 +75,24 @@ void serveAll(Dispatcher& dispatcher, const Table& table, Server& server, const 
         table);
 }
 
-/// Refuses by name what the contract has and the daemon does not serve.
-void refuseTheRest(Dispatcher& dispatcher, const ipc::ServiceInterface& interface) {
-    for (const ipc::InterfaceMethod& method : interface.methods) {
-        if (dispatcher.find(method.selector) == nullptr) {
-            dispatcher.refuse(method.selector,
-                              "kestrelwoodd does not serve \"" + std::string(method.selector) + "\"");
-        }
-    }
-}
-
 }  // namespace
 
 Dispatcher managerService(Operations& operations, Housekeeping& housekeeping, const Announce& announce) {
     Dispatcher dispatcher;
     serveAll(dispatcher, kManagerMethods, operations, announce);
     serveAll(dispatcher, kHouseholdMethods, housekeeping, announce);
-    refuseTheRest(dispatcher, GetManagerServiceInterface());
     return dispatcher;
 }
 
 Dispatcher registrarService(Operations& operations, const Announce& announce) {
     Dispatcher dispatcher;
     serveAll(dispatcher, kRegistrarMethods, operations, announce);
+    return dispatcher;
+}
+
+Dispatcher rosterService(Housekeeping& housekeeping, const Announce& announce) {
+    Dispatcher dispatcher;
+    serveAll(dispatcher, kRosterMethods, housekeeping, announce);
     return dispatcher;
 }
 

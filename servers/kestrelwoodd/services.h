@@ -14,4 +14,7 @@ ipc::Dispatcher managerService(Operations& operations, Housekeeping& housekeepin
 /// What serves "com.velmont.kestrelwood.registrar"; the same operations under the narrower contract.
 ipc::Dispatcher registrarService(Operations& operations, const Announce& announce);
 
+/// What serves "com.velmont.kestrelwood.roster".
+ipc::Dispatcher rosterService(Housekeeping& housekeeping, const Announce& announce);
+
 }  // namespace ksw::daemon

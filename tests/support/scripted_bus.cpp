@@ -111,6 +111,60 @@ ShownNotice readNotice(const Data& message, const Call& call) {
     return notice;
 }
 
+AskedRight readQuestion(const Data& message, const Call& call) {
+    CallReader reader(message, call.bodyBegin);
+    AskedRight asked;
+    asked.signature = call.signature;
+    bool isWhole = reader.text() == "unix-process" && reader.number() != 0;
+    const auto readFact = [&](std::string_view name, std::string_view type) {
+        reader.align(8);
+        const std::string found = reader.text();
+        isWhole = isWhole && found == name && reader.signature() == type;
+    };
+    readFact("pid", "u");
+    asked.pid = reader.number();
+    readFact("start-time", "t");
+    reader.align(8);
+    asked.startTime = reader.number();
+    asked.startTime |= std::uint64_t{reader.number()} << 32U;
+    readFact("uid", "i");
+    asked.uid = reader.number();
+    asked.action = reader.text();
+    isWhole = isWhole && reader.number() == 0;
+    reader.align(8);
+    isWhole = isWhole && reader.number() == 0 && reader.text().empty() && reader.position() == message.size();
+    if (!isWhole) {
+        throw std::runtime_error("a question");
+    }
+    return asked;
+}
+
+/// The answer whether somebody may do something.
+Data verdictOf(std::uint32_t serial, bool isAuthorized) {
+    BusWriter writer;
+    writer.byte('l');
+    writer.byte(static_cast<std::uint8_t>(BusMessageKind::Return));
+    writer.byte(0);
+    writer.byte(1);
+    writer.number(16);
+    writer.number(78);
+    const std::size_t fields = writer.beginArray(8);
+    writer.byte(kReplySerialField);
+    writer.signature("u");
+    writer.number(serial);
+    writer.align(8);
+    writer.byte(8);
+    writer.signature("g");
+    writer.signature("(bba{ss})");
+    writer.endArray(fields);
+    writer.align(8);
+    writer.number(isAuthorized ? 1 : 0);
+    writer.number(0);
+    writer.number(0);
+    writer.align(8);
+    return writer.bytes();
+}
+
 /// A message to the client: an answer to `serial`, or what is none when that is 0; with a number or without.
 Data messageOf(BusMessageKind kind, std::uint32_t serial, std::optional<std::uint32_t> number) {
     BusWriter writer;
@@ -175,6 +229,11 @@ ScriptedBus::~ScriptedBus() {
 std::vector<ShownNotice> ScriptedBus::shown() const {
     const std::lock_guard lock(mutex_);
     return shown_;
+}
+
+std::vector<AskedRight> ScriptedBus::asked() const {
+    const std::lock_guard lock(mutex_);
+    return asked_;
 }
 
 int ScriptedBus::connections() const {
@@ -283,7 +342,24 @@ bool ScriptedBus::answerCall(int fd, const Data& message) {
     if (call.member == "Hello") {
         return send(fd, messageOf(BusMessageKind::Return, call.serial, std::nullopt));
     }
-    return call.member == "Notify" && answerNotice(fd, call.serial, message);
+    return (call.member == "CheckAuthorization" && answerQuestion(fd, message)) ||
+           (call.member == "Notify" && answerNotice(fd, call.serial, message));
+}
+
+bool ScriptedBus::answerQuestion(int fd, const Data& message) {
+    const Call call = readCall(message);
+    {
+        const std::lock_guard lock(mutex_);
+        asked_.push_back(readQuestion(message, call));
+    }
+    switch (behaviour_) {
+        case BusBehaviour::HasNoDesktop:
+            return send(fd, messageOf(BusMessageKind::Error, call.serial, std::nullopt));
+        case BusBehaviour::NeverAnswers:
+            return waitForEnd(fd);
+        default:
+            return send(fd, verdictOf(call.serial, behaviour_ != BusBehaviour::GivesNoNumber));
+    }
 }
 
 bool ScriptedBus::answerNotice(int fd, std::uint32_t serial, const Data& message) {

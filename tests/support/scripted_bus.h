@@ -1,4 +1,5 @@
-// scripted_bus.h: a session's message bus with a desktop behind it, which does what a test tells it to.
+// scripted_bus.h: a message bus with a desktop and an authorisation service behind it, which do what a test tells
+// them to.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +20,7 @@ enum class BusBehaviour {
     AnswersInPieces,    ///< The same, a byte at a time, with signals before each answer, in the other byte order.
     LetsNobodyIn,       ///< Refuses the user.
     HasNoDesktop,       ///< Answers a notice with an error.
-    GivesNoNumber,      ///< Answers a notice without a number.
+    GivesNoNumber,      ///< Answers a notice without a number, and lets nobody do anything.
     NeverAnswers,       ///< Takes a notice and says nothing.
     NeverGreets,        ///< Takes a connection and says nothing.
     GoesAway,           ///< Closes the connection instead of answering a notice.
@@ -38,6 +39,15 @@ struct ShownNotice {
     std::string signature;
 };
 
+/// What the authorisation service was asked.
+struct AskedRight {
+    std::uint32_t pid = 0;
+    std::uint64_t startTime = 0;
+    std::uint32_t uid = 0;
+    std::string action;
+    std::string signature;
+};
+
 /// Listens at a path while it lives. Any thread.
 class ScriptedBus {
 public:
@@ -49,11 +59,14 @@ public:
     /// The notices so far.
     std::vector<ShownNotice> shown() const;
     int connections() const;
+    /// The questions so far.
+    std::vector<AskedRight> asked() const;
 
 private:
     void serveAll();
     void serve(int fd);
     bool answerCall(int fd, const Data& message);
+    bool answerQuestion(int fd, const Data& message);
     bool answerNotice(int fd, std::uint32_t serial, const Data& message);
     bool receive(int fd, Data& bytes, std::size_t size) const;
     std::string receiveLine(int fd) const;
@@ -64,8 +77,9 @@ private:
     const BusBehaviour behaviour_;
     UniqueFd listener_;
     UniqueFd stop_;
-    mutable std::mutex mutex_;  // guards the three below
+    mutable std::mutex mutex_;  // guards the four below
     std::vector<ShownNotice> shown_;
+    std::vector<AskedRight> asked_;
     int connections_ = 0;
     std::uint32_t lastNumber_ = 0;
     std::thread thread_;

@@ -43,7 +43,8 @@ void DaemonInside::restartWithPages(std::int64_t pagesMax) {
     ASSERT_TRUE(opened.ok()) << opened.error().description();
     registry_ = std::move(opened->registry);
     operations_ = std::make_unique<Operations>(*registry_, clock_);
-    housekeeping_ = std::make_unique<Housekeeping>(*registry_);
+    housekeeping_ = std::make_unique<Housekeeping>(*registry_, *operations_, announce_,
+                                                   [this](const AuditToken&) { return isAuthorised_.load(); });
 }
 
 void DaemonInside::close() {

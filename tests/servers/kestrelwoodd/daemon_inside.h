@@ -1,6 +1,7 @@
 // daemon_inside.h: the daemon's inside without its sockets: a store in a folder of the test's own, and callers.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -38,6 +39,10 @@ public:
 
     Operations& operations() { return *operations_; }
     Housekeeping& housekeeping() { return *housekeeping_; }
+    /// What the host says of a process that wants to manage the database; no at first.
+    void setAuthorised(bool isAuthorised) { isAuthorised_ = isAuthorised; }
+    /// Who is told of what goes without a request, from the next start on.
+    void setAnnounce(Announce announce) { announce_ = std::move(announce); }
     Registry& registry() { return *registry_; }
     const ksw::test::TempFolder& folder() const { return folder_; }
 
@@ -73,6 +78,8 @@ private:
     ksw::test::TempFolder folder_;
     std::unique_ptr<Registry> registry_;
     std::unique_ptr<Operations> operations_;
+    std::atomic<bool> isAuthorised_ = false;
+    Announce announce_ = [](const protocol::UserDataChange&, pid_t, ipc::Audience) {};
     std::unique_ptr<Housekeeping> housekeeping_;
 };
 

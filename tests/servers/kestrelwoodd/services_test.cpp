@@ -35,6 +35,9 @@ protected:
             server_
                 .listen(kRegistrarService, ipc::Domain::System, registrarService(daemon_.operations(), announce_))
                 .ok());
+        EXPECT_TRUE(
+            server_.listen(kRosterService, ipc::Domain::System, rosterService(daemon_.housekeeping(), announce_))
+                .ok());
         EXPECT_TRUE(server_.start().ok());
     }
 
@@ -62,6 +65,7 @@ protected:
     ipc::Connection manager_{kManagerService, ipc::managementDaemonOptions(), GetManagerServiceInterface()};
     ipc::Connection registrar_{kRegistrarService, ipc::managementDaemonOptions(),
                                protocol::registrar::serviceInterface()};
+    ipc::Connection roster_{kRosterService, ipc::managementDaemonOptions(), protocol::roster::serviceInterface()};
     const std::optional<URL> none_;
     const std::optional<AuditToken> noToken_;
     const std::optional<URL> url_ = jobURL("my.agent");
@@ -186,11 +190,45 @@ TEST_F(TheServices, TakeAProcessForItsOwner) {
               KSWErrorInvalidParameter);
 }
 
-TEST_F(TheServices, RefuseByNameWhatTheDaemonDoesNotServe) {
-    const auto reply = manager_.call(manager::kNoteLogout, self_);
-    ASSERT_FALSE(reply.ok());
-    EXPECT_EQ(reply.error().code(), static_cast<std::int64_t>(ConnectionError::Refused));
-    EXPECT_THAT(std::string(reply.error().localizedDescription()), testing::HasSubstr("noteLogoutForUID:reply:"));
+TEST_F(TheServices, AnswerTheHouseholdsMethods) {
+    const auto settings = manager_.call(manager::kFetchUserSettings, self_);
+    ASSERT_TRUE(settings.ok());
+    EXPECT_EQ(std::get<0>(*settings), 0);
+    ASSERT_NE(std::get<1>(*settings), nullptr);
+    const auto saved = manager_.call(manager::kSaveUserSettings, std::get<1>(*settings), self_);
+    ASSERT_TRUE(saved.ok());
+    EXPECT_EQ(std::get<0>(*saved), 0);
+    const auto isOn = manager_.call(manager::kGetEnablementStatus, "KSWSubsystemGlimpse", self_);
+    ASSERT_TRUE(isOn.ok());
+    EXPECT_EQ(*isOn, (std::tuple<std::int64_t, bool>(KSWErrorRecordNotFound, false)));
+    EXPECT_TRUE(manager_.call(manager::kStewardWillScanPath, "/nowhere").ok());
+    EXPECT_TRUE(manager_.call(manager::kStewardDidScanPath, "/nowhere").ok());
+    const auto payload = manager_.call(manager::kMDMPayload, "none");
+    ASSERT_TRUE(payload.ok());
+    EXPECT_EQ(std::get<0>(*payload), std::nullopt);
+    // The test's user owns the host root, and so may do all that the administrator may.
+    const auto dump = manager_.call(manager::kDumpDatabase, std::nullopt);
+    ASSERT_TRUE(dump.ok());
+    EXPECT_EQ(std::get<0>(*dump), "Records of kestrelwoodd\n");
+    EXPECT_EQ(std::get<1>(*dump), std::nullopt);
+}
+
+TEST_F(TheServices, AnswerTheRostersMethods) {
+    const URL url = daemon_.writeJob("file", "any");
+    const auto added = roster_.call(roster::kAddURL, url, KSWItemTypeUserItem, false, false);
+    ASSERT_TRUE(added.ok());
+    EXPECT_EQ(std::get<0>(*added), 0);
+    const ItemPointer item = std::get<1>(*added);
+    ASSERT_NE(item, nullptr);
+    const auto fetched = roster_.call(roster::kFetchRosterItemsMatching, KSWItemTypeAll);
+    ASSERT_TRUE(fetched.ok());
+    EXPECT_TRUE(std::get<0>(*fetched).has_value());
+    const auto updated = roster_.call(roster::kUpdateItem, copyOf(item));
+    ASSERT_TRUE(updated.ok());
+    EXPECT_EQ(std::get<0>(*updated), KSWErrorRecordUpdated);
+    const auto removed = roster_.call(roster::kRemoveItem, item);
+    ASSERT_TRUE(removed.ok());
+    EXPECT_EQ(std::get<0>(*removed), 0);
 }
 
 TEST(TheManagersService, KnowsEveryMethodOfItsContract) {

@@ -135,6 +135,58 @@ TEST_P(AProcessThatDies, AtAnyAccessToTheDiskLosesAndHalvesNothingThatItAcknowle
     RecordProperty("accesses", static_cast<int>(nth));
 }
 
+/// A child of the test: opens the store, removes all that is in it, closes it.
+void eraseAll(FaultyDisk& disk, const std::string& path, unsigned nth, Death death, int pipe) {
+    disk.dieAtNth(nth, death, nth);
+    Result<OpenedRegistry> opened = openRegistry(path);
+    if (!opened || opened->registry->erase().code != 0) {
+        _exit(1);
+    }
+    acknowledge(pipe);
+    opened->registry.reset();
+    _exit(0);
+}
+
+TEST_P(AProcessThatDies, WhileItErasesEverythingLeavesAllOrNothing) {
+    const ksw::test::TempFolder whole;
+    {
+        const Result<OpenedRegistry> opened = openRegistry(whole.at("kestrelwood.db"));
+        ASSERT_TRUE(opened.ok());
+        for (const Step& step : steps_) {
+            ASSERT_NE(perform(*opened->registry, step), -1);
+        }
+        const auto payload = std::make_shared<const Dictionary>(Dictionary{{"Key", Value(1)}});
+        ASSERT_EQ(opened->registry->setPayload("x", payload, true).code, 0);
+    }
+    bool hasLeftAll = false;
+    bool hasLeftNothing = false;
+    for (unsigned nth = 1;; ++nth) {
+        SCOPED_TRACE(testing::Message() << "dies at access " << nth);
+        std::filesystem::remove_all(folder_.path());
+        std::filesystem::copy(whole.path(), folder_.path());
+        const ChildsEnd end = runInChild([&](int pipe) {
+            FaultyDisk disk;
+            eraseAll(disk, path_, nth, GetParam(), pipe);
+        });
+        ASSERT_TRUE(end.wasKilled || end.status == 0);
+        ASSERT_EQ(quickCheck(path_), "ok");
+        const Result<OpenedRegistry> opened = openRegistry(path_);
+        ASSERT_TRUE(opened.ok()) << opened.error().description();
+        const bool isErased = snapshot(*opened->registry) == snapshots_.front();
+        if (!isErased) {
+            ASSERT_EQ(snapshot(*opened->registry), snapshots_.back());
+        }
+        ASSERT_EQ(opened->registry->managed()->payloads().empty(), isErased);
+        ASSERT_TRUE(isErased || end.acknowledged == 0);
+        hasLeftAll |= !isErased;
+        hasLeftNothing |= isErased;
+        if (!end.wasKilled) {
+            break;
+        }
+    }
+    EXPECT_TRUE(hasLeftAll && hasLeftNothing);
+}
+
 std::string nameOf(const testing::TestParamInfo<Death>& info) {
     switch (info.param) {
         case Death::Killed:

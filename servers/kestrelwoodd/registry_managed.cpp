@@ -1,0 +1,285 @@
+// What device management says: rules that stand above what users choose, and jobs that it installs.
+#include <algorithm>
+
+#include <kestrelwood/KSWErrors.h>
+
+#include "platform/base/limits.h"
+#include "platform/plist/property_list.h"
+#include "servers/kestrelwoodd/log.h"
+#include "servers/kestrelwoodd/registry.h"
+
+namespace ksw::daemon {
+
+namespace {
+
+constexpr std::string_view kIdentifierKey = "Identifier";
+constexpr std::string_view kWasThereKey = "WasThere";
+
+/// The bytes under which a dictionary is kept; absent when it cannot be read again from them.
+std::optional<Data> keptForm(const Dictionary& dictionary) {
+    Result<Data> bytes = plist::writeBinary(Value(dictionary));
+    const bool isUsable = bytes && bytes->size() <= limits::kPropertyListFileMax && plist::readBinary(*bytes).ok();
+    return isUsable ? std::optional(*std::move(bytes)) : std::nullopt;
+}
+
+std::optional<Dictionary> dictionaryIn(Bytes bytes) {
+    Result<Value> value = plist::readBinary(bytes);
+    Dictionary* dictionary = value ? value->as<Dictionary>() : nullptr;
+    return dictionary == nullptr ? std::nullopt : std::optional(std::move(*dictionary));
+}
+
+std::optional<ManagedJob> jobIn(const JobRow& row) {
+    const std::optional<Dictionary> kept = dictionaryIn(row.job);
+    const std::string* identifier = kept ? find<std::string>(*kept, kIdentifierKey) : nullptr;
+    const bool* wasThere = kept ? find<bool>(*kept, kWasThereKey) : nullptr;
+    if (row.path.empty() || identifier == nullptr || wasThere == nullptr) {
+        return std::nullopt;
+    }
+    return ManagedJob{row.label, *identifier, *wasThere};
+}
+
+/// The flags without what a rule makes of them, managed or not.
+KSWItemFlags withManaged(KSWItemFlags flags, bool isManaged) {
+    return (flags & ~(KSWItemFlagManaged | kAllowedByRule)) | (isManaged ? KSWItemFlagManaged : 0);
+}
+
+/// The flags of an item under a rule.
+KSWItemFlags ruled(KSWItemFlags flags, const Ruling& ruling) {
+    return withManaged(flags, true) | (ruling.prevailsAllowed() ? kAllowedByRule : 0);
+}
+
+bool isManaged(KSWItemFlags flags) {
+    return (flags & KSWItemFlagManaged) != 0;
+}
+
+}  // namespace
+
+Managed::Pointer Registry::managed() const {
+    const std::lock_guard lock(managing_);
+    return managed_;
+}
+
+bool Registry::isGoverned(Uid uid, const KSWItem& record) const {
+    const auto share = shares_.find(uid);
+    return share != shares_.end() && share->second.choices.contains(*record.identifier());
+}
+
+OwnChoice Registry::choiceOf(Uid uid, const KSWItem& record) const {
+    return isGoverned(uid, record) ? shares_.at(uid).choices.at(*record.identifier())
+                                   : OwnChoice{record.disposition(), record.flags()};
+}
+
+void Registry::restoreChoice(Uid uid, KSWItem& copy) const {
+    const OwnChoice choice = choiceOf(uid, copy);
+    copy.setDisposition(choice.disposition);
+    copy.setFlags(withManaged(copy.flags(), isManaged(choice.flags)));
+}
+
+void Registry::takeChoice(Uid uid, const KSWItem& record, KSWItem& updated) const {
+    if (!isGoverned(uid, record)) {
+        return;
+    }
+    const OwnChoice choice = choiceOf(uid, record);
+    const KSWDisposition decided = managed()->rulingFor(uid, record).decided();
+    const KSWDisposition changed = (updated.disposition() ^ record.disposition()) & ~decided;
+    updated.setDisposition((choice.disposition & ~changed) | (updated.disposition() & changed));
+    updated.setFlags(withManaged(updated.flags(), isManaged(choice.flags)));
+}
+
+void Registry::govern(Edit& edit, Uid uid, KSWItem& item) const {
+    const Ruling ruling = (edit.managed == nullptr ? managed() : edit.managed)->rulingFor(uid, item);
+    if (!ruling.isAny()) {
+        return;
+    }
+    edit.choices.insert_or_assign({uid, *item.identifier()}, OwnChoice{item.disposition(), item.flags()});
+    item.setDisposition(ruling.over(item.disposition()));
+    item.setFlags(ruled(item.flags(), ruling));
+}
+
+std::vector<Registry::Replacement> Registry::governedAnew(const Managed& managed) const {
+    std::vector<Replacement> replacements;
+    for (const auto& [uid, name] : index_.users()) {
+        for (const ItemPointer& record : index_.own(uid)) {
+            const OwnChoice choice = choiceOf(uid, *record);
+            const Ruling ruling = managed.rulingFor(uid, *record);
+            const KSWItemFlags flags = ruling.isAny() ? ruled(record->flags(), ruling)
+                                                      : withManaged(record->flags(), isManaged(choice.flags));
+            if (ruling.isAny() == isGoverned(uid, *record) && record->flags() == flags &&
+                record->disposition() == ruling.over(choice.disposition)) {
+                continue;
+            }
+            const ItemPointer item = copyOfRecord(*record);
+            restoreChoice(uid, *item);
+            item->setGeneration(nextGeneration(record->generation()));
+            replacements.push_back({uid, record, item});
+        }
+    }
+    return replacements;
+}
+
+Outcome Registry::applyRules(Edit& edit) {
+    const Managed::Pointer managed = edit.managed == nullptr ? this->managed() : edit.managed;
+    const bool isAnyGoverned = std::any_of(shares_.begin(), shares_.end(),
+                                           [](const auto& share) { return !share.second.choices.empty(); });
+    if (managed->isEmpty() && !isAnyGoverned) {
+        return commit(edit);
+    }
+    return replace(edit, governedAnew(*managed));
+}
+
+Outcome Registry::applyRules() {
+    const std::lock_guard one(writing_);
+    Edit edit;
+    return applyRules(edit);
+}
+
+Outcome Registry::setPayload(const std::string& identifier, std::shared_ptr<const Dictionary> payload,
+                             bool isImmediate) {
+    const std::lock_guard one(writing_);
+    Payloads payloads = managed()->payloads();
+    Change::Payload row{identifier, std::nullopt};
+    if (payload != nullptr) {
+        row.payload = keptForm(*payload);
+        if (!row.payload) {
+            return {KSWErrorInvalidParameter};
+        }
+        payloads[identifier] = std::move(payload);
+    } else {
+        payloads.erase(identifier);
+    }
+    Result<Managed::Pointer> next = Managed::of(std::move(payloads), managed()->jobs());
+    if (!next) {
+        return {next.error().code()};
+    }
+    Edit edit;
+    edit.managed = *std::move(next);
+    edit.change.payloads.push_back(std::move(row));
+    return isImmediate ? applyRules(edit) : commit(edit);
+}
+
+void Registry::keepManagedType(Uid uid, KSWItem& item) const {
+    if (managed()->isJob(uid, *item.identifier())) {
+        item.setType(item.type() | KSWItemTypeManagedBit);
+    }
+}
+
+Outcome Registry::submitJob(const std::string& path, const std::string& label, const ItemPointer& item,
+                            const ItemPointer& application) {
+    const std::lock_guard one(writing_);
+    Outcome told;
+    if (const Status settled = settle(kEveryUser, application, told); !settled) {
+        return {settled.error().code()};
+    }
+    const std::string identifier = *item->identifier();
+    ManagedJobs jobs = managed()->jobs();
+    const auto former = jobs.find(path);
+    const bool isOfAnother = std::any_of(jobs.begin(), jobs.end(), [&](const auto& job) {
+        return job.first != path && (job.second.label == label || job.second.identifier == identifier);
+    });
+    if (isOfAnother || (former != jobs.end() && former->second.identifier != identifier)) {
+        return {KSWErrorRecordExists};
+    }
+    const Found current = index_.find(kEveryUser, identifier);
+    if (current.isDamaged) {
+        return {KSWErrorGeneric};
+    }
+    const bool wasThere = former == jobs.end() ? current.item != nullptr : former->second.wasThere;
+    jobs.insert_or_assign(path, ManagedJob{label, identifier, wasThere});
+    Result<Managed::Pointer> next = Managed::of(managed()->payloads(), std::move(jobs));
+    const std::optional<Data> kept =
+        keptForm({{std::string(kIdentifierKey), Value(identifier)}, {std::string(kWasThereKey), Value(wasThere)}});
+    if (!next || !kept) {
+        return {KSWErrorInvalidParameter};
+    }
+    Edit edit;
+    edit.managed = *std::move(next);
+    edit.change.jobs.push_back({path, label, *kept});
+    if (current.item != nullptr) {
+        return after(std::move(told), takeFactsAnew(edit, kEveryUser, current.item, item, application));
+    }
+    const Result<Place> place = placeFor(kEveryUser, *item, application);
+    if (!place) {
+        return after(std::move(told), {place.error().code()});
+    }
+    item->setUuid(UUID::random());
+    item->setDisposition(initialDisposition(item->type(), place->voucherFor(*item), history_));
+    return after(std::move(told), add(edit, kEveryUser, item, *place));
+}
+
+Outcome Registry::removeJob(const std::string& path) {
+    const std::lock_guard one(writing_);
+    ManagedJobs jobs = managed()->jobs();
+    const auto found = jobs.find(path);
+    if (found == jobs.end()) {
+        return {KSWErrorRecordNotFound};
+    }
+    const ManagedJob job = found->second;
+    jobs.erase(found);
+    Result<Managed::Pointer> next = Managed::of(managed()->payloads(), std::move(jobs));
+    if (!next) {
+        return {next.error().code()};
+    }
+    Edit edit;
+    edit.managed = *std::move(next);
+    edit.change.removedJobs.push_back(path);
+    const Found current = index_.find(kEveryUser, job.identifier);
+    if (current.item == nullptr) {
+        return commit(edit);
+    }
+    if (!job.wasThere && current.item->countOfEmbeddedItems() == 0) {
+        return removeRecord(edit, kEveryUser, job.identifier, current);
+    }
+    const ItemPointer item = copyOfRecord(*current.item);
+    restoreChoice(kEveryUser, *item);
+    item->setType(item->type() & ~KSWItemTypeManagedBit);
+    item->setGeneration(nextGeneration(item->generation()));
+    return replace(edit, {{kEveryUser, current.item, item}});
+}
+
+Status Registry::readManaged() {
+    bool isWhole = true;
+    const auto complain = [&isWhole](std::string_view what) {
+        logError(std::string(what) + " is damaged and left out; what it stands above is left as it is");
+        isWhole = false;
+    };
+    Payloads payloads;
+    Status read = store_.readPayloads([&](std::string_view identifier, Bytes bytes) {
+        std::optional<Dictionary> payload = dictionaryIn(bytes);
+        const bool isUsable = payload && Managed::of({{"", std::make_shared<const Dictionary>(*payload)}}, {}).ok();
+        if (!isUsable) {
+            complain("the payload \"" + std::string(identifier) + "\"");
+            return;
+        }
+        payloads.emplace(identifier, std::make_shared<const Dictionary>(*std::move(payload)));
+    });
+    if (!read) {
+        return read;
+    }
+    ManagedJobs jobs;
+    read = store_.readJobs([&](const JobRow& row) {
+        if (std::optional<ManagedJob> job = jobIn(row)) {
+            jobs.emplace(row.path, *std::move(job));
+        } else {
+            complain("the managed job \"" + row.path + "\"");
+        }
+    });
+    if (!read) {
+        return read;
+    }
+    Result<Managed::Pointer> managed = Managed::of(std::move(payloads), std::move(jobs));
+    if (!managed) {
+        complain("what is managed");
+        managed = Managed::of({}, {});
+    }
+    {
+        const std::lock_guard lock(managing_);
+        managed_ = *std::move(managed);
+    }
+    if (isWhole) {
+        // A disk that takes nothing has been logged; the rules hold for whatever changes.
+        static_cast<void>(applyRules());
+    }
+    return {};
+}
+
+}  // namespace ksw::daemon
