@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import plistlib
 import sys
 import unittest
 
@@ -85,15 +86,104 @@ class Notifications(WithDaemon):
         self.kswctl("notifications", "always", status=2)
 
 
+class Roster(WithDaemon):
+    def test_has_the_items_that_were_added(self):
+        file = self.folder / "plan.txt"
+        file.write_text("x")
+        added = self.json("roster", "add", file)
+        self.assertEqual(list(added), ["code", "message", "item"])
+        item = added["item"]
+        self.assertEqual((added["code"], item["typeText"], item["url"]), (0, "user item", file.as_uri()))
+        self.assertEqual(item["disposition"] & 3, 3)
+        self.assertIn(item["uuid"], [each["uuid"] for each in self.json("roster")])
+        self.assertEqual(self.json("roster", "list", "--type", "app"), [])
+        self.assertEqual(self.json("roster", "add", file)["item"]["uuid"], item["uuid"])
+        self.assertRegex(self.kswctl("roster").stdout, r"^identifier +type +disposition +name\n")
+
+    def test_changes_and_removes_an_item(self):
+        uuid = self.json("roster", "add", "https://example.com/changed")["item"]["uuid"]
+        answer = self.json("roster", "update", uuid, "--allowed", "off", "--hidden", "on")
+        self.assertEqual((answer["code"], answer["item"]["disposition"] & 7), (-93, 5))
+        self.assertEqual(self.json("show", uuid)["disposition"] & 7, 5)
+        self.assertEqual(self.json("roster", "remove", uuid)["code"], 0)
+        self.kswctl("roster", "remove", uuid, status=4)
+
+    def test_has_items_of_the_system_too(self):
+        item = self.json("roster", "add", "https://example.com/global", "--global")["item"]
+        self.assertIn("global", item["flagsText"])
+        self.kswctl("roster", "remove", item["uuid"])
+
+
+class Managed(WithDaemon):
+    def payload(self, **rule):
+        return self.file_of({"Rules": [rule]})
+
+    def file_of(self, payload):
+        path = self.folder / "payload.plist"
+        path.write_bytes(plistlib.dumps(payload))
+        return path
+
+    def test_payloads_are_stored_shown_and_removed(self):
+        rules = {"Rules": [{"Match": "Label", "Value": "com.example.ruled", "Effect": "Disallow"}]}
+        uuid = self.registered("com.example.ruled")["uuid"]
+        answer = self.json("managed", "set", "com.example.rules", self.file_of(rules))
+        self.assertEqual(answer, {"identifier": "com.example.rules", "payload": rules})
+        self.assertEqual(self.json("managed", "show", "com.example.rules"), rules)
+        ruled = self.json("show", uuid)
+        self.assertEqual((ruled["disposition"] & 2, "managed" in ruled["flagsText"]), (0, True))
+        self.json("managed", "remove", "com.example.rules")
+        self.assertEqual(self.json("show", uuid)["disposition"] & 2, 2)
+        for verb in ["show", "remove"]:
+            self.kswctl("managed", verb, "com.example.rules", status=4)
+
+    def test_payloads_may_leave_alone_what_there_is(self):
+        uuid = self.registered("com.example.later")["uuid"]
+        payload = self.payload(Match="Label", Value="com.example.later", Effect="Disallow")
+        self.json("managed", "set", "later", payload, "--later")
+        self.assertEqual(self.json("show", uuid)["disposition"] & 2, 2)
+        self.json("managed", "remove", "later")
+
+    def test_payloads_that_are_none_are_refused(self):
+        self.kswctl("managed", "set", "odd", self.payload(Match="Nothing"), status=1)
+        self.kswctl("managed", "show", "odd", status=4)
+
+    def test_jobs_are_submitted_listed_and_removed(self):
+        job = self.job("com.example.job", Program="/bin/true")
+        self.assertEqual(self.json("managed", "jobs"), [])
+        for removal in [["--remove", job], ["--remove-label", "com.example.job"]]:
+            self.assertEqual(self.json("managed", "jobs", "--submit", job), {"code": 0, "message": "no error"})
+            self.assertEqual([item["identifier"] for item in self.json("managed", "jobs")], ["16.com.example.job"])
+            self.json("managed", "jobs", *removal)
+            self.assertEqual(self.json("managed", "jobs"), [])
+        self.assertEqual(self.json("managed", "jobs", "--remove", job, status=4)["code"], -95)
+
+
+class Maintenance(WithDaemon):
+    def test_garbage_is_collected_later(self):
+        self.assertEqual(self.json("gc"), {"scheduled": True})
+
+    def test_the_database_is_shown_and_erased(self):
+        uuid = self.registered("com.example.shown")["uuid"]
+        text = self.kswctl("dump").stdout
+        self.assertIn(uuid, text)
+        self.assertEqual(self.json("dump")["dump"].count(uuid), text.count(uuid))
+        self.assertEqual(self.json("erase"), {"erased": True})
+        self.kswctl("show", uuid, status=4)
+        self.assertNotIn(uuid, self.kswctl("dump").stdout)
+
+
 class AnotherUser(WithDaemon):
     """Only uid 0 can act as another user; as an ordinary user there is nobody else to be."""
 
     def test_may_look_at_and_change_what_is_its_own_only(self):
         if os.getuid() != 0:
             return
+        payload = self.job("payload")
         for arguments in [["settings", "--uid", "0"], ["settings", "set", FLAGS[0], "on", "--uid", "0"],
                           ["subsystem", "get", "cron"], ["subsystem", "set", "cron", "on"],
-                          ["subsystem", "reset", "cron"], ["notifications", "always", "on"]]:  # fmt: skip
+                          ["subsystem", "reset", "cron"], ["notifications", "always", "on"],
+                          ["roster", "add", "/a", "--global"], ["managed", "set", "a", payload], ["gc"], ["dump"],
+                          ["managed", "jobs", "--submit", payload], ["erase"]]:  # fmt: skip
             with self.subTest(arguments=arguments):
                 done = self.run_as_nobody(*arguments)
                 self.assertEqual(done.returncode, 5, (done.stdout, done.stderr))

@@ -54,7 +54,8 @@ ExitStatus listJobs(Options options) {
         return *status;
     }
     std::vector<KSWItem::Pointer> items = std::get<std::shared_ptr<KSWList>>(answer)->items();
-    std::erase_if(items, [](const KSWItem::Pointer& item) { return !item->isManaged(); });
+    // Other jobs may stand under a rule, and be managed in that sense.
+    std::erase_if(items, [](const KSWItem::Pointer& item) { return (item->type() & KSWItemTypeManagedBit) == 0; });
     printItems(items, options);
     return ExitStatus::Done;
 }
@@ -77,7 +78,8 @@ ExitStatus setPayload(const Options& options) {
     if (!payload) {
         return complain(Complaint{ExitStatus::Failed, options.location + ": " + error.value().description()});
     }
-    return store(payload, options);
+    // An empty one is none.
+    return store(payload->empty() ? std::nullopt : payload, options);
 }
 
 ExitStatus removePayload(const Options& options) {
