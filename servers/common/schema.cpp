@@ -170,4 +170,10 @@ Result<Database> openWithSchema(const std::string& path, const Schema& schema, s
     return database;
 }
 
+void settle(Database& database, const Schema& schema) {
+    // The commit may stand whole in the journal, and only its synchronisation have failed: whoever read the journal
+    // after a crash would carry it out after all. A commit that changes nothing takes its place there.
+    static_cast<void>(database.execute("PRAGMA user_version = " + std::to_string(schema.version())));
+}
+
 }  // namespace ksw::servers

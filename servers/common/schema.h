@@ -32,4 +32,8 @@ inline constexpr std::int64_t kJournalLength = 32 + (kJournalPages + 6) * (kPage
 /// disk, in pages of 4 KiB; beyond it the disk counts as full.
 Result<Database> openWithSchema(const std::string& path, const Schema& schema, std::int64_t pagesMax);
 
+/// After a change that failed and left open how much of it has come to the disk (`saysUnsettled`): nothing of it
+/// may be there at the next start. When this fails too, the next change does, and settles it.
+void settle(Database& database, const Schema& schema);
+
 }  // namespace ksw::servers

@@ -177,16 +177,9 @@ Status Store::put(const ItemRow& row) {
 Status Store::apply(const Change& change) {
     Status done = carryOut(change);
     if (!done && saysUnsettled(done.error())) {
-        settle();
+        settle(database_, kTables);
     }
     return done;
-}
-
-void Store::settle() {
-    // The commit may stand whole in the journal, and only its synchronisation have failed: whoever read the journal
-    // after a crash would carry it out after all. A commit that changes nothing takes its place there. When this
-    // fails too, the next change does.
-    static_cast<void>(database_.execute("PRAGMA user_version = " + std::to_string(kSchemaVersion)));
 }
 
 Status Store::carryOut(const Change& change) {

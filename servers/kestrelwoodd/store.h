@@ -124,7 +124,6 @@ private:
     Status erase();
     Status keep(const Change& change);
     Status readRows(std::string_view statement, const std::function<void(const servers::Statement&)>& row);
-    void settle();
     Status checked(const Result<bool>& end);
 
     servers::Database database_;
