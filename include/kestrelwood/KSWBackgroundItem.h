@@ -15,6 +15,11 @@
 #include <kestrelwood/values/url.h>
 #include <kestrelwood/values/uuid.h>
 
+// What a user decides about a background item: its election.
+inline constexpr std::int64_t KSWUserElectionNone = 0;
+inline constexpr std::int64_t KSWUserElectionAllowed = 1;
+inline constexpr std::int64_t KSWUserElectionDisallowed = 2;
+
 namespace ksw {
 struct BackgroundItemFields;
 struct BackgroundItemAccess;
@@ -51,7 +56,7 @@ public:
     void setIdentifier(std::optional<ksw::UUID> identifier);
     const Bookmark& bookmark() const;
     void setBookmark(Bookmark bookmark);
-    /// The user's choice; what its values mean is the agent's to say.
+    /// What the user decided, as the agent says it: allowed or disallowed; none in a new item.
     std::int64_t userElection() const;
     void setUserElection(std::int64_t userElection);
     KSWItemType type() const;
