@@ -1,6 +1,7 @@
 #include "tests/agent/controllers/agents.h"
 
 #include <algorithm>
+#include <csignal>
 
 #include <kestrelwood/KSWErrors.h>
 
@@ -104,6 +105,30 @@ void ScriptAgent::stop() {
 void ScriptAgent::haveBackgroundItem() {
     const std::lock_guard lock(mutex_);
     backgroundItems_.push_back(KSWBackgroundItem::initWithType(KSWItemTypeAgent, std::nullopt));
+}
+
+void RealAgent::startDaemon() {
+    if (daemon_ == nullptr) {
+        daemon_ = host_.startReady();
+    }
+    ASSERT_NE(daemon_, nullptr);
+}
+
+void RealAgent::start() {
+    startDaemon();
+    agent_ = host_.startAgent();
+    ASSERT_NE(agent_, nullptr);
+}
+
+void RealAgent::stop() {
+    agent_->signal(SIGTERM);
+    EXPECT_EQ(agent_->wait().status, 0);
+    agent_.reset();
+}
+
+void RealAgent::haveBackgroundItem() {
+    startDaemon();
+    agentserver::test::registerJob("com.example.background");
 }
 
 }  // namespace ksw::test

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/agent/controllers/controller_test.h"
+#include "tests/servers/kestrelwoodagent/agent_host.h"
 
 namespace ksw::test {
 
@@ -18,6 +19,21 @@ public:
     virtual void stop() = 0;
     /// Has one more background item, which nobody has decided about.
     virtual void haveBackgroundItem() = 0;
+};
+
+/// The program itself, beside a management daemon.
+class RealAgent final : public AnyAgent {
+public:
+    void start() override;
+    void stop() override;
+    void haveBackgroundItem() override;
+
+private:
+    void startDaemon();
+
+    agentserver::test::AgentHost host_;
+    std::unique_ptr<daemon::test::Process> daemon_;
+    std::unique_ptr<daemon::test::Process> agent_;
 };
 
 /// A few lines that answer what an agent answers.

@@ -13,12 +13,14 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
-enum class Kind { Script };
+enum class Kind { Script, Real };
 
 std::unique_ptr<AnyAgent> agentOf(Kind kind) {
     switch (kind) {
         case Kind::Script:
             return std::make_unique<ScriptAgent>();
+        case Kind::Real:
+            return std::make_unique<RealAgent>();
     }
     return nullptr;
 }
@@ -43,6 +45,10 @@ protected:
             return !told.empty() && told.back() == count && loginItems_->items().size() == count;
         });
     }
+    std::shared_ptr<KSWLoginItem> itemOfType(KSWItemType type) const {
+        const URL file = URL::fileURL(files_.writeFile("item", "x"));
+        return KSWLoginItem::initWithType(type, std::nullopt, KSWLoginItem::initWithURL(file)->bookmark());
+    }
     bool elected(std::int64_t election, const std::shared_ptr<KSWBackgroundItem>& item) {
         Collected<bool> completed;
         backgroundItems_->setUserElection(election, item, [&](bool success) { completed.add(success); });
@@ -59,7 +65,7 @@ protected:
     std::shared_ptr<KSWBackgroundItemController> backgroundItems_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Agents, EitherAgent, ::testing::Values(Kind::Script), [](const auto& kind) {
+INSTANTIATE_TEST_SUITE_P(Agents, EitherAgent, ::testing::Values(Kind::Script, Kind::Real), [](const auto& kind) {
     return kind.param == Kind::Script ? std::string("Script") : std::string("Real");
 });
 
@@ -84,7 +90,7 @@ TEST_P(EitherAgent, ShowsALoginItemThatIsAddedAndNoneAfterItIsRemoved) {
 
 TEST_P(EitherAgent, ShowsTheLoginItemsOfAMaskOnly) {
     start();
-    loginItems_->addLoginItem(KSWLoginItem::initWithType(KSWItemTypeApp, std::nullopt, std::nullopt));
+    loginItems_->addLoginItem(itemOfType(KSWItemTypeApp));
     awaitLoginItems(1);
     EXPECT_EQ(KSWLoginItemController::initWithTypeMask(KSWItemTypeDaemon, nullptr)->items().size(), 0U);
     EXPECT_EQ(KSWLoginItemController::initWithTypeMask(KSWItemTypeApp, nullptr)->items().size(), 1U);
@@ -133,7 +139,7 @@ TEST_P(EitherAgent, OpensNoSettingsWhereThereAreNone) {
 
 TEST_P(EitherAgent, IsMissedWhenItStopsAndTheProcessGoesOn) {
     start();
-    loginItems_->addLoginItem(KSWLoginItem::initWithType(KSWItemTypeApp, std::nullopt, std::nullopt));
+    loginItems_->addLoginItem(itemOfType(KSWItemTypeApp));
     awaitLoginItems(1);
     agent_->stop();
     loginItems_->addLoginItem(KSWLoginItem::initWithBookmark(std::nullopt, false));

@@ -46,7 +46,8 @@ std::string daemonProgram() {
     return KSW_BINARY_DIR "/bin/kestrelwoodd";
 }
 
-Process::Process(const std::vector<std::string>& arguments, const std::vector<std::string>& variables) {
+Process::Process(const std::string& program, const std::vector<std::string>& arguments,
+                 const std::vector<std::string>& variables) {
     int ends[2];
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     output_ = UniqueFd(ends[0]);
@@ -55,7 +56,7 @@ Process::Process(const std::vector<std::string>& arguments, const std::vector<st
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input.get(), 1);
     posix_spawn_file_actions_adddup2(&actions, input.get(), 2);
-    std::vector<std::string> words{daemonProgram()};
+    std::vector<std::string> words{program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> environment = environmentWith(variables);
     EXPECT_EQ(posix_spawn(&pid_, words.front().c_str(), &actions, nullptr, pointersTo(words).data(),

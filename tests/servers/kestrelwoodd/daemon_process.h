@@ -14,6 +14,9 @@
 
 namespace ksw::daemon::test {
 
+/// The path of kestrelwoodd.
+std::string daemonProgram();
+
 /// How a process ended, and what it wrote.
 struct Ending {
     int status = -1;     ///< Exit status; 128 and the signal's number for one that was killed.
@@ -23,8 +26,12 @@ struct Ending {
 /// A program that has been started. It is killed when the object goes.
 class Process {
 public:
-    /// Runs the program with these arguments and `variables` ("NAME=value") on top of the environment.
-    Process(const std::vector<std::string>& arguments, const std::vector<std::string>& variables);
+    /// Runs kestrelwoodd, or another program, with these arguments and `variables` ("NAME=value") on top of the
+    /// environment.
+    Process(const std::vector<std::string>& arguments, const std::vector<std::string>& variables)
+        : Process(daemonProgram(), arguments, variables) {}
+    Process(const std::string& program, const std::vector<std::string>& arguments,
+            const std::vector<std::string>& variables);
     ~Process();
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
@@ -68,8 +75,5 @@ private:
     ksw::test::ScopedVariable variable_;
     UniqueFd notifications_;
 };
-
-/// The program's path.
-std::string daemonProgram();
 
 }  // namespace ksw::daemon::test
