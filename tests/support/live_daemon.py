@@ -60,32 +60,43 @@ class LiveDaemon:
 
     def start(self):
         """Starts the daemon and waits until it says that it is ready."""
+        self.process = self.start_program("kestrelwoodd")
+
+    def stop(self):
+        """Asks the daemon to end; its exit status."""
+        process, self.process = self.process, None
+        return self.end_program(process)
+
+    def start_program(self, name):
+        """Starts one of our servers and waits until it says that it is ready."""
         notify_path = self.root / "ready"
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as notify:
             notify.bind(str(notify_path))
-            self.process = subprocess.Popen(
-                [*LAUNCHER, program("kestrelwoodd")],
+            process = subprocess.Popen(
+                [*LAUNCHER, program(name)],
                 env=self.environment() | {"NOTIFY_SOCKET": str(notify_path)},
                 stdin=subprocess.DEVNULL,
             )
-            self._wait_until_ready(notify)
+            self._wait_until_ready(notify, process, name)
         notify_path.unlink()
+        return process
 
-    def _wait_until_ready(self, notify):
-        end = os.pidfd_open(self.process.pid)
+    @staticmethod
+    def _wait_until_ready(notify, process, name):
+        end = os.pidfd_open(process.pid)
         try:
             while True:
                 told, _, _ = select.select([notify, end], [], [], READY_SECONDS)
                 if notify in told and "READY=1" in notify.recv(4096).decode().splitlines():
                     return
                 if notify not in told:
-                    raise RuntimeError("kestrelwoodd ended or did not become ready")
+                    raise RuntimeError(f"{name} ended or did not become ready")
         finally:
             os.close(end)
 
-    def stop(self):
-        """Asks the daemon to end; its exit status. One that does not end in time is killed."""
-        process, self.process = self.process, None
+    @staticmethod
+    def end_program(process):
+        """Asks a server to end; its exit status. One that does not end in time is killed."""
         process.send_signal(signal.SIGTERM)
         try:
             return process.wait(timeout=READY_SECONDS)

@@ -21,7 +21,7 @@ namespace {
 
 constexpr const char* kExitStatuses =
     "Exit status: 0 done or launchable, 1 failed, 2 wrong usage, 4 no such item,\n"
-    "5 not permitted or not launchable, 6 no daemon answers.";
+    "5 not permitted or not launchable, 6 no daemon or agent answers.";
 
 constexpr const char* kItemNote =
     "ITEM is an identifier or a UUID, or so much of its beginning that only one item is meant.\n\n";
@@ -61,6 +61,9 @@ constexpr const char* kSubsystemNote =
     "NAME is cron, which is switched for the whole system, glimpse, which each user switches, or the name of\n"
     "another subsystem; --uid asks for another user than its own.\n\n";
 
+constexpr const char* kAgentItemNote =
+    "ITEM is an identifier, or its beginning, or a path or a name as the list shows it.\n\n";
+
 constexpr const char* kMatchNote = "Ends with 0 only when both are of the same file, and with 1 otherwise.\n\n";
 
 std::optional<ksw::Uid> uidFromText(std::string_view text) {
@@ -94,6 +97,8 @@ struct GroupRow {
 };
 
 constexpr const char* kBookmark = "bookmark";
+constexpr const char* kLoginItems = "login-items";
+constexpr const char* kBackgroundItems = "background-items";
 constexpr const char* kSettings = "settings";
 constexpr const char* kRoster = "roster";
 constexpr const char* kManaged = "managed";
@@ -102,6 +107,8 @@ constexpr const char* kNotifications = "notifications";
 
 constexpr GroupRow kGroups[] = {
     {kBookmark, "Make, read and resolve bookmarks of files"},
+    {kLoginItems, "List and change what opens when the user logs in"},
+    {kBackgroundItems, "List and decide what runs in the background"},
     {kSettings, "Show and change what is recorded of a user"},
     {kRoster, "List and change the legacy login items"},
     {kManaged, "Show and change what device management decides"},
@@ -130,6 +137,13 @@ constexpr VerbRow kVerbs[] = {
     {Verb::BookmarkResolve, "resolve", "Print where a bookmark's file is now", Takes::Bookmark, "", kBookmark},
     {Verb::BookmarkMatch, "match", "Say whether two bookmarks are of the same file", Takes::Bookmarks, kMatchNote,
      kBookmark},
+    {Verb::LoginItemsList, "list", "List the login items", Takes::Nothing, "", kLoginItems, true},
+    {Verb::LoginItemsAdd, "add", "Have a file opened at login", Takes::AgentLocation, "", kLoginItems},
+    {Verb::LoginItemsRemove, "remove", "Remove a login item", Takes::AgentItem, kAgentItemNote, kLoginItems},
+    {Verb::BackgroundItemsList, "list", "List the background items", Takes::Nothing, "", kBackgroundItems, true},
+    {Verb::BackgroundItemsAllow, "allow", "Let an item run", Takes::AgentItem, kAgentItemNote, kBackgroundItems},
+    {Verb::BackgroundItemsDisallow, "disallow", "Keep an item from running", Takes::AgentItem, kAgentItemNote,
+     kBackgroundItems},
     {Verb::Users, "users", "List the users that the daemon holds items for", Takes::Nothing},
     {Verb::Register, "register", "Register a job", Takes::JobAndRoad},
     {Verb::Unregister, "unregister", "Withdraw a job's registration", Takes::Job},
@@ -204,9 +218,23 @@ void addFileOptions(CLI::App& verb, Raw& raw, Takes takes) {
     }
 }
 
+/// The options of verbs that ask the agent.
+void addAgentOptions(CLI::App& verb, Raw& raw, Takes takes) {
+    if (takes == Takes::AgentItem) {
+        verb.add_option("ITEM", raw.options.item, "The item")->required()->check(complaintIfEmpty);
+    } else {
+        verb.add_option("PATH", raw.options.location, "The file, or a URL")->required()->check(complaintIfEmpty);
+        verb.add_flag("--hidden", raw.options.opensHidden, "Have it opened out of sight");
+    }
+}
+
 void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
     switch (takes) {
         case Takes::Nothing:
+            return;
+        case Takes::AgentItem:
+        case Takes::AgentLocation:
+            addAgentOptions(verb, raw, takes);
             return;
         case Takes::Code:
             addCodeOptions(verb, raw);

@@ -38,6 +38,12 @@ enum class Verb {
     BookmarkShow,
     BookmarkResolve,
     BookmarkMatch,
+    LoginItemsList,
+    LoginItemsAdd,
+    LoginItemsRemove,
+    BackgroundItemsList,
+    BackgroundItemsAllow,
+    BackgroundItemsDisallow,
     SettingsShow,
     SettingsSet,
     RosterList,
@@ -84,6 +90,7 @@ struct Options {
     KSWItemType kinds = KSWItemTypeAll;  ///< The mask of what to list.
     std::string item;                    ///< The beginning of an identifier or UUID; never empty.
     std::string location;                ///< A URL, or the path of a file.
+    bool opensHidden = false;            ///< The verb about login items that adds one.
     // The verbs about the legacy login-item store.
     bool global = false;
     bool managed = false;

@@ -24,6 +24,8 @@ enum class Takes {
     Bookmarked,
     Bookmark,
     Bookmarks,
+    AgentItem,
+    AgentLocation,
     // What belongs to the system.
     Setting,
     KindsOfRoster,

@@ -12,8 +12,11 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <kestrelwood/main_queue.h>
+
 #include "tools/common/descriptor.h"
 #include "tools/common/outcome.h"
+#include "tools/kswctl/agent_watcher.h"
 #include "tools/kswctl/items.h"
 #include "tools/kswctl/verbs.h"
 #include "tools/kswctl/watcher.h"
@@ -39,17 +42,20 @@ Descriptor stopSignals() {
     return descriptor;
 }
 
-/// Waits for a signal, for a reader of standard output that has gone, and for a line that cannot be written.
-ExitStatus waitForTheEnd(const Descriptor& stop, const Watcher& watcher) {
-    std::array<pollfd, 3> waited{
-        {{stop.number(), POLLIN, 0}, {watcher.failed(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
-    while (poll(waited.data(), waited.size(), /*timeout=*/-1) < 0) {
-        if (errno != EINTR) {
+/// Waits for a signal, for a reader of standard output that has gone, and for a line that cannot be written;
+/// meanwhile runs what the main queue has.
+ExitStatus waitForTheEnd(const Descriptor& stop, const WatchOutput& output) {
+    std::array<pollfd, 4> waited{{{stop.number(), POLLIN, 0},
+                                  {output.failed(), POLLIN, 0},
+                                  {STDOUT_FILENO, 0, 0},
+                                  {ksw::MainQueue::descriptor(), POLLIN, 0}}};
+    while (waited[0].revents == 0 && waited[1].revents == 0 && waited[2].revents == 0) {
+        if (poll(waited.data(), waited.size(), /*timeout=*/-1) < 0 && errno != EINTR) {
             return failedWith("poll", errno);
         }
+        ksw::MainQueue::runWaiting();
     }
-    const bool hasFailed = waited[1].revents != 0;
-    const int failure = hasFailed ? watcher.failure() : 0;
+    const int failure = output.failure();
     return failure != 0 && failure != EPIPE ? failedWith("standard output", failure) : ExitStatus::Done;
 }
 
@@ -66,15 +72,18 @@ ExitStatus watchItems(const Options& options) {
         return *status;
     }
     const auto& list = std::get<std::shared_ptr<KSWList>>(answer);
-    const std::shared_ptr<Watcher> watcher = Watcher::create(formOf(options), list);
-    if (watcher == nullptr) {
+    const std::shared_ptr<WatchOutput> output = WatchOutput::create(formOf(options));
+    if (output == nullptr) {
         return failedWith("eventfd", errno);
     }
+    const auto watcher = std::make_shared<Watcher>(output, *list);
     list->addListObserver(watcher);
     // What happened between the list's making and the observer's coming was told to nobody.
     watcher->listDidChange(list);
+    // The agent of the caller's session knows of the caller's items only.
+    const auto agentWatcher = options.uid == getuid() ? AgentWatcher::create(output) : nullptr;
     std::cerr << "kswctl: watching\n";
-    const ExitStatus status = waitForTheEnd(stop, *watcher);
+    const ExitStatus status = waitForTheEnd(stop, *output);
     list->removeListObserver(watcher);
     return status;
 }

@@ -51,6 +51,16 @@ ExitStatus eraseDatabase(const Options& options);
 ExitStatus showNotifications(const Options& options);
 ExitStatus setNotifications(const Options& options);
 
+// These ask the agent of the caller's session.
+
+/// What opens when the user logs in.
+ExitStatus listLoginItems(const Options& options);
+ExitStatus addLoginItem(const Options& options);
+ExitStatus removeLoginItem(const Options& options);
+/// What runs in the background, and letting it or not.
+ExitStatus listBackgroundItems(const Options& options);
+ExitStatus electBackgroundItem(const Options& options);
+
 // These ask no daemon.
 
 /// What is known of code by its signature.
