@@ -16,7 +16,7 @@ template <class Item>
 class AgentItemSet {
 public:
     using Member = std::shared_ptr<Item>;
-    using const_iterator = typename std::vector<Member>::const_iterator;
+    using Iterator = typename std::vector<Member>::const_iterator;
 
     /// An empty set.
     AgentItemSet() : AgentItemSet(std::vector<Member>{}) {}
@@ -35,12 +35,12 @@ public:
     std::size_t size() const { return members_->size(); }
     std::size_t count() const { return members_->size(); }
     bool empty() const { return members_->empty(); }
-    const_iterator begin() const { return members_->begin(); }
-    const_iterator end() const { return members_->end(); }
+    Iterator begin() const { return members_->begin(); }
+    Iterator end() const { return members_->end(); }
 
     /// The member that equals this item; null when there is none.
     Member member(const Item& item) const {
-        const const_iterator found = find(*members_, item);
+        const Iterator found = find(*members_, item);
         return found == end() ? nullptr : *found;
     }
     bool contains(const std::shared_ptr<const Item>& item) const {
@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    static const_iterator find(const std::vector<Member>& members, const Item& item) {
+    static Iterator find(const std::vector<Member>& members, const Item& item) {
         return std::find_if(members.begin(), members.end(),
                             [&item](const Member& member) { return item.isEqual(member.get()); });
     }
