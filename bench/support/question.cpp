@@ -12,15 +12,13 @@
 
 #include <kestrelwood/KSWErrors.h>
 
+#include "bench/support/peer.h"
 #include "client/protocol/manager_service.h"
 #include "client/protocol/services.h"
 #include "platform/archive/cbor_reader.h"
-#include "platform/host/sys.h"
+#include "platform/base/unique_fd.h"
 #include "platform/ipc/body.h"
-#include "platform/ipc/dialer.h"
 #include "platform/ipc/frame.h"
-#include "platform/ipc/listener.h"
-#include "platform/ipc/stream.h"
 
 namespace ksw::bench {
 
@@ -34,33 +32,6 @@ constexpr std::int64_t kDisposition = 0x3;
     std::fprintf(stderr, "%s\n", error.description().c_str());
     std::exit(2);
 }
-
-/// Something to wait for, until the peer listens.
-class Readiness {
-public:
-    Readiness() {
-        if (::pipe(ends_) != 0) {
-            std::exit(2);
-        }
-    }
-    void say() const { writeByte(); }
-    void await() {
-        ::close(ends_[1]);
-        char byte = 0;
-        if (::read(ends_[0], &byte, 1) != 1) {
-            std::exit(2);
-        }
-        ::close(ends_[0]);
-    }
-
-private:
-    void writeByte() const {
-        if (::write(ends_[1], "!", 1) != 1) {
-            std::exit(2);
-        }
-    }
-    int ends_[2]{};
-};
 
 std::size_t encodeAnswer(Data& frame) {
     const std::int64_t disposition = kDisposition;
@@ -98,43 +69,6 @@ void answer(const ipc::Frame& frame, Data& buffer) {
         std::span(buffer).first<ipc::kHeaderSize>());
 }
 
-void serve(ipc::Stream stream) {
-    Data buffer;
-    while (true) {
-        const Result<ipc::Received> received = stream.receive(1);
-        if (!received || *received == ipc::Received::End) {
-            return;
-        }
-        while (true) {
-            const Result<ipc::FrameSearch> found = ipc::findFrame(stream.buffer().bytes(), limits::kFrameBodyMax);
-            if (!found || !found->frame) {
-                break;
-            }
-            answer(*found->frame, buffer);
-            stream.buffer().consume(found->frame->size());
-            if (!stream.sendAll(buffer)) {
-                return;
-            }
-        }
-    }
-}
-
-void runScriptedPeer(const Readiness& readiness) {
-    const Result<ipc::Listener> listener = ipc::Listener::open(kManagerService, ipc::Domain::System, std::nullopt);
-    if (!listener) {
-        fail(listener.error());
-    }
-    readiness.say();
-    while (true) {
-        pollfd waiting{listener->fd(), POLLIN, 0};
-        (void)host::sys::poll({&waiting, 1}, std::nullopt);
-        Result<std::optional<UniqueFd>> accepted = host::sys::accept(listener->fd(), false);
-        if (accepted && *accepted) {
-            serve(ipc::Stream(std::move(**accepted)));
-        }
-    }
-}
-
 /// Where a service manager would hear that its service is ready.
 UniqueFd newsSocket(const std::string& path) {
     UniqueFd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -161,13 +95,6 @@ void awaitReady(int news) {
         }
         text.resize(static_cast<std::size_t>(size));
     }
-}
-
-std::unique_ptr<ChildProcess> startPeer(void (*run)(const Readiness&)) {
-    Readiness readiness;
-    auto peer = std::make_unique<ChildProcess>([&] { run(readiness); });
-    readiness.await();
-    return peer;
 }
 
 }  // namespace
@@ -201,7 +128,7 @@ void Question::enter(KSWManager& manager) const {
 }
 
 std::unique_ptr<ChildProcess> scriptedPeer() {
-    return startPeer(runScriptedPeer);
+    return peerThat(kManagerService, ipc::Domain::System, answer);
 }
 
 std::unique_ptr<ChildProcess> managementDaemon() {
