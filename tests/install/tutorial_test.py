@@ -6,6 +6,7 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
@@ -52,7 +53,8 @@ class TheTutorial(WithDaemon):
 class TheReference(unittest.TestCase):
     def test_describes_every_exported_symbol(self):
         if shutil.which("doxygen"):
-            run(SOURCE_DIR / "scripts" / "docs")
+            with tempfile.TemporaryDirectory(prefix="ksw-docs-") as folder:
+                run(SOURCE_DIR / "scripts" / "docs", folder)
 
 
 if __name__ == "__main__":
