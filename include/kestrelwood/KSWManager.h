@@ -204,6 +204,10 @@ public:
     bool removeRosterItem(const std::shared_ptr<KSWItem>& item, ErrorPlace error = nullptr);
     /// Is not supported: always false, and nobody is asked.
     bool importRosterLoginItemFromURL(const OptionalURL& url, ksw::Uid uid, bool deleteWhenDone);
+    /// Has the calling user's agent take over the login items of the file in which they were kept before there was
+    /// an agent, and then delete it when `deleteWhenDone`. True also when there is no such file, and then nobody is
+    /// asked; false when the agent failed, which is logged, or the user has no home.
+    bool importRosterLoginItemsAndDeleteWhenDone(bool deleteWhenDone);
 
     // Device management.
 

@@ -31,7 +31,7 @@ constexpr std::size_t kParts = 2;
 
 /// The process in whose name the bytes speak.
 Result<AuditToken> processIn(Bytes serialized) {
-    const Error noMemory = archive::outOfMemoryError();
+    const Error& noMemory = archive::outOfMemoryError();
     try {
         archive::DecodeBudget budget(serialized.size());
         archive::Reader reader(serialized, budget);

@@ -281,6 +281,7 @@ TEST_F(AProgramOutside, AsksForSettingsAndLegacyLoginItems) {
     EXPECT_FALSE(roster->updateRosterItem(item, &error));
     EXPECT_FALSE(roster->removeRosterItem(item, &error));
     EXPECT_FALSE(roster->importRosterLoginItemFromURL(url, 501, true));
+    EXPECT_TRUE(roster->importRosterLoginItemsAndDeleteWhenDone(true));
 }
 
 TEST_F(AProgramOutside, ManagesTheDaemon) {
