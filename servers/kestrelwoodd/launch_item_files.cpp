@@ -79,13 +79,20 @@ void checkManaged(KSWItem& item, const LaunchItem& asked, const Caller& caller) 
     item.setManaged(asked.isManaged || (item.isManaged() && (isThere || caller.isAdministrator())));
 }
 
+/// Whether the job's executable can lie in an application, of which users are told.
+bool mayRunInApplication(const std::optional<Dictionary>& job) {
+    const std::string* path = job ? find<std::string>(*job, KSWConfigExecutablePath) : nullptr;
+    return path != nullptr && path->find(".app/") != std::string::npos;
+}
+
 ItemFacts factsOfLegacyJob(const LaunchItem& item, const std::string& identifier, Purpose purpose,
                            const Caller& caller) {
+    const std::optional<Dictionary> job = configurationOf(item);
+    const Uid told = purpose == Purpose::Record && mayRunInApplication(job) ? item.uid : kEveryUser;
     std::optional<URL> vouching;
-    const Uid told = purpose == Purpose::Record ? item.uid : kEveryUser;
-    ItemFacts facts{KSWItem::legacyAgentOrDaemonItemWithType(item.type, *item.url, identifier,
-                                                             configurationOf(item), &vouching, told),
-                    vouching ? applicationAt(*vouching) : nullptr};
+    ItemFacts facts{
+        KSWItem::legacyAgentOrDaemonItemWithType(item.type, *item.url, identifier, job, &vouching, told), nullptr};
+    facts.application = vouching ? applicationAt(*vouching) : nullptr;
     checkManaged(*facts.item, item, caller);
     return facts;
 }

@@ -277,8 +277,12 @@ TEST_F(AnItemInAnApplication, ThatLiesOutsideOfItIsRefused) {
                                           URL::fileURL(place), job("my.agent", "Contents/Linux/helper"), 0);
         EXPECT_EQ(answer.code, KSWErrorInvalidParameter) << place;
     }
-    EXPECT_EQ(ask(&Operations::enter, KSWItemTypeAgent, "my.agent", "../tool").item->executablePath(),
-              std::nullopt);
+    const host::LogCapture log;
+    const Answer answer = ask(&Operations::enter, KSWItemTypeAgent, "my.agent", "../tool");
+    EXPECT_EQ(answer.item->executablePath(), std::nullopt);
+    EXPECT_THAT(log.at(host::LogLevel::Error),
+                testing::ElementsAre(testing::StartsWith("-[KSWItem setPropertiesWithKSWConfig:]: the program lies "
+                                                         "outside of its application: path=../tool, item=uuid=")));
 }
 
 TEST_F(AnItemInAnApplication, OfADamagedRecordIsNotEntered) {
@@ -300,8 +304,12 @@ TEST_F(AnItemInAnApplication, ThatAJobNamesAndThatVouchesForItIsTheJobs) {
         return daemon_.ask(&Operations::enter, owner_, kLegacyAgent, kNoURL, jobURL("my.agent"), claiming,
                            owner_.uid);
     };
+    const host::LogCapture log;
     const Answer answer = enterIt();
     ASSERT_EQ(answer.code, KSWErrorNone);
+    EXPECT_THAT(log.at(host::LogLevel::Info),
+                testing::Contains("-[KSWItem setPropertiesWithKSWConfig:]: no Almanac record for bundle identifier "
+                                  "'com.example.missing"));
     EXPECT_EQ(answer.item->container()->url(),
               URL::fileURL(host_.folder().at("Applications/Vouching.app"), PathKind::Directory));
     EXPECT_EQ(answer.item->container()->container()->identifier(), "Example Org");
@@ -309,6 +317,10 @@ TEST_F(AnItemInAnApplication, ThatAJobNamesAndThatVouchesForItIsTheJobs) {
                 testing::ElementsAre("com.example.missing", "com.example.vouching"));
     replace(tool, std::nullopt);
     EXPECT_EQ(enterIt().item->container()->identifier(), "Unknown Developer");
+    EXPECT_THAT(log.at(host::LogLevel::Error),
+                testing::ElementsAre(testing::StartsWith(
+                    "Bundle identifiers from steward plist ignored because the executable doesn't have a Team ID. "
+                    "Item=uuid=")));
     EXPECT_EQ(developer("Example Org"), nullptr);
 }
 
