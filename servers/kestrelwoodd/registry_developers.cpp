@@ -28,13 +28,8 @@ std::string developerIdentifierOf(const KSWItem& item) {
 }
 
 ItemPointer newDeveloperOf(const KSWItem& item, const UUID& uuid) {
-    ItemPointer developer = newUnknownDeveloper(uuid);
-    developer->setFlags(item.flags() & (KSWItemFlagManaged | KSWItemFlagCurated));
-    if (!item.isUnknownDeveloper()) {
-        developer->setIdentifier(item.developerName());
-        developer->setName(item.developerName());
-        developer->setDeveloperName(item.developerName());
-    }
+    ItemPointer developer = KSWItem::developerItemForItem(item);
+    developer->setUuid(uuid);
     return developer;
 }
 
