@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/paths.h"
 #include "platform/facts/bundle.h"
 #include "platform/facts/cms.h"
 #include "platform/facts/launch_constraint.h"
@@ -38,12 +39,12 @@ Result<Target> openFile(const std::string& path) {
     if (!place) {
         return fileError(place.error());
     }
-    const std::size_t slash = place->rfind('/');
-    std::string name = place->substr(slash + 1);
-    if (name.empty()) {
+    const std::string above(folderOf(*place));
+    if (above.empty()) {
         return statusError(CodeStatus::NotCode, path);
     }
-    Result<UniqueFd> folder = host::sys::open(place->substr(0, slash + 1), O_RDONLY | O_DIRECTORY);
+    std::string name(lastComponent(*place));
+    Result<UniqueFd> folder = host::sys::open(above, O_RDONLY | O_DIRECTORY);
     if (!folder) {
         return fileError(folder.error());
     }

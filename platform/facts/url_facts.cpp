@@ -1,6 +1,7 @@
 // What a file's URL tells (KSWAdditions.h).
 #include <kestrelwood/KSWAdditions.h>
 
+#include "platform/base/paths.h"
 #include "platform/facts/resource_values.h"
 #include "platform/host/bundles.h"
 #include "platform/host/trash.h"
@@ -45,15 +46,14 @@ std::optional<ksw::URL> __ksw_outerAppURL(const ksw::URL& url) {
 
 std::optional<ksw::URL> __ksw_innerAppURL(const ksw::URL& url) {
     // The executable, the folder of its platform and the folder of the contents.
-    constexpr std::ptrdiff_t kInside = 3;
-    std::vector<std::string> components = ksw::pathComponents(url.path());
-    if (!url.isFileURL() || std::ssize(components) < kInside) {
-        return std::nullopt;
+    constexpr int kInside = 3;
+    const std::string executable = url.path();
+    std::string_view path = executable;
+    for (int above = 0; above < kInside; ++above) {
+        path = ksw::folderOf(path);
     }
-    components.resize(components.size() - kInside);
-    std::string path;
-    for (const std::string& component : components) {
-        path += path.empty() || path == "/" ? component : "/" + component;
+    if (!url.isFileURL() || path.empty()) {
+        return std::nullopt;
     }
     ksw::URL app = ksw::URL::fileURL(path, ksw::PathKind::Directory);
     return __ksw_isApplication(app) ? std::optional(std::move(app)) : std::nullopt;
