@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/base/text.h"
+#include "platform/ipc/other_version.h"
 
 namespace ksw::ipc {
 
@@ -47,7 +48,7 @@ Result<FrameHeader> readHeader(std::span<const std::uint8_t, kHeaderSize> bytes,
         return Error(FormatError::Malformed, "frame: wrong magic");
     }
     if (bytes[kVersionOffset] != kVersion) {
-        return Error(FormatError::Malformed, format("frame: unknown version %d", bytes[kVersionOffset]));
+        return Error(FormatError::Malformed, versionsDiffer(bytes[kVersionOffset]));
     }
     if (!isKnownKind(bytes[kKindOffset])) {
         return Error(FormatError::Malformed, format("frame: unknown kind %d", bytes[kKindOffset]));

@@ -9,6 +9,7 @@
 #include "platform/base/limits.h"
 #include "platform/base/text.h"
 #include "platform/ipc/body.h"
+#include "platform/ipc/other_version.h"
 #include "platform/ipc/peer.h"
 
 namespace ksw::ipc {
@@ -141,6 +142,10 @@ Peer::Arrived Peer::serveFrames(bool& isInBatch) {
     while (true) {
         const Result<FrameSearch> found = findFrame(stream_.buffer().bytes(), requestMax_);
         if (!found) {
+            if (const auto refusal = refusalOfOtherVersion(stream_.buffer().bytes())) {
+                const Lock lock(mutex_);
+                submit(*refusal);
+            }
             return Arrived::Broken;
         }
         missing_ = found->bytesMissing;

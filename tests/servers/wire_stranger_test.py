@@ -16,7 +16,8 @@ from live_daemon import LiveDaemon  # noqa: E402
 MANAGER = "com.velmont.kestrelwood"
 REGISTRAR = "com.velmont.kestrelwood.registrar"
 REQUEST, REPLY, REFUSAL = 1, 2, 3
-NO_SUCH_METHOD, DOES_NOT_FIT, NOT_YET = 1, 2, 6
+NO_SUCH_METHOD, DOES_NOT_FIT, OTHER_VERSION = 1, 2, 7
+VERSIONS = "frame: the peer speaks version {} of the wire, and this side version 1"
 MIB = 1024 * 1024
 REQUEST_MAX = 16 * MIB if os.getuid() == 0 else MIB
 EVERY_USER = 4294967294
@@ -289,10 +290,6 @@ class BeingRefused(AStranger):
     def test_for_a_manager_s_method_at_the_registrar(self):
         self.assert_refused(self.peer(REGISTRAR), cbor2.dumps([USERS, []]), NO_SUCH_METHOD)
 
-    def test_for_a_method_that_is_not_served_yet(self):
-        text = self.assert_refused(self.peer(), cbor2.dumps(["noteLogoutForUID:reply:", [1]]), NOT_YET)
-        self.assertIn("noteLogoutForUID:reply:", text)
-
     def test_for_arguments_that_do_not_fit(self):
         peer = self.peer()
         good = [None, LEGACY_AGENT, url("file:///x"), job("x"), 1]
@@ -332,10 +329,19 @@ class BeingClosed(AStranger):
 
     def test_for_a_header_that_is_none(self):
         body = cbor2.dumps([STATUS, []])
-        for wrong in [{"magic": b"KSWG"}, {"version": 0}, {"version": 2}, {"kind": 0}, {"kind": REPLY},
+        for wrong in [{"magic": b"KSWG"}, {"kind": 0}, {"kind": REPLY},
                       {"kind": REFUSAL}, {"kind": 4}, {"reserved": 1}, {"reserved": 256}]:  # fmt: skip
             with self.subTest(wrong=wrong):
                 self.assert_closed(Peer.frame(body, **wrong))
+
+    def test_for_another_version_which_is_told_which_versions_there_are(self):
+        for version in [0, 2, 255]:
+            with self.subTest(version=version):
+                peer = self.peer()
+                peer.send(Peer.frame(b"not read", serial=9, version=version, kind=99, reserved=7))
+                self.assertEqual(peer.answer(), (REFUSAL, 9, [OTHER_VERSION, VERSIONS.format(version)]))
+                with self.assertRaises(Closed):
+                    peer.answer()
 
     def test_for_a_body_beyond_its_bound(self):
         self.assert_closed(Peer.frame(b"", length=REQUEST_MAX + 1))

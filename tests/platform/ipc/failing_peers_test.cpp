@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <latch>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -105,6 +106,20 @@ TEST(AReply, ToNoRequestEndsTheConnection) {
     });
     EXPECT_EQ(after.error, ConnectionError::ReplyInvalid);
     EXPECT_EQ(after.connections, 2);
+}
+
+TEST(AReply, OfAnotherVersionFailsWithAnErrorThatNamesBothVersions) {
+    const HostRoot root;
+    const ScriptedServer server(kTestService, answering([](const ScriptedRequest& request) {
+                                    Data frame = ScriptedConnection::replyFrame(request.serial, std::int64_t{3});
+                                    frame[4] = 2;
+                                    return frame;
+                                }));
+    const auto answer = testConnection()->call(kAdd, 1, 2);
+    ASSERT_EQ(connectionErrorOf(answer), ConnectionError::ReplyInvalid);
+    const std::string text(answer.error().localizedDescription());
+    EXPECT_NE(text.find("the peer speaks version 2 of the wire, and this side version 1"), std::string::npos)
+        << text;
 }
 
 TEST(AReply, WithABrokenHeaderEndsTheConnection) {
