@@ -15,7 +15,7 @@ VERDICT_KEYS = ["identifier", "launchable", "disposition", "dispositionText", "h
 JOB_VERBS = ["register", "unregister", "may-load"]
 CHANGES = ["enable", "disable", "allow", "disallow", "hide", "unhide"]
 ITEM_VERBS = ["show", "remove", *CHANGES]
-VERBS = ["facts", "identify", "bookmark", "users", *JOB_VERBS, "status", "list", "add", *ITEM_VERBS, "watch", "apps"]
+VERBS = ["facts", "identify", "bookmark", "users", *JOB_VERBS, "status", "list", "add", *ITEM_VERBS, "watch", "apps", "doctor"]
 
 
 class Registering(WithDaemon):

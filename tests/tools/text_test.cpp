@@ -1,4 +1,5 @@
 #include "tools/common/text.h"
+#include "tools/common/terminal.h"
 
 #include <string>
 
@@ -47,6 +48,18 @@ TEST(PrintableText, EscapesBytesThatAreNotUtf8) {
     EXPECT_EQ(printable("\xe0\x80\x9b"), "\\xe0\\x80\\x9b");           // overlong
     EXPECT_EQ(printable("\xed\xa0\x80"), "\\xed\\xa0\\x80");           // a surrogate
     EXPECT_EQ(printable("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80");  // beyond the last character
+}
+
+TEST(ALineOnATerminal, IsWholeWhereItFits) {
+    EXPECT_EQ(tools::fitted("12345", 5), "12345");
+    EXPECT_EQ(tools::fitted("\xe2\x82\xac\xe2\x82\xac", 2), "\xe2\x82\xac\xe2\x82\xac");
+    EXPECT_EQ(tools::fitted("", 0), "");
+}
+
+TEST(ALineOnATerminal, EndsInDotsWhereItDoesNotFit) {
+    EXPECT_EQ(tools::fitted("123456", 5), "12...");
+    EXPECT_EQ(tools::fitted("\xe2\x82\xac\xe2\x82\xac\xe2\x82\xac\xe2\x82\xac\xe2\x82\xac", 4), "\xe2\x82\xac...");
+    EXPECT_EQ(tools::fitted("123456", 2), "..");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/common/record.h"
+#include "tools/common/terminal.h"
 #include "tools/common/text.h"
 
 namespace tools {
@@ -43,6 +44,17 @@ std::vector<std::size_t> widths(const std::vector<Row>& rows) {
     return widest;
 }
 
+std::string lineOf(const Row& row, const std::vector<std::size_t>& widest) {
+    std::string line;
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        line += row[column];
+        if (column + 1 < row.size()) {
+            line.append(std::max(widest[column], row[column].size()) - row[column].size() + 2, ' ');
+        }
+    }
+    return line;
+}
+
 }  // namespace
 
 std::string cell(const Record& value) {
@@ -68,14 +80,7 @@ std::string cell(const Record& value) {
 void printRows(const std::vector<Row>& rows) {
     const std::vector<std::size_t> widest = widths(rows);
     for (const Row& row : rows) {
-        std::string line;
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            line += row[column];
-            if (column + 1 < row.size()) {
-                line.append(std::max(widest[column], row[column].size()) - row[column].size() + 2, ' ');
-            }
-        }
-        std::cout << line << '\n';
+        std::cout << lineOf(row, widest) << '\n';
     }
 }
 
@@ -107,7 +112,12 @@ void printLines(const Record& records) {
         }
         rows.push_back(std::move(values));
     }
-    printRows(rows);
+    const std::vector<std::size_t> widest = widths(rows);
+    const std::optional<std::size_t> width = terminalWidth();
+    for (const Row& row : rows) {
+        const std::string line = lineOf(row, widest);
+        std::cout << (width ? fitted(line, *width) : line) << '\n';
+    }
 }
 
 }  // namespace tools

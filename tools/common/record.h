@@ -34,7 +34,8 @@ void print(const Record& record, Form form);
 /// JSON of a record on one line, ASCII only, without a line break behind it.
 std::string compactJson(const Record& record);
 
-/// Writes an array of objects with equal fields as a table with one line an object and the names on top.
+/// Writes an array of objects with equal fields as a table with one line an object and the names on top. On a
+/// terminal a line is as long as fits.
 void printLines(const Record& records);
 
 /// A line of a table, its texts fit for a terminal.

@@ -44,6 +44,7 @@ constexpr Action kActions[] = {
     {Verb::BackgroundItemsList, &listBackgroundItems},
     {Verb::BackgroundItemsAllow, &electBackgroundItem},
     {Verb::BackgroundItemsDisallow, &electBackgroundItem},
+    {Verb::Doctor, &examineHost},
     {Verb::SettingsShow, &showSettings},
     {Verb::SettingsSet, &setSetting},
     {Verb::RosterList, &listRoster},

@@ -48,6 +48,9 @@ constexpr const char* kAppsNote =
     "A\n"
     "placeholder is not there wholly.\n\n";
 
+constexpr const char* kDoctorNote =
+    "\"missing\" is what not every host needs. Ends with 0 when nothing is wrong, and with 1 otherwise.\n\n";
+
 constexpr const char* kIdentifyNote =
     "Without --type an application is taken for an app, with --app for a login item, a property list for\n"
     "an agent, and any other file for a user item. \"reason\" says why a file has no identifier.\n\n";
@@ -171,6 +174,8 @@ constexpr VerbRow kVerbs[] = {
      true},
     {Verb::NotificationsAlways, "always", "Notify users also of items that they know, or not", Takes::Turn, "",
      kNotifications},
+    {Verb::Doctor, "doctor", "Say what is installed, running and trusted, and how to mend what is not",
+     Takes::Nothing, kDoctorNote},
     {Verb::Status, "status", "Show whether the daemon answers, and its counters", Takes::Nothing},
 };
 

@@ -44,6 +44,7 @@ enum class Verb {
     BackgroundItemsList,
     BackgroundItemsAllow,
     BackgroundItemsDisallow,
+    Doctor,
     SettingsShow,
     SettingsSet,
     RosterList,

@@ -9,6 +9,7 @@
 #include <kestrelwood/authorization.h>
 
 #include "tools/common/outcome.h"
+#include "tools/common/progress.h"
 #include "tools/common/text.h"
 #include "tools/kswctl/asker.h"
 #include "tools/kswctl/record.h"
@@ -45,8 +46,11 @@ ExitStatus collectGarbage(const Options& options) {
 
 ExitStatus dumpDatabase(const Options& options) {
     std::optional<ksw::Error> error;
-    const std::optional<std::string> text =
-        manager().dumpDatabaseWithAuthorization(ksw::Authorization::ofCallingProcess(), &error);
+    std::optional<std::string> text;
+    {
+        const Progress progress("The daemon writes its records out");
+        text = manager().dumpDatabaseWithAuthorization(ksw::Authorization::ofCallingProcess(), &error);
+    }
     if (error || !text) {
         return complainOf(error, manager().connection());
     }

@@ -11,6 +11,8 @@ ExitStatus registerJob(const Options& options);
 ExitStatus unregisterJob(const Options& options);
 ExitStatus askWhetherJobMayLoad(const Options& options);
 ExitStatus showStatus(const Options& options);
+/// Done when nothing on the host is wrong.
+ExitStatus examineHost(const Options& options);
 
 ExitStatus listItems(const Options& options);
 ExitStatus showItem(const Options& options);
