@@ -2,7 +2,6 @@
 
 import json
 import pathlib
-import plistlib
 import sys
 import unittest
 
@@ -32,11 +31,24 @@ class LoginItems(WithFile):
         self.assertEqual((added["name"], added["path"], added["hidden"]), ("Notes.txt", str(self.file), False))
         self.assertEqual(added["url"], self.file.as_uri())
         listed = self.json("login-items", "list")
-        self.assertEqual([item["identifier"] for item in listed], [added["identifier"]])
-        self.assertEqual((listed[0]["type"], listed[0]["typeText"]), (1, "user item"))
+        self.assertEqual(listed, [added])
+        self.assertEqual((added["type"], added["typeText"]), (1, "user item"))
         self.assertIn("Notes.txt", self.kswctl("login-items", "list").stdout)
         self.assertEqual(self.json("login-items", "remove", added["identifier"][:6]), listed[0])
         self.assertEqual(self.json("login-items", "list"), [])
+
+    def test_are_opened_hidden_when_asked_to(self):
+        self.assertTrue(self.json("login-items", "add", "--hidden", self.file)["hidden"])
+        self.assertTrue(self.json("login-items", "list")[0]["hidden"])
+
+    def test_have_names_that_no_terminal_obeys(self):
+        evil = self.folder / "evil\x1b[2J"
+        evil.write_text("x")
+        added = self.kswctl("login-items", "add", evil).stdout
+        listed = self.kswctl("login-items", "list").stdout
+        for text in [added, listed]:
+            self.assertIn(r"evil\x1b[2J", text)
+            self.assertNotIn("\x1b", text)
 
     def test_are_named_by_path_and_name_too(self):
         for name in [self.file, "Notes.txt"]:
@@ -71,12 +83,6 @@ class BackgroundItems(WithFile):
         self.assertEqual(self.json("show", record["uuid"])["disposition"] & 2, 0)
         self.kswctl("background-items", "allow", item["path"])
         self.assertEqual(self.json("show", record["uuid"])["disposition"] & 2, 2)
-
-    def test_escape_what_a_terminal_would_obey(self):
-        self.registered("evil\x1b[2J", form=plistlib.FMT_BINARY, file="evil")
-        listed = self.kswctl("background-items", "list").stdout
-        self.assertNotIn("\x1b", listed)
-        self.assertIn("evil.plist", listed)
 
     def test_that_are_not_there_have_a_status_of_their_own(self):
         self.kswctl("background-items", "allow", "nothing", status=4)

@@ -43,11 +43,12 @@ ExitStatus listLoginItems(const Options& options) {
 
 ExitStatus addLoginItem(const Options& options) {
     const std::optional<ksw::URL> url = urlOf(options.location);
-    const auto item = url ? KSWLoginItem::initWithURL(url, options.opensHidden) : nullptr;
-    if (item == nullptr || !item->bookmark()) {
+    const KSWLoginItem::Bookmark bookmark = url ? KSWLoginItem::initWithURL(url)->bookmark() : std::nullopt;
+    if (!bookmark) {
         complain("'" + options.location + "' is no file that is there");
         return ExitStatus::Failed;
     }
+    const auto item = KSWLoginItem::initWithType(KSWItemTypeUserItem, std::nullopt, bookmark, options.opensHidden);
     std::optional<ksw::Error> failure;
     KSWAgentConnection::sharedInstance().addLoginItem(
         item, [&](std::optional<ksw::Error> error) { failure = std::move(error); });
