@@ -117,13 +117,13 @@ class TheUnits(unittest.TestCase):
 
 
 class Activated:
-    """A server started as the service manager starts it: with the sockets of its unit, made for it beforehand."""
+    """A server started as the service manager starts it: by the rules and with the sockets of its unit."""
 
     def __init__(self, unit, domain, runtime):
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="ksw-", dir="/tmp"))
         self.process = None
         command = settings(unit)["ExecStart"].split()
-        self.command = [program(pathlib.Path(command[0]).name), *command[1:]]
+        self.command = [sys.executable, RULES, unit, program(pathlib.Path(command[0]).name), *command[1:]]
         self.sockets = {}
         for path in units(domain, "*.socket"):
             given = settings(path)
