@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 
 #include <unistd.h>
@@ -70,7 +71,7 @@ TEST_F(AnImport, OfAUserWithoutAFolderFails) {
 TEST_F(AnImport, OfAFileIsTheAgentsWhoIsToldWhetherToDeleteIt) {
     makeFile();
     Seen<bool> told;
-    bool refuses = false;
+    std::atomic<bool> refuses = false;
     ipc::Dispatcher dispatcher;
     dispatcher.on(protocol::agent::kImportRosterLoginItems,
                   [&](const ipc::RequestContext&, ipc::Responder<std::optional<Error>> responder, bool isDeleted) {

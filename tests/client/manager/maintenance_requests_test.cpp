@@ -18,6 +18,9 @@ constexpr const char* kCheckEntitlement = ": connection failed, check entitlemen
 
 class Maintenance : public ClientTest {
 protected:
+    /// The daemon's threads end before what they have written to.
+    void TearDown() override { daemon_.stop(); }
+
     std::vector<std::string> notices() const { return log_.at(host::LogLevel::Notice); }
 
     ScriptedDaemon daemon_;

@@ -19,6 +19,9 @@ constexpr const char* kCheckEntitlement = ": connection failed, check entitlemen
 
 class ManagedRequests : public ClientTest {
 protected:
+    /// The daemon's threads end before what they have written to.
+    void TearDown() override { daemon_.stop(); }
+
     /// The only line at the debugging level, which is public as a whole.
     std::string debugLine() const {
         std::string text;
