@@ -115,6 +115,9 @@ bool Managed::addRule(const Value& rule) {
 
 void Managed::look(Match match, std::string_view value, Ruling& ruling) const {
     const Effects& effects = effects_[match];
+    if (effects.empty()) {
+        return;
+    }
     if (const auto found = effects.find(value); found != effects.end()) {
         add(ruling, found->second);
     }
@@ -131,14 +134,18 @@ void Managed::lookForPrefixes(std::string_view label, Ruling& ruling) const {
 
 Ruling Managed::rulingFor(Uid uid, const KSWItem& item) const {
     Ruling ruling;
-    const std::string identifier = item.identifier().value_or(std::string());
+    if (!item.identifier()) {
+        return ruling;
+    }
+    const std::string& identifier = *item.identifier();
     ruling.allows = isJob(uid, identifier);
     if (rules_ == 0) {
         return ruling;
     }
     look(kIdentifier, identifier, ruling);
     if (daemon::isJob(item.type())) {
-        const std::string label = item.baseIdentifier().value_or(std::string());
+        // Behind the number of its kind.
+        const std::string_view label = std::string_view(identifier).substr(identifier.find('.') + 1);
         look(kLabel, label, ruling);
         lookForPrefixes(label, ruling);
     }
@@ -148,13 +155,34 @@ Ruling Managed::rulingFor(Uid uid, const KSWItem& item) const {
     if (item.teamIdentifier()) {
         look(kTeam, *item.teamIdentifier(), ruling);
     }
-    const bool isDeveloper = item.intersectsType(KSWItemTypeDeveloper);
-    look(kDeveloper, isDeveloper ? identifier : developerIdentifierOf(item), ruling);
+    if (!effects_[kDeveloper].empty()) {
+        const bool isDeveloper = item.intersectsType(KSWItemTypeDeveloper);
+        look(kDeveloper, isDeveloper ? identifier : developerIdentifierOf(item), ruling);
+    }
     return ruling;
 }
 
 bool Managed::isJob(Uid uid, const std::string& identifier) const {
     return uid == kEveryUser && jobIdentifiers_.contains(identifier);
+}
+
+KSWItemFlags withManaged(KSWItemFlags flags, bool isManaged) {
+    return (flags & ~(KSWItemFlagManaged | kAllowedByRule)) | (isManaged ? KSWItemFlagManaged : 0);
+}
+
+KSWItemFlags ruledFlags(KSWItemFlags flags, const Ruling& ruling) {
+    return withManaged(flags, true) | (ruling.prevailsAllowed() ? kAllowedByRule : 0);
+}
+
+std::optional<OwnChoice> govern(const Managed& managed, Uid uid, KSWItem& item) {
+    const Ruling ruling = managed.rulingFor(uid, item);
+    if (!ruling.isAny()) {
+        return std::nullopt;
+    }
+    const OwnChoice choice{item.disposition(), item.flags()};
+    item.setDisposition(ruling.over(choice.disposition));
+    item.setFlags(ruledFlags(choice.flags, ruling));
+    return choice;
 }
 
 }  // namespace ksw::daemon

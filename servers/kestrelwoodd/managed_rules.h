@@ -15,6 +15,7 @@
 #include <kestrelwood/values.h>
 
 #include "platform/base/result.h"
+#include "servers/kestrelwoodd/store.h"
 
 namespace ksw::daemon {
 
@@ -87,5 +88,13 @@ private:
     std::set<std::size_t> prefixLengths_;
     std::size_t rules_ = 0;
 };
+
+/// Puts the rules above an item that is as its user chose, who chose what is answered. Absent: no rule is about it.
+std::optional<OwnChoice> govern(const Managed& managed, Uid uid, KSWItem& item);
+
+/// The flags without what a rule makes of them, managed or not.
+KSWItemFlags withManaged(KSWItemFlags flags, bool isManaged);
+/// The flags of an item under a rule.
+KSWItemFlags ruledFlags(KSWItemFlags flags, const Ruling& ruling);
 
 }  // namespace ksw::daemon

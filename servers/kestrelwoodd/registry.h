@@ -161,15 +161,14 @@ private:
         Change change;
         std::vector<RecordIndex::Publication> publications;
         std::map<Uid, KSWItemType> kinds;
-        /// Of items that are put: what their users chose.
-        std::map<std::pair<Uid, std::string>, OwnChoice> choices;
         /// What device management says from now on; null: what it said before.
         Managed::Pointer managed;
 
-        /// False when no row can be made of the item.
-        [[nodiscard]] bool put(Uid uid, const KSWItem& item);
+        /// Puts an item for which its user chose this, if a rule stands above it. False when no row can be made of
+        /// it.
+        [[nodiscard]] bool put(Uid uid, const KSWItem& item, const std::optional<OwnChoice>& choice);
         /// False when there is none.
-        [[nodiscard]] bool put(Result<ItemRow> row);
+        [[nodiscard]] bool put(Result<ItemRow> row, const std::optional<OwnChoice>& choice);
         void remove(Uid uid, const std::string& identifier, KSWItemType kindsGone);
     };
 
@@ -263,15 +262,17 @@ private:
     Outcome commit(const Edit& edit);
     // What stands above items. An item that is put was as its user chose before it was governed.
 
+    /// What the user chose of a record above which a rule stands; null for any other. Borrowed until the next
+    /// change.
+    const OwnChoice* governedChoice(Uid uid, const KSWItem& record) const;
     /// What the user chose of a record.
     OwnChoice choiceOf(Uid uid, const KSWItem& record) const;
-    bool isGoverned(Uid uid, const KSWItem& record) const;
     /// Makes a copy of a record as its user chose.
     void restoreChoice(Uid uid, KSWItem& copy) const;
     /// Makes a client's copy of a record as its user chooses now: what a rule decides stays as he chose it.
     void takeChoice(Uid uid, const KSWItem& record, KSWItem& updated) const;
-    /// Puts the rules above an item.
-    void govern(Edit& edit, Uid uid, KSWItem& item) const;
+    /// What device management says once the change is made.
+    Managed::Pointer managedAfter(const Edit& edit) const;
     /// The records that the rules make other than they are.
     std::vector<Replacement> governedAnew(const Managed& managed) const;
     Outcome applyRules(Edit& edit);

@@ -11,19 +11,17 @@
 
 namespace ksw::daemon {
 
-bool Registry::Edit::put(Uid uid, const KSWItem& item) {
-    return put(rowOf(uid, item));
+bool Registry::Edit::put(Uid uid, const KSWItem& item, const std::optional<OwnChoice>& choice) {
+    return put(rowOf(uid, item), choice);
 }
 
-bool Registry::Edit::put(Result<ItemRow> row) {
+bool Registry::Edit::put(Result<ItemRow> row, const std::optional<OwnChoice>& choice) {
     if (!row) {
         return false;
     }
     kinds[row->uid] |= row->type & KSWItemTypeAll;
-    if (const auto choice = choices.find({row->uid, row->identifier}); choice != choices.end()) {
-        row->choice = choice->second;
-    }
     change.put.push_back(*std::move(row));
+    change.put.back().choice = choice;
     return true;
 }
 
@@ -103,12 +101,15 @@ Outcome Registry::replace(Edit& edit, const std::vector<Replacement>& replacemen
         Family& family = families.try_emplace(root.get(), Family{replacement.uid, root}).first->second;
         family.edit.replaced.emplace(*replacement.record->identifier(), replacement.item);
     }
+    const Managed::Pointer managed = managedAfter(edit);
+    edit.change.put.reserve(edit.change.put.size() + replacements.size());
     // The rows first: an item without relatives is archived as it stands.
     for (const Replacement& replacement : replacements) {
-        govern(edit, replacement.uid, *replacement.item);
+        const std::optional<OwnChoice> choice = govern(*managed, replacement.uid, *replacement.item);
         const ItemPointer container = replacement.record->container();
-        if (!edit.put(rowOf(replacement.uid, *replacement.item,
-                            container == nullptr ? std::nullopt : container->uuid()))) {
+        if (!edit.put(
+                rowOf(replacement.uid, *replacement.item, container == nullptr ? std::nullopt : container->uuid()),
+                choice)) {
             return {KSWErrorInvalidParameter};
         }
     }

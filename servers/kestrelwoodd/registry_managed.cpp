@@ -38,16 +38,6 @@ std::optional<ManagedJob> jobIn(const JobRow& row) {
     return ManagedJob{row.label, *identifier, *wasThere};
 }
 
-/// The flags without what a rule makes of them, managed or not.
-KSWItemFlags withManaged(KSWItemFlags flags, bool isManaged) {
-    return (flags & ~(KSWItemFlagManaged | kAllowedByRule)) | (isManaged ? KSWItemFlagManaged : 0);
-}
-
-/// The flags of an item under a rule.
-KSWItemFlags ruled(KSWItemFlags flags, const Ruling& ruling) {
-    return withManaged(flags, true) | (ruling.prevailsAllowed() ? kAllowedByRule : 0);
-}
-
 bool isManaged(KSWItemFlags flags) {
     return (flags & KSWItemFlagManaged) != 0;
 }
@@ -59,14 +49,22 @@ Managed::Pointer Registry::managed() const {
     return managed_;
 }
 
-bool Registry::isGoverned(Uid uid, const KSWItem& record) const {
+Managed::Pointer Registry::managedAfter(const Edit& edit) const {
+    return edit.managed == nullptr ? managed() : edit.managed;
+}
+
+const OwnChoice* Registry::governedChoice(Uid uid, const KSWItem& record) const {
     const auto share = shares_.find(uid);
-    return share != shares_.end() && share->second.choices.contains(*record.identifier());
+    if (share == shares_.end()) {
+        return nullptr;
+    }
+    const auto choice = share->second.choices.find(*record.identifier());
+    return choice == share->second.choices.end() ? nullptr : &choice->second;
 }
 
 OwnChoice Registry::choiceOf(Uid uid, const KSWItem& record) const {
-    return isGoverned(uid, record) ? shares_.at(uid).choices.at(*record.identifier())
-                                   : OwnChoice{record.disposition(), record.flags()};
+    const OwnChoice* governed = governedChoice(uid, record);
+    return governed == nullptr ? OwnChoice{record.disposition(), record.flags()} : *governed;
 }
 
 void Registry::restoreChoice(Uid uid, KSWItem& copy) const {
@@ -76,35 +74,27 @@ void Registry::restoreChoice(Uid uid, KSWItem& copy) const {
 }
 
 void Registry::takeChoice(Uid uid, const KSWItem& record, KSWItem& updated) const {
-    if (!isGoverned(uid, record)) {
+    const OwnChoice* governed = governedChoice(uid, record);
+    if (governed == nullptr) {
         return;
     }
-    const OwnChoice choice = choiceOf(uid, record);
+    const OwnChoice choice = *governed;
     const KSWDisposition decided = managed()->rulingFor(uid, record).decided();
     const KSWDisposition changed = (updated.disposition() ^ record.disposition()) & ~decided;
     updated.setDisposition((choice.disposition & ~changed) | (updated.disposition() & changed));
     updated.setFlags(withManaged(updated.flags(), isManaged(choice.flags)));
 }
 
-void Registry::govern(Edit& edit, Uid uid, KSWItem& item) const {
-    const Ruling ruling = (edit.managed == nullptr ? managed() : edit.managed)->rulingFor(uid, item);
-    if (!ruling.isAny()) {
-        return;
-    }
-    edit.choices.insert_or_assign({uid, *item.identifier()}, OwnChoice{item.disposition(), item.flags()});
-    item.setDisposition(ruling.over(item.disposition()));
-    item.setFlags(ruled(item.flags(), ruling));
-}
-
 std::vector<Registry::Replacement> Registry::governedAnew(const Managed& managed) const {
     std::vector<Replacement> replacements;
     for (const auto& [uid, name] : index_.users()) {
         for (const ItemPointer& record : index_.own(uid)) {
+            const bool isGoverned = governedChoice(uid, *record) != nullptr;
             const OwnChoice choice = choiceOf(uid, *record);
             const Ruling ruling = managed.rulingFor(uid, *record);
-            const KSWItemFlags flags = ruling.isAny() ? ruled(record->flags(), ruling)
+            const KSWItemFlags flags = ruling.isAny() ? ruledFlags(record->flags(), ruling)
                                                       : withManaged(record->flags(), isManaged(choice.flags));
-            if (ruling.isAny() == isGoverned(uid, *record) && record->flags() == flags &&
+            if (ruling.isAny() == isGoverned && record->flags() == flags &&
                 record->disposition() == ruling.over(choice.disposition)) {
                 continue;
             }
@@ -118,7 +108,7 @@ std::vector<Registry::Replacement> Registry::governedAnew(const Managed& managed
 }
 
 Outcome Registry::applyRules(Edit& edit) {
-    const Managed::Pointer managed = edit.managed == nullptr ? this->managed() : edit.managed;
+    const Managed::Pointer managed = managedAfter(edit);
     const bool isAnyGoverned = std::any_of(shares_.begin(), shares_.end(),
                                            [](const auto& share) { return !share.second.choices.empty(); });
     if (managed->isEmpty() && !isAnyGoverned) {

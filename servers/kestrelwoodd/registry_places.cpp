@@ -96,16 +96,16 @@ Result<ItemPointer> Registry::asIfEntered(Uid uid, const ItemPointer& item, cons
         return place.error();
     }
     item->setDisposition(initialDisposition(item->type(), place->voucherFor(*item), history_));
-    Edit nowhere;
+    const Managed::Pointer managed = this->managed();
     const ItemPointer newDeveloper = newDeveloperOf(*item, UUID{});
-    govern(nowhere, uid, *newDeveloper);
-    govern(nowhere, uid, *item);
+    govern(*managed, uid, *newDeveloper);
+    govern(*managed, uid, *item);
     // An application's items are judged by that, whatever it hangs under.
     if (place->application != nullptr) {
         return ItemPointer(rebuilt(*place->application, {{}, item}), item.get());
     }
     if (place->newApplication != nullptr) {
-        govern(nowhere, uid, *place->newApplication);
+        govern(*managed, uid, *place->newApplication);
         item->setContainer(place->newApplication);
         return ItemPointer(place->newApplication, item.get());
     }
@@ -190,21 +190,21 @@ bool Registry::hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& p
         base = rootOf(place.application);
         family.place = place.application->identifier();
     }
+    const Managed::Pointer managed = managedAfter(edit);
+    std::optional<OwnChoice> ofBase;
     const bool isDeveloperNew = base == nullptr;
     if (isDeveloperNew) {
         base = newDeveloperOf(*top, UUID::random());
-        govern(edit, uid, *base);
+        ofBase = govern(*managed, uid, *base);
     }
-    govern(edit, uid, *item);
-    if (top != item) {
-        govern(edit, uid, *top);
-    }
+    const std::optional<OwnChoice> ofItem = govern(*managed, uid, *item);
+    const std::optional<OwnChoice> ofTop = top == item ? ofItem : govern(*managed, uid, *top);
     if (former != nullptr && former->root != nullptr && former->root.get() == base.get()) {
         family.replaced.emplace(former->taken, nullptr);
     }
     const ItemPointer root = rebuilt(*base, family);
-    if ((isDeveloperNew && !edit.put(uid, *root)) || (top != item && !edit.put(uid, *top)) ||
-        !edit.put(uid, *item)) {
+    if ((isDeveloperNew && !edit.put(uid, *root, ofBase)) || (top != item && !edit.put(uid, *top, ofTop)) ||
+        !edit.put(uid, *item, ofItem)) {
         return false;
     }
     edit.publications.push_back({uid, root, {}});
