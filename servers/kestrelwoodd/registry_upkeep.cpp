@@ -10,73 +10,82 @@ namespace ksw::daemon {
 
 namespace {
 
-/// What goes of one family.
-struct Loss {
-    Uid uid = 0;
-    ItemPointer root;
-    FamilyEdit edit{};
-    std::vector<std::pair<std::string, UUID>> dropped{};
-};
-
 bool isDeveloper(const KSWItem& item) {
     return item.intersectsType(KSWItemTypeDeveloper);
 }
+
+/// The records that go, by the families that they go from.
+class Losses {
+public:
+    struct Loss {
+        Uid uid = 0;
+        ItemPointer root;
+        FamilyEdit edit{};
+        std::vector<ItemPointer> records{};
+
+        bool isWhole() const { return edit.replaced.contains(*root->identifier()); }
+    };
+
+    void add(Uid uid, const ItemPointer& record) {
+        const ItemPointer root = rootOf(record);
+        Loss& loss = losses_.try_emplace(root.get(), Loss{uid, root}).first->second;
+        loss.edit.replaced.emplace(*record->identifier(), nullptr);
+        loss.records.push_back(record);
+    }
+    bool has(const ItemPointer& record) const {
+        const auto loss = losses_.find(rootOf(record).get());
+        return loss != losses_.end() && loss->second.edit.replaced.contains(*record->identifier());
+    }
+    /// Whether all that hangs under the record goes.
+    bool haveAllBelow(const KSWItem& record) const {
+        const ItemSet::Pointer& items = record.embeddedItems();
+        return items == nullptr ||
+               std::all_of(items->begin(), items->end(), [this](const ItemPointer& item) { return has(item); });
+    }
+    const std::map<const KSWItem*, Loss>& all() const { return losses_; }
+
+private:
+    std::map<const KSWItem*, Loss> losses_;
+};
 
 }  // namespace
 
 Outcome Registry::removeGone(const std::vector<std::pair<Uid, ItemPointer>>& gone) {
     const std::lock_guard one(writing_);
     const Managed::Pointer managed = this->managed();
-    std::map<const KSWItem*, Loss> losses;
-    Edit edit;
-    const auto lose = [&](Uid uid, const ItemPointer& record) {
-        const ItemPointer root = rootOf(record);
-        Loss& loss = losses.try_emplace(root.get(), Loss{uid, root}).first->second;
-        loss.edit.replaced.emplace(*record->identifier(), nullptr);
-        loss.dropped.emplace_back(*record->identifier(), *record->uuid());
-        edit.remove(uid, *record->identifier(), record->type());
-    };
-    const auto isLost = [&losses](const ItemPointer& root, const ItemPointer& item) {
-        const auto loss = losses.find(root.get());
-        return loss != losses.end() && loss->second.edit.replaced.contains(*item->identifier());
-    };
-    const auto isLeftAlone = [&isLost](const ItemPointer& container) {
-        const ItemSet::Pointer& items = container->embeddedItems();
-        const ItemPointer root = rootOf(container);
-        return items == nullptr || std::all_of(items->begin(), items->end(),
-                                               [&](const ItemPointer& item) { return isLost(root, item); });
-    };
+    Losses losses;
     // An application goes after what it contains.
     for (const bool isContainerWanted : {false, true}) {
         for (const auto& [uid, record] : gone) {
             const bool isContainer = record->countOfEmbeddedItems() > 0;
             const bool isAsItWas = index_.find(uid, *record->identifier()).item.get() == record.get();
-            if (isContainer == isContainerWanted && isAsItWas && isLeftAlone(record) &&
+            if (isContainer == isContainerWanted && isAsItWas && losses.haveAllBelow(*record) &&
                 !managed->isJob(uid, *record->identifier())) {
-                lose(uid, record);
+                losses.add(uid, record);
             }
         }
     }
-    for (const auto& [uid, name] : index_.users()) {
-        const std::vector<ItemPointer> records = index_.own(uid);
-        for (const bool isDeveloperWanted : {false, true}) {
-            for (const ItemPointer& container : records) {
-                if (isDeveloper(*container) == isDeveloperWanted && isLeftAlone(container) &&
-                    !isLost(rootOf(container), container) && !isKept(uid, *container, std::string())) {
-                    lose(uid, container);
+    for (const bool isDeveloperWanted : {false, true}) {
+        for (const auto& [uid, name] : index_.users()) {
+            for (const ItemPointer& container : index_.own(uid)) {
+                if (isDeveloper(*container) == isDeveloperWanted && losses.haveAllBelow(*container) &&
+                    !losses.has(container) && !isKept(uid, *container, std::string())) {
+                    losses.add(uid, container);
                 }
             }
         }
     }
-    if (losses.empty()) {
-        return {KSWErrorNone};
+    Edit edit;
+    for (const auto& [root, loss] : losses.all()) {
+        RecordIndex::Publication publication{
+            loss.uid, loss.isWhole() ? nullptr : rebuilt(*loss.root, loss.edit), {}};
+        for (const ItemPointer& record : loss.records) {
+            edit.remove(loss.uid, *record->identifier(), record->type());
+            publication.dropped.emplace_back(*record->identifier(), *record->uuid());
+        }
+        edit.publications.push_back(std::move(publication));
     }
-    for (auto& [root, loss] : losses) {
-        const bool isRootLost = loss.edit.replaced.contains(*loss.root->identifier());
-        edit.publications.push_back(
-            {loss.uid, isRootLost ? nullptr : rebuilt(*loss.root, loss.edit), std::move(loss.dropped)});
-    }
-    return commit(edit);
+    return losses.all().empty() ? Outcome{KSWErrorNone} : commit(edit);
 }
 
 Outcome Registry::erase() {
