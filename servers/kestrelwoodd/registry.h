@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "client/protocol/user_data_change.h"
+#include "platform/base/guarded.h"
 #include "servers/kestrelwoodd/given_item.h"
 #include "servers/kestrelwoodd/managed_rules.h"
 #include "servers/kestrelwoodd/record_index.h"
@@ -144,8 +145,6 @@ private:
     /// What a user's records take.
     struct Share {
         std::unordered_map<std::string, std::size_t> sizes;  ///< Bytes by identifier.
-        /// What the user chose of items above which a rule stands, by identifier.
-        std::unordered_map<std::string, OwnChoice> choices;
         std::size_t bytes = 0;
     };
 
@@ -262,9 +261,8 @@ private:
     Outcome commit(const Edit& edit);
     // What stands above items. An item that is put was as its user chose before it was governed.
 
-    /// What the user chose of a record above which a rule stands; null for any other. Borrowed until the next
-    /// change.
-    const OwnChoice* governedChoice(Uid uid, const KSWItem& record) const;
+    /// What the user chose of a record above which a rule stands; absent for any other.
+    std::optional<OwnChoice> governedChoice(Uid uid, const KSWItem& record) const;
     /// What the user chose of a record.
     OwnChoice choiceOf(Uid uid, const KSWItem& record) const;
     /// Makes a copy of a record as its user chose.
@@ -275,6 +273,7 @@ private:
     Managed::Pointer managedAfter(const Edit& edit) const;
     /// The records that the rules make other than they are.
     std::vector<Replacement> governedAnew(const Managed& managed) const;
+    bool isAnyGoverned() const;
     Outcome applyRules(Edit& edit);
     Outcome changeJobs(Edit& edit, ManagedJobs jobs);
     Status readManaged();
@@ -296,6 +295,9 @@ private:
     std::unordered_map<Uid, Share> shares_;  // guarded by writing_
     RecordIndex index_;
     SettingsBook settings_;
+    /// What users chose of items above which a rule stands, by identifier. Changed with the records.
+    using Choices = std::unordered_map<Uid, std::unordered_map<std::string, OwnChoice>>;
+    mutable Guarded<Choices> choices_;
     mutable std::mutex managing_;
     Managed::Pointer managed_;  // never null once loaded; guarded by managing_
 };

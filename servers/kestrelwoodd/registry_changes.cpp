@@ -216,20 +216,23 @@ bool Registry::fits(const Change& change) const {
 }
 
 void Registry::account(const Change& change) {
+    const auto choices = choices_.lock();
     for (const ItemRow& row : change.put) {
         Share& share = shares_[row.uid];
         std::size_t& size = share.sizes[row.identifier];
         share.bytes += row.record.size() - size;
         size = row.record.size();
         if (row.choice) {
-            share.choices[row.identifier] = *row.choice;
-        } else {
-            share.choices.erase(row.identifier);
+            (*choices)[row.uid][row.identifier] = *row.choice;
+        } else if (const auto ofUser = choices->find(row.uid); ofUser != choices->end()) {
+            ofUser->second.erase(row.identifier);
         }
     }
     for (const Change::Removal& removal : change.removed) {
         Share& share = shares_[removal.uid];
-        share.choices.erase(removal.identifier);
+        if (const auto ofUser = choices->find(removal.uid); ofUser != choices->end()) {
+            ofUser->second.erase(removal.identifier);
+        }
         if (const auto former = share.sizes.find(removal.identifier); former != share.sizes.end()) {
             share.bytes -= former->second;
             share.sizes.erase(former);

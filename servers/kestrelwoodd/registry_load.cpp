@@ -153,7 +153,7 @@ void Registry::place(const std::vector<StoredItem>& rows) {
         share.sizes[stored.row.identifier] = stored.row.record.size();
         share.bytes += stored.row.record.size();
         if (stored.row.choice) {
-            share.choices.emplace(stored.row.identifier, *stored.row.choice);
+            (*choices_.lock())[stored.row.uid].emplace(stored.row.identifier, *stored.row.choice);
         }
         if (!item.ok() && isUnknownDeveloper(stored.row)) {
             // It holds nobody's decision, and its items must not be lost with it.

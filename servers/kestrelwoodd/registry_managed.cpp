@@ -53,18 +53,18 @@ Managed::Pointer Registry::managedAfter(const Edit& edit) const {
     return edit.managed == nullptr ? managed() : edit.managed;
 }
 
-const OwnChoice* Registry::governedChoice(Uid uid, const KSWItem& record) const {
-    const auto share = shares_.find(uid);
-    if (share == shares_.end()) {
-        return nullptr;
+std::optional<OwnChoice> Registry::governedChoice(Uid uid, const KSWItem& record) const {
+    const auto choices = choices_.lock();
+    const auto ofUser = choices->find(uid);
+    if (ofUser == choices->end()) {
+        return std::nullopt;
     }
-    const auto choice = share->second.choices.find(*record.identifier());
-    return choice == share->second.choices.end() ? nullptr : &choice->second;
+    const auto choice = ofUser->second.find(*record.identifier());
+    return choice == ofUser->second.end() ? std::nullopt : std::optional(choice->second);
 }
 
 OwnChoice Registry::choiceOf(Uid uid, const KSWItem& record) const {
-    const OwnChoice* governed = governedChoice(uid, record);
-    return governed == nullptr ? OwnChoice{record.disposition(), record.flags()} : *governed;
+    return governedChoice(uid, record).value_or(OwnChoice{record.disposition(), record.flags()});
 }
 
 void Registry::restoreChoice(Uid uid, KSWItem& copy) const {
@@ -74,27 +74,26 @@ void Registry::restoreChoice(Uid uid, KSWItem& copy) const {
 }
 
 void Registry::takeChoice(Uid uid, const KSWItem& record, KSWItem& updated) const {
-    const OwnChoice* governed = governedChoice(uid, record);
-    if (governed == nullptr) {
+    const std::optional<OwnChoice> choice = governedChoice(uid, record);
+    if (!choice) {
         return;
     }
-    const OwnChoice choice = *governed;
     const KSWDisposition decided = managed()->rulingFor(uid, record).decided();
     const KSWDisposition changed = (updated.disposition() ^ record.disposition()) & ~decided;
-    updated.setDisposition((choice.disposition & ~changed) | (updated.disposition() & changed));
-    updated.setFlags(withManaged(updated.flags(), isManaged(choice.flags)));
+    updated.setDisposition((choice->disposition & ~changed) | (updated.disposition() & changed));
+    updated.setFlags(withManaged(updated.flags(), isManaged(choice->flags)));
 }
 
 std::vector<Registry::Replacement> Registry::governedAnew(const Managed& managed) const {
     std::vector<Replacement> replacements;
     for (const auto& [uid, name] : index_.users()) {
         for (const ItemPointer& record : index_.own(uid)) {
-            const bool isGoverned = governedChoice(uid, *record) != nullptr;
-            const OwnChoice choice = choiceOf(uid, *record);
+            const std::optional<OwnChoice> governed = governedChoice(uid, *record);
+            const OwnChoice choice = governed.value_or(OwnChoice{record->disposition(), record->flags()});
             const Ruling ruling = managed.rulingFor(uid, *record);
             const KSWItemFlags flags = ruling.isAny() ? ruledFlags(record->flags(), ruling)
                                                       : withManaged(record->flags(), isManaged(choice.flags));
-            if (ruling.isAny() == isGoverned && record->flags() == flags &&
+            if (ruling.isAny() == governed.has_value() && record->flags() == flags &&
                 record->disposition() == ruling.over(choice.disposition)) {
                 continue;
             }
@@ -107,11 +106,14 @@ std::vector<Registry::Replacement> Registry::governedAnew(const Managed& managed
     return replacements;
 }
 
+bool Registry::isAnyGoverned() const {
+    const auto choices = choices_.lock();
+    return std::any_of(choices->begin(), choices->end(), [](const auto& user) { return !user.second.empty(); });
+}
+
 Outcome Registry::applyRules(Edit& edit) {
     const Managed::Pointer managed = managedAfter(edit);
-    const bool isAnyGoverned = std::any_of(shares_.begin(), shares_.end(),
-                                           [](const auto& share) { return !share.second.choices.empty(); });
-    if (managed->isEmpty() && !isAnyGoverned) {
+    if (managed->isEmpty() && !isAnyGoverned()) {
         return commit(edit);
     }
     return replace(edit, governedAnew(*managed));

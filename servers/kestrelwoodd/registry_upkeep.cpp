@@ -97,6 +97,7 @@ Outcome Registry::erase() {
     Outcome outcome = commit(edit);
     if (outcome.code == KSWErrorNone) {
         shares_.clear();
+        choices_.lock()->clear();
         settings_.clear();
         index_.clear();
         outcome.changes.push_back({kEveryUser, KSWItemTypeAll});
