@@ -243,5 +243,26 @@ TEST_F(ABackgroundItemController, SurvivesAnAgentThatDiesWhileItWaits) {
     EXPECT_THAT(linesLike(log_, host::LogLevel::Error, "Failed to get login items"), SizeIs(2));
 }
 
+TEST_F(ABackgroundItemController, ComesAndGoesWhileItsItemsAreOnTheirWay) {
+    answer_.set(items(2));
+    startAgent();
+    std::thread maker([&] {
+        for (int round = 0; round < 200; ++round) {
+            const auto controller = make();
+            controller->handleBackgroundItemsChangeNotification(changeNotification());
+            controller->setDelegate(round % 2 == 0 ? witness_ : nullptr);
+            EXPECT_LE(controller->items().size(), 2U);
+        }
+        MainQueue::async([] { MainQueue::stop(); });
+    });
+    MainQueue::run();
+    maker.join();
+    Collected<bool> completed;
+    make()->setUserElection(1, item_, into(completed));
+    completed.await(1);
+    MainQueue::runWaiting();
+    EXPECT_TRUE(isMainQueueEmpty());
+}
+
 }  // namespace
 }  // namespace ksw::test

@@ -290,5 +290,40 @@ TEST_F(ALoginItemController, IsReadWholeWhileItIsSetAnew) {
     EXPECT_THAT(witness_->told().all(), SizeIs(61));
 }
 
+TEST_F(ALoginItemController, ComesAndGoesWhileChangesAreAnnouncedAndDelegatesAreCalled) {
+    ServedHub hub(ipc::Domain::Session);
+    answer_.set(items(2));
+    startAgent();
+    const auto witness = witness_;
+    std::atomic<bool> isOver = false;
+    std::thread announcer([&] {
+        while (!isOver) {
+            hub->post(changeNotification());
+            std::this_thread::yield();
+        }
+    });
+    std::thread maker([&] {
+        for (int round = 0; round < 40; ++round) {
+            const auto controller = Controller::initWithTypeMask(1, witness);
+            const auto another = Controller::initWithTypeMask(2, witness);
+            EXPECT_EQ(controller->items().size(), another->items().size());
+        }
+        isOver = true;
+        MainQueue::async([] { MainQueue::stop(); });
+    });
+    MainQueue::run();
+    maker.join();
+    announcer.join();
+    MainQueue::runWaiting();
+    const std::size_t told = witness->told().all().size();
+    hub->post(changeNotification());
+    Told next;
+    const auto later =
+        ipc::NotificationCenter::of(ipc::Domain::Session).observe("com.example.next", next.handler());
+    next.await(1);
+    MainQueue::runWaiting();
+    EXPECT_THAT(witness->told().all(), SizeIs(told));
+}
+
 }  // namespace
 }  // namespace ksw::test
