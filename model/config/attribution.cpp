@@ -47,14 +47,14 @@ OptionalURL vouchingApplication(KSWItem& item, const Strings& identifiers) {
 }
 
 OptionalURL attributeToTeam(KSWItem& item, const OptionalString& label, const std::optional<Strings>& listed,
-                            const OptionalString& executable) {
+                            OptionalString signer) {
     const OptionalString& team = item.teamIdentifier();
     if (listed && !listed->empty()) {
-        item.setDeveloperName(DeveloperNameForPath(executable));
+        item.setDeveloperName(std::move(signer));
         return vouchingApplication(item, *listed);
     }
     if (!AttributionInfoForLabelAndTeamID(label, team)) {
-        item.setDeveloperName(DeveloperNameForPath(executable));
+        item.setDeveloperName(std::move(signer));
         return std::nullopt;
     }
     item.setDeveloperName(CuratedDeveloperNameForLabelAndTeamID(label, team));
@@ -76,16 +76,16 @@ OptionalURL attributeToCurator(KSWItem& item, const OptionalString& label, Optio
 
 }  // namespace
 
-OptionalURL attribute(KSWItem& item, const Configuration& configuration, const OptionalString& executable) {
+OptionalURL attribute(KSWItem& item, const Configuration& configuration, OptionalString signer) {
     const OptionalString label = configuration.text(KSWConfigLabel);
     const std::optional<Strings> listed = configuration.texts(KSWConfigBundleIdentifiers);
     if (item.teamIdentifier()) {
-        return attributeToTeam(item, label, listed, executable);
+        return attributeToTeam(item, label, listed, std::move(signer));
     }
     if (OptionalString name = CuratedInternalNameForLabel(label)) {
         return attributeToCurator(item, label, std::move(name));
     }
-    item.setDeveloperName(DeveloperNameForPath(executable));
+    item.setDeveloperName(std::move(signer));
     if (listed && !listed->empty()) {
         mainLog.error(
             "Bundle identifiers from steward plist ignored because the executable doesn't have a Team ID. "

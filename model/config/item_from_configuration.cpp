@@ -7,6 +7,7 @@
 
 #include "model/config/attribution.h"
 #include "model/config/configuration.h"
+#include "platform/facts/code_sign_info.h"
 #include "platform/facts/file_inside.h"
 #include "platform/host/log.h"
 
@@ -14,6 +15,7 @@ using ksw::URL;
 using ksw::config::Configuration;
 using OptionalString = KSWItem::OptionalString;
 using OptionalURL = std::optional<URL>;
+using ksw::facts::FoundFile;
 using SignInfo = std::shared_ptr<KSWCodeSignInfo>;
 
 namespace {
@@ -22,9 +24,14 @@ constexpr ksw::Literal kFunction{"-[KSWItem setPropertiesWithKSWConfig:]"};
 
 /// The program that a configuration names.
 struct Program {
-    OptionalString path;  ///< As named.
-    OptionalURL url;      ///< Where that is; absent when it cannot be told.
+    OptionalString path;            ///< As named.
+    std::optional<FoundFile> file;  ///< Absent when it cannot be told where that is.
 };
+
+FoundFile fileAt(const std::string& path) {
+    const URL url = URL::fileURL(path);
+    return {url, url, ksw::UniqueFd()};
+}
 
 /// Of an item that lives in its application, a relative path is one below that. One that leads out of it names no
 /// program: whoever trusts the application has not seen what lies elsewhere.
@@ -33,28 +40,28 @@ Program programOf(const KSWItem& item, OptionalString path) {
         return {};
     }
     if (item.isLegacy() || path->starts_with('/')) {
-        return {path, URL::fileURL(*path)};
+        return {path, fileAt(*path)};
     }
     const KSWItem::Pointer parent = item.container();
     if (parent == nullptr || !parent->url()) {
         return {std::move(path), std::nullopt};
     }
-    OptionalURL url = ksw::facts::fileInside(*parent->url(), *path);
-    if (!url) {
+    std::optional<FoundFile> file = ksw::facts::findInside(*parent->url(), *path);
+    if (!file) {
         ksw::host::mainLog.error("%s: the program lies outside of its application: path=%@, item=%{public}@",
                                  kFunction, path, item);
         return {};
     }
-    return {std::move(path), std::move(url)};
+    return {std::move(path), std::move(file)};
 }
 
-/// What the signatures say: that of `judged` who has made the item, that of `started` under which conditions it
-/// runs.
-void readSignatures(KSWItem& item, const OptionalURL& judged, const OptionalURL& started) {
-    const SignInfo maker = judged ? KSWCodeSignInfo::codeSignInfoForURL(judged) : nullptr;
-    const SignInfo program = started == judged ? maker
-                             : started         ? KSWCodeSignInfo::codeSignInfoForURL(started)
-                                               : nullptr;
+SignInfo signInfoOf(const std::optional<FoundFile>& file) {
+    return file ? ksw::CodeSignInfoAccess::ofFound(*file) : nullptr;
+}
+
+/// Stores what the signatures say: that of the maker's code who has made the item, that of the program under which
+/// conditions it runs.
+void storeSignatures(KSWItem& item, const SignInfo& maker, const SignInfo& program) {
     item.setTeamIdentifier(maker ? maker->teamIdentifier() : std::nullopt);
     item.setDesignatedRequirement(maker ? maker->designatedRequirement() : std::nullopt);
     item.setLightweightRequirement(program ? program->lightweightCodeRequirement() : std::nullopt);
@@ -70,15 +77,15 @@ OptionalURL KSWItem::setPropertiesWithKSWConfig(const std::optional<ksw::Diction
     setSha256(configuration.data(KSWConfigSHA256Checksum));
     setProgramArguments(configuration.texts(KSWConfigArguments));
     Program program = programOf(*this, configuration.text(KSWConfigExecutablePath));
-    OptionalURL judged = program.url;
-    if (setExecutablePathFromLauncherTargetWithConfig(config)) {
-        judged = URL::fileURL(*executablePath());
-    } else {
+    const bool isLauncher = setExecutablePathFromLauncherTargetWithConfig(config);
+    const SignInfo ofProgram = signInfoOf(program.file);
+    const SignInfo maker = isLauncher ? signInfoOf(fileAt(*executablePath())) : ofProgram;
+    if (!isLauncher) {
         setExecutablePath(std::move(program.path));
-        if (program.url) {
-            _setExecutableModificationDateFromURL(*program.url);
+        if (program.file) {
+            _setExecutableModificationDateFromURL(program.file->readingURL);
         }
     }
-    readSignatures(*this, judged, program.url);
-    return ksw::config::attribute(*this, configuration, judged ? OptionalString(judged->path()) : std::nullopt);
+    storeSignatures(*this, maker, ofProgram);
+    return ksw::config::attribute(*this, configuration, maker ? maker->developerName() : std::nullopt);
 }

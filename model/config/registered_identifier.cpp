@@ -1,5 +1,6 @@
 #include <kestrelwood/KSWFunctions.h>
 
+#include "model/config/identifier_of_file.h"
 #include "model/vocabulary/item_type.h"
 #include "platform/base/text.h"
 #include "platform/facts/file_inside.h"
@@ -22,8 +23,8 @@ struct Registration {
 };
 
 OptionalString identifierOfFile(const Registration& registration) {
-    const OptionalURL file = ksw::facts::fileOfItem(*registration.url, registration.bundleURL);
-    return file ? ItemIdentifierForURLAndType(registration.type, *file) : std::nullopt;
+    const auto file = ksw::facts::findOfItem(*registration.url, registration.bundleURL);
+    return file ? ksw::config::identifierOfFile(registration.type, *file) : std::nullopt;
 }
 
 OptionalString identifierOfJob(const Registration& registration, const std::optional<Dictionary>& config) {

@@ -1,7 +1,6 @@
 #include <kestrelwood/KSWAdditions.h>
 #include <kestrelwood/KSWFunctions.h>
 
-#include "platform/facts/file_inside.h"
 #include "platform/facts/localized_name.h"
 
 using ksw::URL;
@@ -10,7 +9,7 @@ namespace {
 
 /// What helpers inside an application are named after: the outermost one that the path leads into.
 std::optional<std::string> nameOfOuterApplication(const std::string& path) {
-    const std::optional<URL> application = ksw::facts::applicationAround(path);
+    const std::optional<URL> application = __ksw_outerAppURL(URL::fileURL(path));
     return application ? __ksw_localizedName(*application) : std::nullopt;
 }
 

@@ -57,16 +57,24 @@ std::string executableName(const std::string& path, const Dictionary& informatio
 }
 
 bool isBundle(const std::string& path) {
+    return isBundle(path, path);
+}
+
+bool isBundle(const std::string& path, const std::string& readingPath) {
     // Most paths are told by their ends alone.
-    if (!path.ends_with(host::kApplicationExtension) && !path.ends_with('/')) {
+    if (host::bundleExtension(path) != host::kApplicationExtension) {
         return false;
     }
-    const Result<host::FileFacts> facts = host::fileFacts(path);
-    return facts && facts->isApplication;
+    const Result<host::FileFacts> facts = host::fileFacts(readingPath);
+    return facts && facts->isDirectory;
 }
 
 Result<BundleFiles> openBundle(const std::string& path) {
-    const Result<UniqueFd> bundle = host::sys::open(path, kFolderFlags);
+    return openBundle(path, path);
+}
+
+Result<BundleFiles> openBundle(const std::string& path, const std::string& readingPath) {
+    const Result<UniqueFd> bundle = host::sys::open(readingPath, kFolderFlags);
     if (!bundle) {
         return fileError(bundle.error());
     }

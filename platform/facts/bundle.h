@@ -19,6 +19,8 @@ struct BundleFiles {
 
 /// Whether the path leads to a directory whose name ends in ".app".
 bool isBundle(const std::string& path);
+/// Whether what goes by `path` and is found at `readingPath` is one.
+bool isBundle(const std::string& path, const std::string& readingPath);
 
 /// The content of a bundle's information property list. Error: `BadBundle` when it is larger than
 /// limits::kPropertyListFileMax, else why it cannot be read.
@@ -30,5 +32,6 @@ std::string executableName(const std::string& path, const Dictionary& informatio
 
 /// Error: `BadBundle` when a part is not there or the list cannot be read, else why a file cannot be.
 Result<BundleFiles> openBundle(const std::string& path);
+Result<BundleFiles> openBundle(const std::string& path, const std::string& readingPath);
 
 }  // namespace ksw::facts

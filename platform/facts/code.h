@@ -30,6 +30,9 @@ class StaticCode {
 public:
     /// Error: `NotFound`, `NotPermitted`, `NotCode`, `BadBundle`. Unsigned code is no error here.
     static Result<StaticCode> open(const std::string& path, Verifier& verifier = Verifier::shared());
+    /// The same for code that goes by `path` and is read at `readingPath`, which leads to a file that is held open.
+    static Result<StaticCode> openHeld(const std::string& path, const std::string& readingPath,
+                                       Verifier& verifier = Verifier::shared());
 
     /// What the signature says; the error says why there is none that holds.
     Result<std::shared_ptr<const CodeFacts>> facts() const;

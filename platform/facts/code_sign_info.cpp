@@ -68,6 +68,11 @@ std::optional<LaunchConstraint> constraintOf(const CodeFacts& facts) {
     return std::move(*constraint);
 }
 
+void logFailure(const ksw::Error& error, const std::optional<ksw::URL>& url) {
+    ksw::host::mainLog.notice("%s: result=%d, url=%@", "-[KSWCodeSignInfo initWithURL:error:]",
+                              static_cast<int>(error.code()), url);
+}
+
 }  // namespace
 
 KSWCodeSignInfo::KSWCodeSignInfo(std::unique_ptr<const Content> content) : content_(std::move(content)) {}
@@ -82,14 +87,26 @@ ksw::Result<std::shared_ptr<KSWCodeSignInfo>> ksw::CodeSignInfoAccess::of(const 
     return std::shared_ptr<KSWCodeSignInfo>(new KSWCodeSignInfo(std::move(*content)));
 }
 
+std::shared_ptr<KSWCodeSignInfo> ksw::CodeSignInfoAccess::ofFound(const facts::FoundFile& file) {
+    if (!file.url.isFileURL()) {
+        return KSWCodeSignInfo::initWithURL(file.url);
+    }
+    const Result<facts::StaticCode> code = facts::StaticCode::openHeld(file.url.path(), file.readingURL.path());
+    auto info = code ? of(*code) : Result<std::shared_ptr<KSWCodeSignInfo>>(code.error());
+    if (info) {
+        return std::move(*info);
+    }
+    logFailure(info.error(), file.url);
+    return nullptr;
+}
+
 std::shared_ptr<KSWCodeSignInfo> KSWCodeSignInfo::initWithURL(const std::optional<ksw::URL>& url,
                                                               std::optional<ksw::Error>* error) {
     auto content = contentOf<Content>(ksw::facts::codeAtURL(url));
     if (content) {
         return std::shared_ptr<KSWCodeSignInfo>(new KSWCodeSignInfo(std::move(*content)));
     }
-    ksw::host::mainLog.notice("%s: result=%d, url=%@", "-[KSWCodeSignInfo initWithURL:error:]",
-                              static_cast<int>(content.error().code()), url);
+    logFailure(content.error(), url);
     report(content.error(), error);
     return nullptr;
 }

@@ -24,19 +24,24 @@ struct StaticCode::State {
 };
 
 Result<StaticCode> StaticCode::open(const std::string& path, Verifier& verifier) {
+    return openHeld(path, path, verifier);
+}
+
+Result<StaticCode> StaticCode::openHeld(const std::string& path, const std::string& readingPath,
+                                        Verifier& verifier) {
     if (path.empty()) {
         return statusError(CodeStatus::Parameter);
     }
     return orNoMemory([&]() -> Result<StaticCode> {
-        if (isBundle(path)) {
-            Result<BundleFiles> bundle = openBundle(path);
+        if (isBundle(path, readingPath)) {
+            Result<BundleFiles> bundle = openBundle(path, readingPath);
             if (!bundle) {
                 return bundle.error();
             }
             return StaticCode(std::make_shared<State>(path, std::move(bundle->executable),
                                                       std::move(bundle->information), verifier));
         }
-        Result<CodeFile> code = CodeFile::open(path);
+        Result<CodeFile> code = CodeFile::open(readingPath);
         if (!code) {
             return code.error();
         }

@@ -48,16 +48,15 @@ bool isUnknownCall(const Error& error) {
     return isErrno(error, ENOSYS) || isErrno(error, EPERM);
 }
 
-Result<UniqueFd> openThroughNoLink(const std::string& path, int flags) {
+Result<UniqueFd> openResolving(int folder, const std::string& path, int flags, std::uint64_t resolve) {
     if (Status status = checkPath(path, "open"); !status) {
         return status.error();
     }
     open_how how{};
     how.flags = static_cast<std::uint64_t>(flags) | O_CLOEXEC;
-    how.resolve = RESOLVE_NO_SYMLINKS;
-    UniqueFd fd(static_cast<int>(retried(Call::Open, [&](std::size_t) {
-        return ::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how);
-    })));
+    how.resolve = resolve;
+    UniqueFd fd(static_cast<int>(retried(
+        Call::Open, [&](std::size_t) { return ::syscall(SYS_openat2, folder, path.c_str(), &how, sizeof how); })));
     if (!fd) {
         return callError(errno, "open", path);
     }
@@ -83,8 +82,18 @@ Result<UniqueFd> openAt(int folder, const std::string& name, int flags, mode_t m
 }
 
 Result<UniqueFd> openWithoutLinks(const std::string& path, int flags) {
-    Result<UniqueFd> file = openThroughNoLink(path, flags);
+    Result<UniqueFd> file = openResolving(AT_FDCWD, path, flags, RESOLVE_NO_SYMLINKS);
     return file || !isUnknownCall(file.error()) ? std::move(file) : open(path, flags | O_NOFOLLOW);
+}
+
+Result<UniqueFd> openBeneath(int folder, const std::string& path, int flags) {
+    // A rename on the way makes the kernel ask for another try when the path goes up.
+    constexpr int kTries = 32;
+    Result<UniqueFd> file = openResolving(folder, path, flags, RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS);
+    for (int tries = 1; tries < kTries && !file && isErrno(file.error(), EAGAIN); ++tries) {
+        file = openResolving(folder, path, flags, RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS);
+    }
+    return file;
 }
 
 Result<Transfer> read(int fd, void* buffer, std::size_t size) {
@@ -144,7 +153,7 @@ Result<std::string> readLink(const std::string& path) {
 }
 
 Result<bool> isWithoutLinks(const std::string& path) {
-    const Result<UniqueFd> file = openThroughNoLink(path, O_PATH);
+    const Result<UniqueFd> file = openResolving(AT_FDCWD, path, O_PATH, RESOLVE_NO_SYMLINKS);
     if (file) {
         return true;
     }

@@ -21,6 +21,10 @@ Result<UniqueFd> openAt(int folder, const std::string& name, int flags, mode_t m
 /// such call (before Linux 5.6, and in some sandboxes) only a link as the last component is refused.
 Result<UniqueFd> openWithoutLinks(const std::string& path, int flags);
 
+/// A path below an open folder, through whatever is renamed meanwhile: EXDEV when a part of it, ".." and links
+/// included, leads out of the folder; EAGAIN when that could not be told. ENOSYS before Linux 5.6.
+Result<UniqueFd> openBeneath(int folder, const std::string& path, int flags);
+
 /// One read or write of at most `size` bytes; may move fewer.
 Result<Transfer> read(int fd, void* buffer, std::size_t size);
 Result<Transfer> write(int fd, const void* bytes, std::size_t size);

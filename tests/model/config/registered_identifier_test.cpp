@@ -3,6 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <map>
+#include <thread>
+
+#include <fcntl.h>
+#include <stdio.h>
 
 #include <kestrelwood/KSWFunctions.h>
 
@@ -65,6 +72,28 @@ TEST_F(ARegistrationsIdentifier, OfALegacyJobWithoutLabelStandsInItsFile) {
 TEST_F(ARegistrationsIdentifier, OfAJobInAnApplicationWithoutLabelStandsInItsFileThere) {
     EXPECT_EQ(ItemIdentifierWithRegistrationInfo(0x8, bundle, inside, std::nullopt), "8.inside");
     EXPECT_EQ(ItemIdentifierWithRegistrationInfo(0x10, bundle, inside, Dictionary()), "16.inside");
+}
+
+TEST_F(ARegistrationsIdentifier, IsNeverOfAFileOutsideHoweverFoldersAndLinksChangePlaces) {
+    constexpr int kChanges = 10'000;
+    folder.writeFile("A.app/Contents/Library/job.plist", job("inside"));
+    folder.writeFile("elsewhere/job.plist", job("outside"));
+    std::filesystem::create_directory_symlink("../../elsewhere", folder.at("A.app/Contents/link"));
+    const std::string shown = folder.at("A.app/Contents/Library");
+    const std::string other = folder.at("A.app/Contents/link");
+    std::atomic<int> changes = 0;
+    std::thread changing([&] {
+        for (; changes < kChanges; ++changes) {
+            ::renameat2(AT_FDCWD, shown.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+        }
+    });
+    std::map<OptionalString, int> answers;
+    while (changes < kChanges) {
+        ++answers[ItemIdentifierWithRegistrationInfo(0x8, bundle, URL::fileURL("Contents/Library/job.plist"), {})];
+    }
+    changing.join();
+    EXPECT_GT(answers["8.inside"], 0);
+    EXPECT_EQ(answers.count("8.outside"), 0U);
 }
 
 TEST_F(ARegistrationsIdentifier, IsFoundInTheApplicationWhateverTheURLIsRelativeTo) {

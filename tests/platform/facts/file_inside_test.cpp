@@ -4,8 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <utility>
 
+#include "platform/host/file_facts.h"
+#include "tests/support/sys_faults.h"
 #include "tests/support/temp_folder.h"
 
 namespace ksw::facts {
@@ -19,6 +23,8 @@ protected:
         folder.writeFile("B.app/Contents/Linux/B", "");
         std::filesystem::create_directory_symlink("Linux", folder.at("A.app/Contents/alias"));
         std::filesystem::create_directory_symlink("../../B.app", folder.at("A.app/Contents/stray"));
+        std::filesystem::create_directory_symlink(folder.at("A.app/Contents/Linux"),
+                                                  folder.at("A.app/Contents/far"));
         std::filesystem::create_directory_symlink("A.app", folder.at("Link.app"));
     }
     std::string inside(const std::string& path, const std::string& bundle = "A.app") const {
@@ -53,6 +59,34 @@ TEST_F(AFileInside, IsNoneWhenALinkLeadsOut) {
     EXPECT_EQ(inside("Contents/stray/Contents/Linux/B"), "");
     EXPECT_EQ(inside("Contents/stray/missing"), "") << "not there yet";
     EXPECT_EQ(inside("Contents/stray/../missing"), "");
+    EXPECT_EQ(inside("Contents/far/A"), "") << "a copy of the bundle would lead there too";
+}
+
+TEST_F(AFileInside, IsToldWithoutTheKernelsHelp) {
+    for (const int error : {ENOSYS, EPERM}) {
+        for (const auto& [path, expected] :
+             {std::pair("Contents/Linux/A", "/A.app/Contents/Linux/A"),
+              std::pair("Contents/alias/A", "/A.app/Contents/alias/A"), std::pair("missing", "/A.app/missing"),
+              std::pair("Contents/stray", ""), std::pair("Contents/stray/Contents/Linux/B", "")}) {
+            test::SysFaults faults;
+            faults.failNth(host::sys::Call::Open, 2, error);
+            EXPECT_EQ(inside(path), expected) << path;
+        }
+    }
+}
+
+TEST_F(AFileInside, IsReadAsItWasFound) {
+    const auto read = [](const FoundFile& file) { return host::readFile(file.readingURL.path(), 100); };
+    const URL bundle = URL::fileURL(folder.at("A.app"));
+    folder.writeFile("A.app/Contents/note", "inside");
+    const auto note = findInside(bundle, "Contents/note");
+    const auto missing = findInside(bundle, "Contents/later");
+    std::filesystem::rename(folder.at("A.app/Contents/note"), folder.at("A.app/Contents/moved"));
+    std::filesystem::create_symlink(folder.writeFile("secret", "outside"), folder.at("A.app/Contents/note"));
+    std::filesystem::create_symlink(folder.at("secret"), folder.at("A.app/Contents/later"));
+    ASSERT_TRUE(note && missing);
+    EXPECT_EQ(*read(*note), Data({'i', 'n', 's', 'i', 'd', 'e'}));
+    EXPECT_FALSE(read(*missing)) << "was not there when it was found to be inside";
 }
 
 TEST_F(AFileInside, IsNoneWhenTheKernelWouldComeToAnother) {
@@ -63,6 +97,13 @@ TEST_F(AFileInside, IsNoneWhenTheKernelWouldComeToAnother) {
 TEST_F(AFileInside, MayLieInABundleThatIsNotThere) {
     EXPECT_EQ(inside("Contents/x", "Missing.app"), "/Missing.app/Contents/x");
     EXPECT_EQ(inside("../x", "Missing.app"), "");
+}
+
+TEST_F(AFileInside, MayLieInABundleWhosePathHasDots) {
+    EXPECT_EQ(inside("Contents/Linux/A", "./B.app/.././A.app"), "/A.app/Contents/Linux/A");
+    EXPECT_EQ(inside("../B.app", "./A.app"), "");
+    EXPECT_EQ(inside("Linux/B", "A.app/Contents/stray/../A.app/Contents"), "") << "the kernel comes to another";
+    EXPECT_EQ(inside("x", "Missing.app/../A.app"), "") << "the kernel comes to none";
 }
 
 TEST_F(AFileInside, IsNoneInWhatIsNoPlace) {

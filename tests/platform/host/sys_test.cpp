@@ -279,5 +279,23 @@ TEST(OpeningWithoutLinks, RefusesOneAsTheLastComponentOnOlderKernelsAndInOlderSa
     EXPECT_EQ(openWithoutLinks(folder.at("a"), O_RDONLY).error().code(), EPERM);
 }
 
+TEST(OpeningBeneathAFolder, StaysBeneathIt) {
+    const test::TempFolder folder;
+    folder.writeFile("in/a", "");
+    folder.writeFile("out", "");
+    std::filesystem::create_symlink("../out", folder.at("in/link"));
+    const UniqueFd in = *open(folder.at("in"), O_PATH);
+    EXPECT_TRUE(openBeneath(in.get(), "a", O_RDONLY).ok());
+    EXPECT_TRUE(isCloseOnExec(openBeneath(in.get(), ".", O_PATH)->get()));
+    for (const std::string& path : {std::string("link"), std::string("../out"), folder.at("in/a")}) {
+        EXPECT_EQ(openBeneath(in.get(), path, O_RDONLY).error().code(), EXDEV) << path;
+    }
+    SysFaults faults;
+    faults.failNth(Call::Open, 1, EAGAIN);
+    EXPECT_TRUE(openBeneath(in.get(), "a", O_RDONLY).ok()) << "something was renamed just then";
+    faults.failAll(Call::Open, EAGAIN);
+    EXPECT_EQ(openBeneath(in.get(), "a", O_RDONLY).error().code(), EAGAIN);
+}
+
 }  // namespace
 }  // namespace ksw::host::sys
