@@ -20,8 +20,8 @@ namespace tools::kswctl {
 namespace {
 
 constexpr const char* kExitStatuses =
-    "Exit status: 0 done or launchable, 1 failed, 2 wrong usage, 4 no such item,\n"
-    "5 not permitted or not launchable, 6 no daemon or agent answers.";
+    "Exit status: 0 done or launchable, 1 failed, 2 wrong usage, 3 some failed,\n"
+    "4 no such item, 5 not permitted or not launchable, 6 no daemon or agent answers.";
 
 constexpr const char* kItemNote =
     "ITEM is an identifier or a UUID, or so much of its beginning that only one item is meant.\n\n";
@@ -50,6 +50,13 @@ constexpr const char* kAppsNote =
 
 constexpr const char* kDoctorNote =
     "\"missing\" is what not every host needs. Ends with 0 when nothing is wrong, and with 1 otherwise.\n\n";
+
+constexpr const char* kInspectNote =
+    "No daemon is asked. \"absent\" says why a fact is not known; a table says it in the fact's place.\n\n";
+
+constexpr const char* kImportNote =
+    "Each file of the folders has a line: \"registered\", \"failed\", or, when it is no job file, \"skipped\".\n"
+    "Without --type a folder whose name ends in \"Daemons\" holds daemons, any other agents.\n\n";
 
 constexpr const char* kIdentifyNote =
     "Without --type an application is taken for an app, with --app for a login item, a property list for\n"
@@ -132,6 +139,7 @@ constexpr VerbRow kVerbs[] = {
     {Verb::Hide, "hide", "Have an item launch out of sight", Takes::Item, kChangeNote},
     {Verb::Unhide, "unhide", "Have an item launch in sight", Takes::Item, kChangeNote},
     {Verb::Facts, "facts", "Show who signed code, and as what", Takes::Code, kFactsNote},
+    {Verb::Inspect, "inspect", "Show all that would be known of a job's item", Takes::JobAlone, kInspectNote},
     {Verb::Identify, "identify", "Show the identifier and the name that a file gives its item", Takes::File,
      kIdentifyNote},
     {Verb::BookmarkMake, "make", "Write a bookmark of a file to standard output", Takes::Bookmarked, kMakeNote,
@@ -150,6 +158,7 @@ constexpr VerbRow kVerbs[] = {
     {Verb::Users, "users", "List the users that the daemon holds items for", Takes::Nothing},
     {Verb::Register, "register", "Register a job", Takes::JobAndRoad},
     {Verb::Unregister, "unregister", "Withdraw a job's registration", Takes::Job},
+    {Verb::Import, "import", "Register every job of folders", Takes::JobFolders, kImportNote},
     {Verb::MayLoad, "may-load", "Ask whether a job may load", Takes::JobAndRoad},
     {Verb::Apps, "apps", "List the applications that a user has", Takes::User, kAppsNote},
     {Verb::SettingsShow, "show", "Show a user's settings", Takes::User, "", kSettings, true},
@@ -188,6 +197,11 @@ void addJobOptions(CLI::App& verb, Raw& raw, bool choosesRoad) {
     if (choosesRoad) {
         verb.add_flag("--registrar", raw.registrar, "Ask the daemon's registrar instead of its manager");
     }
+}
+
+void addFolderOptions(CLI::App& verb, Raw& raw) {
+    verb.add_option("DIRECTORY", raw.options.folders, "A folder of job files")->required()->check(complaintIfEmpty);
+    verb.add_option("--type", raw.kindOfFile, "agent or daemon")->check(CLI::IsMember({"agent", "daemon"}));
 }
 
 void addCodeOptions(CLI::App& verb, Raw& raw) {
@@ -250,6 +264,12 @@ void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
         case Takes::Bookmarks:
             addFileOptions(verb, raw, takes);
             return;
+        case Takes::JobAlone:
+            addJobOptions(verb, raw, /*choosesRoad=*/false);
+            return;
+        case Takes::JobFolders:
+            addFolderOptions(verb, raw);
+            break;
         case Takes::Job:
         case Takes::JobAndRoad:
             addJobOptions(verb, raw, takes == Takes::JobAndRoad);
@@ -259,6 +279,7 @@ void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
         case Takes::Setting:
         case Takes::Subsystem:
         case Takes::SubsystemAndTurn:
+        case Takes::ManagedJob:
             addSystemOptions(verb, raw, takes);
             break;
         case Takes::KindsOfRoster:
@@ -270,9 +291,6 @@ void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
         case Takes::Turn:
             addSystemOptions(verb, raw, takes);
             return;
-        case Takes::ManagedJob:
-            addSystemOptions(verb, raw, takes);
-            break;
         case Takes::Kinds:
             verb.add_option("--type", raw.kinds, "Kinds, with commas between (default: all): " + kindNames());
             break;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -18,6 +19,7 @@ enum class Verb {
     Users,
     Register,
     Unregister,
+    Import,
     MayLoad,
     Status,
     List,
@@ -33,6 +35,7 @@ enum class Verb {
     Watch,
     Facts,
     Apps,
+    Inspect,
     Identify,
     BookmarkMake,
     BookmarkShow,
@@ -79,7 +82,9 @@ struct Options {
     std::optional<std::string> app;
     KSWItemType kind = KSWItemTypeAgent;
     Road road = Road::Manager;
-    // The verb about any item's file, which is `location`; absent: the kind that the file looks like.
+    std::vector<std::string> folders;  ///< Where jobs lie.
+    // The verb about any item's file, which is `location`, and the one about folders; absent: the kind that the
+    // file or the folder looks like.
     std::optional<KSWItemType> kindOfFile;
     // The verb about code: the path of a file or a bundle, else a process.
     std::string code;

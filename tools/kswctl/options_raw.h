@@ -14,7 +14,9 @@ namespace tools::kswctl {
 enum class Takes {
     Nothing,
     Job,
+    JobAlone,
     JobAndRoad,
+    JobFolders,
     User,
     Kinds,
     Item,

@@ -9,6 +9,8 @@ namespace tools::kswctl {
 ExitStatus listUsers(const Options& options);
 ExitStatus registerJob(const Options& options);
 ExitStatus unregisterJob(const Options& options);
+/// Register every job of folders.
+ExitStatus importJobs(const Options& options);
 ExitStatus askWhetherJobMayLoad(const Options& options);
 ExitStatus showStatus(const Options& options);
 /// Done when nothing on the host is wrong.
@@ -67,6 +69,8 @@ ExitStatus electBackgroundItem(const Options& options);
 
 /// What is known of code by its signature.
 ExitStatus showFacts(const Options& options);
+/// All that would be known of a job's item, and why some of it is not.
+ExitStatus inspectJob(const Options& options);
 /// Under which identifier and name a file would be recorded.
 ExitStatus identifyFile(const Options& options);
 /// Write a bookmark, print what one records, the path that it leads to, or whether two are of the same file.
