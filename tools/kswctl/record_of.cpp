@@ -10,9 +10,17 @@
 namespace tools::kswctl {
 namespace {
 
-/// Records of the system are kept together with their containers.
+/// Records of the system are kept together with their containers: an application's, and its developer's.
 bool belongsToSystem(const KSWItem& item) {
-    return item.hasGlobalDataType() || item.containsDaemon();
+    if (item.hasGlobalDataType() || item.containsDaemon()) {
+        return true;
+    }
+    auto children = item.enumeratorOfEmbeddedItems();
+    bool holdsDaemons = false;
+    while (const KSWItem::Pointer child = holdsDaemons ? nullptr : children.nextObject()) {
+        holdsDaemons = child->containsDaemon();
+    }
+    return holdsDaemons;
 }
 
 }  // namespace
