@@ -2,9 +2,10 @@
 
 # ksw_share_headers(KIND TARGET HEADER...): what nearly every source of this kind of target includes is compiled once,
 # with the first target of the kind; all targets of a kind are compiled with the same options. A compiler cache does
-# more, and cannot look into a precompiled header.
+# more, and cannot look into a precompiled header; and g++ 12, when it optimises, warns of the C++ library's own code
+# in one.
 function(ksw_share_headers kind target)
-    if(CMAKE_CXX_COMPILER_LAUNCHER)
+    if(CMAKE_CXX_COMPILER_LAUNCHER OR (CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT kind STREQUAL "tests"))
         return()
     endif()
     get_property(first GLOBAL PROPERTY KSW_SHARED_HEADERS_${kind})

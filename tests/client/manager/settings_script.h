@@ -1,6 +1,8 @@
 // settings_script.h: a few lines that keep users' settings and switches as the daemon does.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <map>
 #include <memory>
 #include <mutex>

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "tests/servers/kestrelwoodd/record_requests.h"
+#include "tests/support/file_times.h"
 #include "tests/support/signing_support.h"
 
 namespace ksw::daemon::test {
@@ -41,9 +42,11 @@ protected:
         }
         return path;
     }
-    /// Puts another program in the place of one.
+    /// Puts another program in the place of one, with another date: the clock of files may stand still meanwhile.
     void replace(const std::string& path, const std::optional<std::string>& organization) {
-        std::filesystem::rename(program("replacement", organization), path);
+        const std::string replacement = program("replacement", organization);
+        ksw::test::setChanged(replacement, 1'790'000'000 + ++replacements_, 0);
+        std::filesystem::rename(replacement, path);
     }
 
     static Dictionary job(const std::string& label, const std::string& path) {
@@ -77,6 +80,7 @@ protected:
     RecordRequests requests_{daemon_};
     const Caller owner_ = anOwner();
     std::map<std::string, facts::Identity> signers_;
+    std::int64_t replacements_ = 0;
 };
 
 }  // namespace ksw::daemon::test
