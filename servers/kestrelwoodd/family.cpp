@@ -8,7 +8,7 @@ namespace {
 
 /// What takes the item's place: absent when it stays as it is, null when it is left out.
 std::optional<ItemPointer> replacementOf(const KSWItem& item, const FamilyEdit& edit) {
-    const auto found = edit.replaced.find(*item.identifier());
+    const auto found = edit.replaced.find(&item);
     return found == edit.replaced.end() ? std::nullopt : std::optional(found->second);
 }
 

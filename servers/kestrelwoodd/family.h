@@ -13,8 +13,8 @@ namespace ksw::daemon {
 
 /// What a rebuilt family has that the former had not.
 struct FamilyEdit {
-    /// What stands in the place of the items of these identifiers; null: the item is left out, with all below it.
-    std::unordered_map<std::string, ItemPointer> replaced;
+    /// What stands in the place of these items of the former family; null: the item is left out, with all below it.
+    std::unordered_map<const KSWItem*, ItemPointer> replaced;
     ItemPointer added{};  ///< New, with all below it; null: nothing is.
     /// Identifier of the item below which `added` is new; absent: the root.
     std::optional<std::string> place{};

@@ -193,6 +193,7 @@ private:
     struct Departure {
         ItemPointer root;                  ///< Of the family that it leaves; null when nothing of that remains.
         std::string taken;                 ///< The identifier of what is taken out of that.
+        const KSWItem* item;               ///< The same; null when its record is damaged.
         std::vector<ItemPointer> emptied;  ///< The containers that go with it, the inner first.
     };
 

@@ -99,7 +99,7 @@ Outcome Registry::replace(Edit& edit, const std::vector<Replacement>& replacemen
     for (const Replacement& replacement : replacements) {
         const ItemPointer root = rootOf(replacement.record);
         Family& family = families.try_emplace(root.get(), Family{replacement.uid, root}).first->second;
-        family.edit.replaced.emplace(*replacement.record->identifier(), replacement.item);
+        family.edit.replaced.emplace(replacement.record.get(), replacement.item);
     }
     const Managed::Pointer managed = managedAfter(edit);
     edit.change.put.reserve(edit.change.put.size() + replacements.size());

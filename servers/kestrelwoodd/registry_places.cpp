@@ -172,7 +172,7 @@ Outcome Registry::move(Edit& edit, Uid uid, const ItemPointer& current, const It
     const Departure departure = departureOf(uid, identifier, current, kept.get());
     takeOut(edit, uid, departure);
     // The item comes with all that hangs below it.
-    if (!hang(edit, uid, rebuilt(*current, {{{identifier, updated}}}), *place, &departure)) {
+    if (!hang(edit, uid, rebuilt(*current, {{{current.get(), updated}}}), *place, &departure)) {
         return {KSWErrorInvalidParameter};
     }
     return commit(edit);
@@ -200,7 +200,7 @@ bool Registry::hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& p
     const std::optional<OwnChoice> ofItem = govern(*managed, uid, *item);
     const std::optional<OwnChoice> ofTop = top == item ? ofItem : govern(*managed, uid, *top);
     if (former != nullptr && former->root != nullptr && former->root.get() == base.get()) {
-        family.replaced.emplace(former->taken, nullptr);
+        family.replaced.emplace(former->item, nullptr);
     }
     const ItemPointer root = rebuilt(*base, family);
     if ((isDeveloperNew && !edit.put(uid, *root, ofBase)) || (top != item && !edit.put(uid, *top, ofTop)) ||
@@ -213,11 +213,12 @@ bool Registry::hang(Edit& edit, Uid uid, const ItemPointer& item, const Place& p
 
 Registry::Departure Registry::departureOf(Uid uid, const std::string& identifier, const ItemPointer& record,
                                           const KSWItem* kept) const {
-    Departure departure{record == nullptr ? nullptr : rootOf(record), identifier, {}};
+    Departure departure{record == nullptr ? nullptr : rootOf(record), identifier, record.get(), {}};
     ItemPointer container = record == nullptr ? index_.find(uid, kUnknownDeveloper).item : record->container();
     while (container != nullptr && container.get() != kept &&
            goesWith(uid, *container, departure.taken, identifier)) {
         departure.taken = *container->identifier();
+        departure.item = container.get();
         departure.emptied.push_back(container);
         container = container->container();
     }
@@ -230,7 +231,7 @@ Registry::Departure Registry::departureOf(Uid uid, const std::string& identifier
 void Registry::takeOut(Edit& edit, Uid uid, const Departure& departure) {
     RecordIndex::Publication publication{uid, nullptr, {}};
     if (departure.root != nullptr) {
-        publication.root = rebuilt(*departure.root, {{{departure.taken, nullptr}}});
+        publication.root = rebuilt(*departure.root, {{{departure.item, nullptr}}});
     }
     for (const ItemPointer& container : departure.emptied) {
         edit.remove(uid, *container->identifier(), container->type());

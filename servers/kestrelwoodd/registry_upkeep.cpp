@@ -23,18 +23,18 @@ public:
         FamilyEdit edit{};
         std::vector<ItemPointer> records{};
 
-        bool isWhole() const { return edit.replaced.contains(*root->identifier()); }
+        bool isWhole() const { return edit.replaced.contains(root.get()); }
     };
 
     void add(Uid uid, const ItemPointer& record) {
         const ItemPointer root = rootOf(record);
         Loss& loss = losses_.try_emplace(root.get(), Loss{uid, root}).first->second;
-        loss.edit.replaced.emplace(*record->identifier(), nullptr);
+        loss.edit.replaced.emplace(record.get(), nullptr);
         loss.records.push_back(record);
     }
     bool has(const ItemPointer& record) const {
         const auto loss = losses_.find(rootOf(record).get());
-        return loss != losses_.end() && loss->second.edit.replaced.contains(*record->identifier());
+        return loss != losses_.end() && loss->second.edit.replaced.contains(record.get());
     }
     /// Whether all that hangs under the record goes.
     bool haveAllBelow(const KSWItem& record) const {
