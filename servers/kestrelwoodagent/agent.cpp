@@ -4,6 +4,7 @@
 
 #include "client/protocol/services.h"
 #include "client/protocol/user_data_change.h"
+#include "platform/host/host_root.h"
 #include "servers/common/hub_server.h"
 #include "servers/kestrelwoodagent/services.h"
 
@@ -30,7 +31,7 @@ Status Agent::start() {
     const Announce announce = [this](pid_t cause, ipc::Audience audience) {
         hub_.post(changeOfItems(), cause, audience);
     };
-    ipc::Dispatcher service = agentService(loginItems_, backgroundItems_, announce, user_);
+    ipc::Dispatcher service = agentService(loginItems_, backgroundItems_, announce, {user_, host::hostRootOwner()});
     if (Status listening = server_.listen(kAgentService, ipc::Domain::Session, std::move(service)); !listening) {
         return listening;
     }

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "client/protocol/agent_service.h"
-#include "platform/host/host_root.h"
 #include "platform/host/peer_identity.h"
 #include "servers/kestrelwoodagent/errors.h"
 #include "servers/kestrelwoodagent/log.h"
@@ -24,12 +23,9 @@ using protocol::MaybeError;
 /// Who may ask, and how whoever observes is told.
 class Desk {
 public:
-    Desk(Announce announce, Uid user)
-        : announce_(std::move(announce)), user_(user), owner_(host::hostRootOwner()) {}
+    Desk(Announce announce, Served served) : announce_(std::move(announce)), served_(served) {}
 
-    bool serves(const host::PeerIdentity& peer) const {
-        return peer.uid() == user_ || peer.uid() == 0 || (owner_ != kNoUser && peer.uid() == owner_);
-    }
+    bool serves(const host::PeerIdentity& peer) const { return served_.includes(peer.uid()); }
 
     /// Answers a request that may have changed something, and tells of it.
     void answer(Responder<MaybeError>& responder, const MaybeError& error, bool hasChanged) const {
@@ -56,47 +52,43 @@ private:
     }
 
     const Announce announce_;
-    const Uid user_;
-    const Uid owner_;
+    const Served served_;
 };
 
-/// Serves a method whose reply is an error alone with `act(responder, arguments...)`.
-template <class... A, class Act>
+void refuse(Responder<MaybeError>& responder) {
+    responder.answer(KSWErrorWithCode(KSWErrorPermissionDenied));
+}
+template <class Items>
+void refuse(Responder<Items, MaybeError>& responder) {
+    responder.answer(std::nullopt, KSWErrorWithCode(KSWErrorPermissionDenied));
+}
+
+/// Serves a method with `act(responder, arguments...)` for those who may ask. There is no other way to serve one.
+template <class... R, class... A, class Act>
 void serve(ipc::Dispatcher& dispatcher, const std::shared_ptr<const Desk>& desk,
-           const ipc::Method<ipc::Reply<MaybeError>(A...)>& method, Act act) {
-    dispatcher.on(method, [desk, act = std::move(act)](const RequestContext& context,
-                                                       Responder<MaybeError> responder, const A&... arguments) {
+           const ipc::Method<ipc::Reply<R...>(A...)>& method, Act act) {
+    dispatcher.on(method, [desk, act = std::move(act)](const RequestContext& context, Responder<R...> responder,
+                                                       const A&... arguments) {
         if (desk->serves(context.peer)) {
             act(std::move(responder), arguments...);
         } else {
-            responder.answer(KSWErrorWithCode(KSWErrorPermissionDenied));
+            refuse(responder);
         }
     });
 }
 
 void serveLists(ipc::Dispatcher& dispatcher, const std::shared_ptr<const Desk>& desk, const LoginItems& loginItems,
                 BackgroundItems& backgroundItems) {
-    dispatcher.on(agent::kGetLoginItems,
-                  [desk, &loginItems](const RequestContext& context,
-                                      Responder<agent::LoginItems, MaybeError> responder, std::uint64_t mask) {
-                      if (desk->serves(context.peer)) {
-                          responder.answer(loginItems.matching(mask), std::nullopt);
-                      } else {
-                          responder.answer(std::nullopt, KSWErrorWithCode(KSWErrorPermissionDenied));
-                      }
-                  });
+    serve(dispatcher, desk, agent::kGetLoginItems,
+          [&loginItems](Responder<agent::LoginItems, MaybeError> responder, std::uint64_t mask) {
+              responder.answer(loginItems.matching(mask), std::nullopt);
+          });
     using ItemsResponder = Responder<agent::BackgroundItems, MaybeError>;
-    dispatcher.on(agent::kGetBackgroundItems,
-                  [desk, &backgroundItems](const RequestContext& context, ItemsResponder responder) {
-                      if (!desk->serves(context.peer)) {
-                          responder.answer(std::nullopt, KSWErrorWithCode(KSWErrorPermissionDenied));
-                          return;
-                      }
-                      const auto kept = std::make_shared<ItemsResponder>(std::move(responder));
-                      backgroundItems.fetch([kept](const agent::BackgroundItems& items, const MaybeError& error) {
-                          kept->answer(items, error);
-                      });
-                  });
+    serve(dispatcher, desk, agent::kGetBackgroundItems, [&backgroundItems](ItemsResponder responder) {
+        const auto kept = std::make_shared<ItemsResponder>(std::move(responder));
+        backgroundItems.fetch(
+            [kept](const agent::BackgroundItems& items, const MaybeError& error) { kept->answer(items, error); });
+    });
 }
 
 void serveLoginItems(ipc::Dispatcher& dispatcher, const std::shared_ptr<const Desk>& desk, LoginItems& items) {
@@ -136,9 +128,9 @@ Notification changeOfItems() {
 }
 
 ipc::Dispatcher agentService(LoginItems& loginItems, BackgroundItems& backgroundItems, const Announce& announce,
-                             Uid user) {
+                             Served served) {
     ipc::Dispatcher dispatcher;
-    const auto desk = std::make_shared<const Desk>(announce, user);
+    const auto desk = std::make_shared<const Desk>(announce, served);
     serveLists(dispatcher, desk, loginItems, backgroundItems);
     serveLoginItems(dispatcher, desk, loginItems);
     serveElections(dispatcher, desk, backgroundItems);

@@ -19,9 +19,17 @@ using Announce = std::function<void(pid_t cause, ipc::Audience audience)>;
 /// The notification by which the agent tells of changed items; it says no more than that.
 Notification changeOfItems();
 
-/// What serves the agent's service for `user`. What is handed in is borrowed and outlives the server. Whoever is
-/// neither that user nor uid 0 nor the owner of a host root is answered an error, -97, whatever he asks.
+/// Who may ask for anything: the user, uid 0, and the owner of the host root when one is set.
+struct Served {
+    Uid user = kNoUser;
+    Uid hostRootOwner = kNoUser;
+
+    bool includes(Uid uid) const { return uid != kNoUser && (uid == 0 || uid == user || uid == hostRootOwner); }
+};
+
+/// What serves the agent's service. What is handed in is borrowed and outlives the server. Whoever is not served is
+/// answered an error, -97, whatever he asks.
 ipc::Dispatcher agentService(LoginItems& loginItems, BackgroundItems& backgroundItems, const Announce& announce,
-                             Uid user);
+                             Served served);
 
 }  // namespace ksw::agentserver
