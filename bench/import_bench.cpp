@@ -30,7 +30,8 @@ namespace {
 using namespace ksw;
 
 constexpr int kJobs = 5'000;
-constexpr int kDevelopers = 50;
+constexpr int kDevelopers = 250;
+const std::string kNewKey = "-newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2";
 constexpr std::size_t kProgramSize = 16'384;
 /// What a commit takes is the same each time; so many tell it.
 constexpr int kCommits = 500;
@@ -64,6 +65,8 @@ public:
         for (const char* folder : {"/etc/kestrelwood/trust", "/jobs", "/programs"}) {
             std::filesystem::create_directories(root_ + folder);
         }
+        run("openssl req -x509 " + kNewKey + " -subj /CN=root -addext keyUsage=critical,keyCertSign -keyout " +
+            root_ + "/root.key -out " + root_ + "/etc/kestrelwood/trust/root.pem");
         for (int number = 0; number < kDevelopers; ++number) {
             signOne(number);
         }
@@ -78,20 +81,25 @@ public:
 private:
     std::string signedBy(const std::string& developer) const { return root_ + "/" + developer; }
 
-    void signOne(int number) const {
-        const std::string developer = developerOf(number);
-        const std::string certificate = root_ + "/etc/kestrelwood/trust/" + developer + ".pem";
-        const std::string command =
-            "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
-            "-addext extendedKeyUsage=codeSigning -subj /CN=bench/O=" +
-            developer + " -keyout " + root_ + "/key -out " + certificate + " >/dev/null 2>&1";
-        if (std::system(command.c_str()) != 0) {
+    static void run(const std::string& command) {
+        if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) {
             fail(command);
         }
+    }
+
+    void signOne(int number) const {
+        const std::string developer = developerOf(number);
+        const std::string root = root_ + "/etc/kestrelwood/trust/root.pem";
+        const std::string certificate = root_ + "/" + developer + ".pem";
+        run("openssl req -x509 " + kNewKey +
+            " -addext extendedKeyUsage=codeSigning -subj /CN=bench/O=" + developer + " -CA " + root + " -CAkey " +
+            root_ + "/root.key -keyout " + root_ + "/key -out " + certificate);
         SigningRequest request;
         request.identifier = "com.example.bench";
         request.key = contentOf(root_ + "/key");
         request.chain = contentOf(certificate);
+        const Data issuer = contentOf(root);
+        request.chain.insert(request.chain.end(), issuer.begin(), issuer.end());
         std::string code =
             "\x7F"
             "ELF";

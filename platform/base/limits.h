@@ -112,8 +112,10 @@ inline constexpr std::uint64_t kSignedCodeMax = 2'048 * kMiB;
 inline constexpr std::size_t kCodeIdentifierMax = 1 * kKiB;
 /// Trusted certificates read from one folder, and files looked at there.
 inline constexpr std::size_t kTrustedCertificatesMax = 256;
-/// Verified files that are remembered.
-inline constexpr std::size_t kVerifiedFilesMax = 1'024;
+/// Verified files that are remembered, and the bytes of their signatures together: a host's every job, and no more
+/// memory than a few thousand usual signatures take.
+inline constexpr std::size_t kVerifiedFilesMax = 8'192;
+inline constexpr std::size_t kVerifiedBytesMax = 16 * kMiB;
 
 /// A message of the desktop's bus.
 inline constexpr std::size_t kBusMessageMax = 64 * kKiB;

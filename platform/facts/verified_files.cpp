@@ -1,6 +1,14 @@
 #include "platform/facts/verified_files.h"
 
+#include <iterator>
+
 namespace ksw::facts {
+
+void VerifiedFiles::Content::forget(std::list<Entry>::iterator entry) {
+    bytes -= entry->verified.size;
+    places.erase(keyOf(entry->state));
+    entries.erase(entry);
+}
 
 std::optional<Verified> VerifiedFiles::find(const VerifiedState& state, std::int64_t time) {
     auto content = content_.lock();
@@ -10,8 +18,7 @@ std::optional<Verified> VerifiedFiles::find(const VerifiedState& state, std::int
     }
     const auto entry = place->second;
     if (!(entry->state == state) || !entry->verified.validity.holds(time)) {
-        content->entries.erase(entry);
-        content->places.erase(place);
+        content->forget(entry);
         return std::nullopt;
     }
     content->entries.splice(content->entries.begin(), content->entries, entry);
@@ -22,15 +29,17 @@ void VerifiedFiles::remember(const VerifiedState& state, const Verified& verifie
     auto content = content_.lock();
     const Key key = keyOf(state);
     if (const auto place = content->places.find(key); place != content->places.end()) {
-        content->entries.erase(place->second);
-        content->places.erase(place);
+        content->forget(place->second);
     }
-    if (content->entries.size() == countMax_) {
-        content->places.erase(keyOf(content->entries.back().state));
-        content->entries.pop_back();
+    if (verified.size > bytesMax_) {
+        return;
+    }
+    while (content->entries.size() == countMax_ || content->bytes > bytesMax_ - verified.size) {
+        content->forget(std::prev(content->entries.end()));
     }
     content->entries.push_front({state, verified});
     content->places.emplace(key, content->entries.begin());
+    content->bytes += verified.size;
 }
 
 std::size_t VerifiedFiles::size() {

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "platform/base/guarded.h"
+#include "platform/base/limits.h"
 #include "platform/facts/certificates.h"
 #include "platform/facts/code_facts.h"
 #include "platform/facts/code_file.h"
@@ -28,16 +29,19 @@ struct Verified {
     std::shared_ptr<const CodeFacts> facts;
     std::optional<Sha256> informationDigest;  ///< Of the information property list that was signed with the code.
     Validity validity;
+    std::size_t size = 0;  ///< Of the signature in the file, in bytes: what it says takes about as much memory.
 };
 
 /// Any thread.
 class VerifiedFiles {
 public:
-    explicit VerifiedFiles(std::size_t countMax) : countMax_(countMax) {}
+    explicit VerifiedFiles(std::size_t countMax, std::size_t bytesMax = limits::kVerifiedBytesMax)
+        : countMax_(countMax), bytesMax_(bytesMax) {}
 
     /// What came of verifying this very state; absent when it is not known or no longer holds at `time` (seconds
     /// since 1970).
     std::optional<Verified> find(const VerifiedState& state, std::int64_t time);
+    /// What is larger than all that may be remembered is not.
     void remember(const VerifiedState& state, const Verified& verified);
     std::size_t size();
 
@@ -54,11 +58,15 @@ private:
     struct Content {
         std::list<Entry> entries;  // the one asked for last stands first
         std::map<Key, std::list<Entry>::iterator> places;
+        std::size_t bytes = 0;
+
+        void forget(std::list<Entry>::iterator entry);
     };
 
     static Key keyOf(const VerifiedState& state) { return {state.code.device, state.code.inode}; }
 
     const std::size_t countMax_;
+    const std::size_t bytesMax_;
     Guarded<Content> content_;
 };
 

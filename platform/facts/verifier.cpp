@@ -130,7 +130,8 @@ Result<Verified> verify(const LibCrypto& crypto, const CodeFile& code, const Fil
     facts->source = sourceOf(*signature);
     facts->chain = std::move(signer->chain);
     facts->anchor = signer->anchor;
-    Verified verified{std::make_shared<const CodeFacts>(std::move(*facts)), std::nullopt, signer->validity};
+    Verified verified{std::make_shared<const CodeFacts>(std::move(*facts)), std::nullopt, signer->validity,
+                      signature->directoryBytes.size() + (signature->message ? signature->message->size() : 0)};
     if (signature->directory.information) {
         verified.informationDigest = signature->directory.information->digest;
     }

@@ -132,5 +132,35 @@ TEST(VerifiedFiles, KeepAsManyAsTheyMay) {
     EXPECT_FALSE(files.find({{1, 5, 0, 0, 1}, 0}, 0).has_value());
 }
 
+/// What came of verifying a file whose signature is so large.
+Verified ofSize(std::size_t size) {
+    Verified verified;
+    verified.validity = {0, 1};
+    verified.size = size;
+    return verified;
+}
+
+TEST(VerifiedFiles, KeepNoMoreBytesThanTheyMay) {
+    VerifiedFiles files(10, 100);
+    const auto keeps = [&](std::uint64_t inode) { return files.find({{1, inode, 0, 0, 0}, 0}, 0).has_value(); };
+    const auto remember = [&](std::uint64_t inode, std::size_t size) {
+        files.remember({{1, inode, 0, 0, 0}, 0}, ofSize(size));
+    };
+    remember(1, 50);
+    remember(2, 50);
+    EXPECT_TRUE(keeps(1));
+    remember(3, 1);
+    EXPECT_TRUE(keeps(1));
+    EXPECT_FALSE(keeps(2));
+    remember(3, 50);  // in its own place
+    EXPECT_TRUE(keeps(1));
+    remember(4, 101);
+    EXPECT_FALSE(keeps(4));
+    EXPECT_EQ(files.size(), 2U);
+    remember(5, 100);
+    EXPECT_EQ(files.size(), 1U);
+    EXPECT_TRUE(keeps(5));
+}
+
 }  // namespace
 }  // namespace ksw::facts
