@@ -43,6 +43,21 @@ ExitStatus complainOfAgent(const ksw::Error& error);
 Record recordOf(const KSWLoginItem& item);
 Record recordOf(const KSWBackgroundItem& item);
 
+/// Prints the items that were fetched, as `printList` does; when there was no answer the status is handed on.
+template <class Items>
+ExitStatus printFetched(const std::variant<Items, ExitStatus>& answer, Record (*rowOf)(const Record&),
+                        const Options& options) {
+    if (const auto* status = std::get_if<ExitStatus>(&answer)) {
+        return *status;
+    }
+    Record records = Record::array();
+    for (const auto& item : std::get<Items>(answer)) {
+        records.push_back(recordOf(*item));
+    }
+    printList(records, rowOf, options);
+    return ExitStatus::Done;
+}
+
 /// What became of a request about an item, printed; `error` absent: it was done.
 ExitStatus printOutcome(const std::optional<ksw::Error>& error, const Record& item, const Options& options);
 

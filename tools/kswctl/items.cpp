@@ -112,14 +112,9 @@ std::variant<KSWItem::Pointer, ExitStatus> itemAmong(const Items& items, const s
 void printItems(const Items& items, const Options& options) {
     Record records = Record::array();
     for (const KSWItem::Pointer& item : items) {
-        Record record = listedRecordOf(*item, options.uid);
-        records.push_back(options.json ? std::move(record) : rowOf(record));
+        records.push_back(listedRecordOf(*item, options.uid));
     }
-    if (options.json) {
-        print(records, Form::Json);
-    } else {
-        printLines(records);
-    }
+    printList(records, rowOf, options);
 }
 
 }  // namespace tools::kswctl

@@ -1,8 +1,6 @@
 #include "tools/kswctl/options.h"
 
-#include <algorithm>
 #include <charconv>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <string_view>
@@ -15,6 +13,7 @@
 #include "tools/common/command_line.h"
 #include "tools/kswctl/kinds.h"
 #include "tools/kswctl/options_raw.h"
+#include "tools/kswctl/options_verbs.h"
 
 namespace tools::kswctl {
 namespace {
@@ -22,59 +21,6 @@ namespace {
 constexpr const char* kExitStatuses =
     "Exit status: 0 done or launchable, 1 failed, 2 wrong usage, 3 some failed,\n"
     "4 no such item, 5 not permitted or not launchable, 6 no daemon or agent answers.";
-
-constexpr const char* kItemNote =
-    "ITEM is an identifier or a UUID, or so much of its beginning that only one item is meant.\n\n";
-
-constexpr const char* kChangeNote =
-    "ITEM is an identifier or a UUID, or so much of its beginning that only one item is meant.\n"
-    "The answer's code is -93 when the change was stored, 0 when there was nothing to change.\n\n";
-
-constexpr const char* kAddNote =
-    "URL is a URL with its scheme, or the path of a file. An item that is there already is enabled.\n\n";
-
-constexpr const char* kWatchNote =
-    "Standard error says \"kswctl: watching\" once every later change will be told. Ends with SIGINT or SIGTERM,\n"
-    "or when nobody reads any more; a daemon that goes away is waited for. With --json a line is an object with\n"
-    "\"change\" (\"added\", \"removed\" or \"changed\"), \"item\" and, when it changed, \"before\".\n\n";
-
-constexpr const char* kFactsNote =
-    "PATH is a file or an application bundle; with --pid the code is what the process runs, of a script its\n"
-    "interpreter. Code that nobody whom this host trusts has signed has \"status\" and \"statusText\", and no "
-    "facts.\n\n";
-
-constexpr const char* kAppsNote =
-    "They lie in /Applications, /opt, /usr/local/Applications and the user's ~/Applications; no daemon is asked. "
-    "A\n"
-    "placeholder is not there wholly.\n\n";
-
-constexpr const char* kDoctorNote =
-    "\"missing\" is what not every host needs. Ends with 0 when nothing is wrong, and with 1 otherwise.\n\n";
-
-constexpr const char* kInspectNote =
-    "No daemon is asked. \"absent\" says why a fact is not known; a table says it in the fact's place.\n\n";
-
-constexpr const char* kImportNote =
-    "Each file of the folders has a line: \"registered\", \"failed\", or, when it is no job file, \"skipped\".\n"
-    "Without --type a folder whose name ends in \"Daemons\" holds daemons, any other agents.\n\n";
-
-constexpr const char* kIdentifyNote =
-    "Without --type an application is taken for an app, with --app for a login item, a property list for\n"
-    "an agent, and any other file for a user item. \"reason\" says why a file has no identifier.\n\n";
-
-constexpr const char* kMakeNote = "PATH is the path of a file, or a URL with its scheme.\n\n";
-
-constexpr const char* kSettingNote =
-    "NAME is rosterMigrated, pellucidLoginItemsMigrated or almanacItemsImported.\n\n";
-
-constexpr const char* kSubsystemNote =
-    "NAME is cron, which is switched for the whole system, glimpse, which each user switches, or the name of\n"
-    "another subsystem; --uid asks for another user than its own.\n\n";
-
-constexpr const char* kAgentItemNote =
-    "ITEM is an identifier, or its beginning, or a path or a name as the list shows it.\n\n";
-
-constexpr const char* kMatchNote = "Ends with 0 only when both are of the same file, and with 1 otherwise.\n\n";
 
 std::optional<ksw::Uid> uidFromText(std::string_view text) {
     if (text == "system") {
@@ -88,105 +34,6 @@ std::optional<ksw::Uid> uidFromText(std::string_view text) {
     }
     return uid;
 }
-
-/// One verb's place in the command line.
-struct VerbRow {
-    Verb verb;
-    const char* name;
-    const char* help;
-    Takes takes;
-    const char* note = "";
-    const char* group = nullptr;  ///< The word in front of the verb's, that other verbs share.
-    bool isDefault = false;       ///< Whether the group's word alone means this one.
-};
-
-/// A word in front of several verbs.
-struct GroupRow {
-    const char* name;
-    const char* help;
-};
-
-constexpr const char* kBookmark = "bookmark";
-constexpr const char* kLoginItems = "login-items";
-constexpr const char* kBackgroundItems = "background-items";
-constexpr const char* kSettings = "settings";
-constexpr const char* kRoster = "roster";
-constexpr const char* kManaged = "managed";
-constexpr const char* kSubsystem = "subsystem";
-constexpr const char* kNotifications = "notifications";
-
-constexpr GroupRow kGroups[] = {
-    {kBookmark, "Make, read and resolve bookmarks of files"},
-    {kLoginItems, "List and change what opens when the user logs in"},
-    {kBackgroundItems, "List and decide what runs in the background"},
-    {kSettings, "Show and change what is recorded of a user"},
-    {kRoster, "List and change the legacy login items"},
-    {kManaged, "Show and change what device management decides"},
-    {kSubsystem, "Switch other parts of the system on and off"},
-    {kNotifications, "Say of which items users are notified"},
-};
-
-constexpr VerbRow kVerbs[] = {
-    {Verb::List, "list", "List a user's items, and the system's", Takes::Kinds},
-    {Verb::Show, "show", "Show all that is recorded of an item", Takes::Item, kItemNote},
-    {Verb::Watch, "watch", "Print a line for each change of a user's items", Takes::User, kWatchNote},
-    {Verb::Add, "add", "Have a file opened at login", Takes::Location, kAddNote},
-    {Verb::Remove, "remove", "Remove an item's record", Takes::Item, kItemNote},
-    {Verb::Enable, "enable", "Turn an item on", Takes::Item, kChangeNote},
-    {Verb::Disable, "disable", "Turn an item off", Takes::Item, kChangeNote},
-    {Verb::Allow, "allow", "Let an item launch", Takes::Item, kChangeNote},
-    {Verb::Disallow, "disallow", "Keep an item from launching", Takes::Item, kChangeNote},
-    {Verb::Hide, "hide", "Have an item launch out of sight", Takes::Item, kChangeNote},
-    {Verb::Unhide, "unhide", "Have an item launch in sight", Takes::Item, kChangeNote},
-    {Verb::Facts, "facts", "Show who signed code, and as what", Takes::Code, kFactsNote},
-    {Verb::Inspect, "inspect", "Show all that would be known of a job's item", Takes::JobAlone, kInspectNote},
-    {Verb::Identify, "identify", "Show the identifier and the name that a file gives its item", Takes::File,
-     kIdentifyNote},
-    {Verb::BookmarkMake, "make", "Write a bookmark of a file to standard output", Takes::Bookmarked, kMakeNote,
-     kBookmark},
-    {Verb::BookmarkShow, "show", "Show what a bookmark records", Takes::Bookmark, "", kBookmark},
-    {Verb::BookmarkResolve, "resolve", "Print where a bookmark's file is now", Takes::Bookmark, "", kBookmark},
-    {Verb::BookmarkMatch, "match", "Say whether two bookmarks are of the same file", Takes::Bookmarks, kMatchNote,
-     kBookmark},
-    {Verb::LoginItemsList, "list", "List the login items", Takes::Nothing, "", kLoginItems, true},
-    {Verb::LoginItemsAdd, "add", "Have a file opened at login", Takes::AgentLocation, "", kLoginItems},
-    {Verb::LoginItemsRemove, "remove", "Remove a login item", Takes::AgentItem, kAgentItemNote, kLoginItems},
-    {Verb::BackgroundItemsList, "list", "List the background items", Takes::Nothing, "", kBackgroundItems, true},
-    {Verb::BackgroundItemsAllow, "allow", "Let an item run", Takes::AgentItem, kAgentItemNote, kBackgroundItems},
-    {Verb::BackgroundItemsDisallow, "disallow", "Keep an item from running", Takes::AgentItem, kAgentItemNote,
-     kBackgroundItems},
-    {Verb::Users, "users", "List the users that the daemon holds items for", Takes::Nothing},
-    {Verb::Register, "register", "Register a job", Takes::JobAndRoad},
-    {Verb::Unregister, "unregister", "Withdraw a job's registration", Takes::Job},
-    {Verb::Import, "import", "Register every job of folders", Takes::JobFolders, kImportNote},
-    {Verb::MayLoad, "may-load", "Ask whether a job may load", Takes::JobAndRoad},
-    {Verb::Apps, "apps", "List the applications that a user has", Takes::User, kAppsNote},
-    {Verb::SettingsShow, "show", "Show a user's settings", Takes::User, "", kSettings, true},
-    {Verb::SettingsSet, "set", "Change one of a user's settings", Takes::Setting, kSettingNote, kSettings},
-    {Verb::RosterList, "list", "List the legacy login items", Takes::KindsOfRoster, "", kRoster, true},
-    {Verb::RosterAdd, "add", "Add a legacy login item", Takes::RosterLocation, "", kRoster},
-    {Verb::RosterUpdate, "update", "Change a legacy login item", Takes::RosterChange, kItemNote, kRoster},
-    {Verb::RosterRemove, "remove", "Remove a legacy login item", Takes::RosterItem, kItemNote, kRoster},
-    {Verb::ManagedShow, "show", "Show the payload under an identifier", Takes::Payload, "", kManaged},
-    {Verb::ManagedSet, "set", "Store a payload under an identifier", Takes::PayloadFile, "", kManaged},
-    {Verb::ManagedRemove, "remove", "Remove the payload under an identifier", Takes::Payload, "", kManaged},
-    {Verb::ManagedJobs, "jobs", "List, submit and remove managed jobs", Takes::ManagedJob, "", kManaged},
-    {Verb::SubsystemHave, "have", "Say whether a switch has been set", Takes::Subsystem, kSubsystemNote,
-     kSubsystem},
-    {Verb::SubsystemGet, "get", "Show a switch", Takes::Subsystem, kSubsystemNote, kSubsystem},
-    {Verb::SubsystemSet, "set", "Turn a switch on or off", Takes::SubsystemAndTurn, kSubsystemNote, kSubsystem},
-    {Verb::SubsystemReset, "reset", "Forget how a switch was set", Takes::Subsystem, kSubsystemNote, kSubsystem},
-    {Verb::CollectGarbage, "gc", "Have records removed whose files are gone for good", Takes::Nothing},
-    {Verb::Dump, "dump", "Print the daemon's database", Takes::Nothing},
-    {Verb::Erase, "erase", "Empty the daemon's database, for good", Takes::Nothing},
-    {Verb::NotificationsShow, "show", "Show of which items users are notified", Takes::Nothing, "", kNotifications,
-     true},
-    {Verb::NotificationsAlways, "always", "Notify users also of items that they know, or not", Takes::Turn, "",
-     kNotifications},
-    {Verb::Doctor, "doctor", "Say what is installed, running and trusted, and how to mend what is not",
-     Takes::Nothing, kDoctorNote},
-    {Verb::Status, "status", "Show whether the daemon answers, and its counters", Takes::Nothing},
-};
 
 void addJobOptions(CLI::App& verb, Raw& raw, bool choosesRoad) {
     verb.add_option("JOB", raw.options.job, "The job's property list, XML or binary")->required();
@@ -325,13 +172,12 @@ void addVerb(CLI::App& verb, Raw& raw, const VerbRow& row) {
 
 void addVerbs(CLI::App& app, Raw& raw) {
     std::map<std::string_view, CLI::App*> groups;
-    for (const VerbRow& row : kVerbs) {
+    for (const VerbRow& row : verbRows()) {
         CLI::App* parent = &app;
         if (row.group != nullptr) {
             CLI::App*& group = groups[row.group];
             if (group == nullptr) {
-                group = addGroup(app, *std::find_if(std::begin(kGroups), std::end(kGroups),
-                                                    [&](const GroupRow& each) { return each.name == row.group; }));
+                group = addGroup(app, groupNamed(row.group));
             }
             parent = group;
         }

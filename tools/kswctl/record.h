@@ -25,6 +25,9 @@ Record recordOf(const KSWItem* item, ksw::Uid uid);
 /// An item as `list` shows it: as above, with the identifier of its container behind.
 Record listedRecordOf(const KSWItem& item, ksw::Uid uid);
 
+/// Prints a list: for programs its records whole, for a person a line of each, which `rowOf` makes of the record.
+void printList(const Record& records, Record (*rowOf)(const Record&), const Options& options);
+
 /// What became of a request about an item: "code", "message" and "item", as `register` shows them. Without a
 /// message it is the code's own.
 Record answerRecord(std::int64_t code, const KSWItem* item, ksw::Uid uid, std::string_view message = {});

@@ -58,6 +58,18 @@ Record listedRecordOf(const KSWItem& item, ksw::Uid uid) {
     return record;
 }
 
+void printList(const Record& records, Record (*rowOf)(const Record&), const Options& options) {
+    if (options.json) {
+        print(records, Form::Json);
+        return;
+    }
+    Record rows = Record::array();
+    for (const Record& record : records) {
+        rows.push_back(rowOf(record));
+    }
+    printLines(rows);
+}
+
 Record answerRecord(std::int64_t code, const KSWItem* item, ksw::Uid uid, std::string_view message) {
     return Record::object({{"code", code},
                            {"message", message.empty() ? KSWErrorString(code) : std::string(message)},

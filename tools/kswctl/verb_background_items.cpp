@@ -24,21 +24,7 @@ Record rowOf(const Record& item) {
 }  // namespace
 
 ExitStatus listBackgroundItems(const Options& options) {
-    const auto answer = backgroundItemsOrComplaint();
-    if (const auto* status = std::get_if<ExitStatus>(&answer)) {
-        return *status;
-    }
-    Record records = Record::array();
-    for (const auto& item : std::get<BackgroundItems>(answer)) {
-        Record record = recordOf(*item);
-        records.push_back(options.json ? std::move(record) : rowOf(record));
-    }
-    if (options.json) {
-        print(records, Form::Json);
-    } else {
-        printLines(records);
-    }
-    return ExitStatus::Done;
+    return printFetched(backgroundItemsOrComplaint(), rowOf, options);
 }
 
 ExitStatus electBackgroundItem(const Options& options) {

@@ -24,21 +24,7 @@ Record rowOf(const Record& item) {
 }  // namespace
 
 ExitStatus listLoginItems(const Options& options) {
-    const auto answer = loginItemsOrComplaint();
-    if (const auto* status = std::get_if<ExitStatus>(&answer)) {
-        return *status;
-    }
-    Record records = Record::array();
-    for (const auto& item : std::get<LoginItems>(answer)) {
-        Record record = recordOf(*item);
-        records.push_back(options.json ? std::move(record) : rowOf(record));
-    }
-    if (options.json) {
-        print(records, Form::Json);
-    } else {
-        printLines(records);
-    }
-    return ExitStatus::Done;
+    return printFetched(loginItemsOrComplaint(), rowOf, options);
 }
 
 ExitStatus addLoginItem(const Options& options) {
