@@ -7,7 +7,7 @@
 
 #include "model/vocabulary/item_type.h"
 #include "platform/facts/file_inside.h"
-#include "platform/host/file_facts.h"
+#include "platform/facts/resource_values.h"
 
 using ksw::URL;
 using OptionalURL = std::optional<URL>;
@@ -68,10 +68,6 @@ OptionalURL iconCandidate(const KSWItem& item, const KSWItem::Pointer& container
     }
 }
 
-bool hasFile(const OptionalURL& url) {
-    return url && url->isFileURL() && ksw::host::fileExists(url->path());
-}
-
 }  // namespace
 
 OptionalURL KSWItem::_urlForBundleIdentifier(const OptionalString& bundleIdentifier) {
@@ -83,7 +79,7 @@ OptionalURL KSWItem::_urlForBundleIdentifier(const OptionalString& bundleIdentif
 OptionalURL KSWItem::iconURL() {
     const Pointer parent = container();
     OptionalURL candidate = iconCandidate(*this, parent);
-    for (bool isFirst = true; !hasFile(candidate); isFirst = false) {
+    for (bool isFirst = true; !ksw::facts::hasFile(candidate); isFirst = false) {
         const bool hasParentMoved = parent != nullptr && parent->syncURLAndBookmark();
         const bool hasMoved = syncURLAndBookmark();
         if (!isFirst || !(hasParentMoved || hasMoved)) {

@@ -3,6 +3,7 @@
 
 #include "model/item/item_fields.h"
 #include "platform/facts/bookmark.h"
+#include "platform/facts/resource_values.h"
 #include "platform/host/file_facts.h"
 #include "platform/host/log.h"
 
@@ -17,10 +18,6 @@ constexpr ksw::Literal kFunction{"-[KSWItem syncURLAndBookmark]"};
 std::optional<ksw::Data> bookmarkOf(const URL& url) {
     ksw::Result<ksw::Data> bookmark = ksw::facts::makeBookmark(url, ksw::facts::kBookmarkWithoutImplicitScope);
     return bookmark ? std::optional(std::move(*bookmark)) : std::nullopt;
-}
-
-bool hasFile(const OptionalURL& url) {
-    return url && url->isFileURL() && ksw::host::fileExists(url->path());
 }
 
 bool areSameFile(const URL& url, const OptionalURL& other) {
@@ -43,7 +40,7 @@ bool KSWItem::syncURLAndBookmark() {
     const OptionalURL resolved = resolvedURL();
     mainLog.debug("%s: url=%@", kFunction, url);
     mainLog.debug("%s: resolvedURL=%@", kFunction, resolved);
-    if (hasFile(url)) {
+    if (ksw::facts::hasFile(url)) {
         if (!fields_->isResolvedURLStale && areSameFile(*url, resolved)) {
             return false;
         }
@@ -51,7 +48,7 @@ bool KSWItem::syncURLAndBookmark() {
         fields_->bookmark = bookmarkOf(*url);
         return true;
     }
-    if (!hasFile(resolved)) {
+    if (!ksw::facts::hasFile(resolved)) {
         return false;
     }
     mainLog.debug("%s: updating url to %@", kFunction, resolved);

@@ -92,4 +92,8 @@ bool isResource(const std::string& path, std::string_view key) {
     return flag != nullptr && *flag;
 }
 
+bool hasFile(const std::optional<URL>& url) {
+    return url && url->isFileURL() && host::fileExists(url->path());
+}
+
 }  // namespace ksw::facts

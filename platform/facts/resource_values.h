@@ -1,5 +1,5 @@
-// resource_values.h: what the file system says of a file, by the keys of resource_keys.h. Symbolic links are
-// followed. Any thread; blocks for the file system.
+// resource_values.h: what the file system says of a file, by the keys of resource_keys.h, and whether a URL has
+// one at all. Symbolic links are followed. Any thread; blocks for the file system.
 #pragma once
 
 #include <optional>
@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include <kestrelwood/resource_keys.h>
+#include <kestrelwood/values/url.h>
 #include <kestrelwood/values/value.h>
 
 namespace ksw::facts {
@@ -21,5 +22,8 @@ Dictionary resourceValues(const std::string& path, std::span<const std::string_v
 
 /// Whether it is true; false when absent.
 bool isResource(const std::string& path, std::string_view key);
+
+/// Whether there is a URL and a file where it leads; false too when the file cannot be examined.
+bool hasFile(const std::optional<URL>& url);
 
 }  // namespace ksw::facts

@@ -156,6 +156,15 @@ TEST_F(AResource, IsNamedByNoMoreListsThanItTakes) {
     EXPECT_LT(fewer.count(host::sys::Call::Read), all);
 }
 
+TEST_F(AResource, IsWhatAUrlHasThatLeadsToOne) {
+    const URL url = URL::fileURL(folder_.writeFile("file", ""));
+    EXPECT_TRUE(hasFile(url));
+    EXPECT_TRUE(hasFile(URL::fileURL(folder_.path(), PathKind::Directory)));
+    EXPECT_FALSE(hasFile(std::nullopt));
+    EXPECT_FALSE(hasFile(URL::fileURL(folder_.at("none"))));
+    EXPECT_FALSE(hasFile(URL::fromString("https://example.com" + url.path())));
+}
+
 TEST_F(AResource, WithADamagedListIsCalledByItsName) {
     folder_.makeFolder("W.app/Contents");
     EXPECT_EQ(localizedName("W.app"), Value("W"));
