@@ -4,13 +4,12 @@
 #include <utility>
 
 #include "platform/facts/status.h"
+#include "platform/host/regular_file.h"
 #include "platform/host/sys.h"
 
 namespace ksw::facts {
 
 namespace {
-
-constexpr int kOpenFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
 
 std::int64_t nanoseconds(const struct ::timespec& time) {
     constexpr std::int64_t kPerSecond = 1'000'000'000;
@@ -25,28 +24,18 @@ FileStamp stampOf(const struct ::stat& facts) {
 }
 
 Result<CodeFile> CodeFile::open(const std::string& path) {
-    // Opening a device can set it off, and opening a pipe can wake its writer: such a file is not opened at all.
-    const Result<struct ::statx> facts = host::sys::statx(path, 0, STATX_TYPE);
-    if (!facts) {
-        return fileError(facts.error());
-    }
-    if (!S_ISREG(facts->stx_mode)) {
-        return statusError(CodeStatus::NotCode, path);
-    }
-    Result<UniqueFd> fd = host::sys::open(path, kOpenFlags);
-    return fd ? adopt(std::move(*fd)) : Result<CodeFile>(fileError(fd.error()));
+    return judge(host::openRegularFile(path), path);
 }
 
 Result<CodeFile> CodeFile::openAt(int folder, const std::string& name) {
-    const Result<struct ::stat> facts = host::sys::statusAt(folder, name);
-    if (!facts) {
-        return fileError(facts.error());
+    return judge(host::openRegularFileIn(folder, name), name);
+}
+
+Result<CodeFile> CodeFile::judge(Result<std::optional<UniqueFd>> opened, const std::string& name) {
+    if (!opened) {
+        return fileError(opened.error());
     }
-    if (!S_ISREG(facts->st_mode)) {
-        return statusError(CodeStatus::NotCode, name);
-    }
-    Result<UniqueFd> fd = host::sys::openAt(folder, name, kOpenFlags | O_NOFOLLOW);
-    return fd ? adopt(std::move(*fd)) : Result<CodeFile>(fileError(fd.error()));
+    return *opened ? Result(CodeFile(std::move(**opened))) : statusError(CodeStatus::NotCode, name);
 }
 
 Result<CodeFile> CodeFile::adopt(UniqueFd fd) {

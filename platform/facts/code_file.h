@@ -4,6 +4,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -33,7 +34,8 @@ FileStamp stampOf(const struct ::stat& facts);
 /// Errors have the domain of `CodeStatus`.
 class CodeFile {
 public:
-    /// Opens a path; links are followed. Neither opens nor waits for a pipe, socket or device.
+    /// Opens a path; links are followed. Neither opens nor waits for a pipe, socket or device, also when one takes
+    /// the file's name meanwhile.
     static Result<CodeFile> open(const std::string& path);
     /// The same for a name in an open folder, following no link.
     static Result<CodeFile> openAt(int folder, const std::string& name);
@@ -49,6 +51,7 @@ public:
     Status read(std::uint64_t offset, std::span<std::uint8_t> buffer) const;
 
 private:
+    static Result<CodeFile> judge(Result<std::optional<UniqueFd>> opened, const std::string& name);
     explicit CodeFile(UniqueFd fd) : fd_(std::move(fd)) {}
     UniqueFd fd_;
 };

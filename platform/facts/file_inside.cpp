@@ -6,6 +6,7 @@
 #include <kestrelwood/KSWAdditions.h>
 
 #include "platform/base/paths.h"
+#include "platform/host/descriptor_path.h"
 #include "platform/host/sys.h"
 
 namespace ksw::facts {
@@ -15,10 +16,6 @@ namespace {
 constexpr int kLookOnly = O_PATH;
 /// Where no file ever is.
 constexpr std::string_view kNowhere = "/proc/self/fd/-1";
-
-std::string pathOf(const UniqueFd& fd) {
-    return "/proc/self/fd/" + std::to_string(fd.get());
-}
 
 /// A relative path with "." and ".." taken away; absent when nothing is left of it, or it goes up further than it
 /// went down.
@@ -55,8 +52,8 @@ Result<UniqueFd> openAndCompare(const UniqueFd& folder, const std::string& path)
     if (!file) {
         return file;
     }
-    const Result<std::string> place = host::sys::readLink(pathOf(*file));
-    const Result<std::string> folders = host::sys::readLink(pathOf(folder));
+    const Result<std::string> place = host::sys::readLink(host::descriptorPath(file->get()));
+    const Result<std::string> folders = host::sys::readLink(host::descriptorPath(folder.get()));
     const bool isInside = place && folders && isAtOrBelow(*place, *folders);
     return isInside ? std::move(file) : host::sys::callError(EXDEV, "open", path);
 }
@@ -149,7 +146,7 @@ std::optional<FoundFile> findInside(const URL& bundle, std::string_view relative
     }
     if (way->isWhole) {
         file.fd = std::move(way->end);
-        file.readingURL = URL::fileURL(pathOf(file.fd));
+        file.readingURL = URL::fileURL(host::descriptorPath(file.fd.get()));
     }
     return file;
 }

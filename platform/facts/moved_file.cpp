@@ -7,6 +7,7 @@
 
 #include "platform/base/limits.h"
 #include "platform/base/paths.h"
+#include "platform/host/descriptor_path.h"
 #include "platform/host/sys.h"
 #include "platform/host/trash.h"
 
@@ -126,8 +127,7 @@ std::optional<std::string> pathByHandle(const BookmarkContent& bookmark, const s
     const Result<UniqueFd> folder = host::sys::open(volumeFolder, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
     const Result<UniqueFd> file =
         folder ? host::sys::openByHandle(folder->get(), bookmark.handleType, bookmark.handle) : folder.error();
-    Result<std::string> path =
-        file ? host::sys::readLink("/proc/self/fd/" + std::to_string(file->get())) : file.error();
+    Result<std::string> path = file ? host::sys::readLink(host::descriptorPath(file->get())) : file.error();
     return path && path->starts_with('/') ? std::optional(std::move(*path)) : std::nullopt;
 }
 

@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 
 #include "platform/host/bundles.h"
+#include "platform/host/regular_file.h"
 #include "platform/host/sys.h"
 
 namespace ksw::host {
@@ -25,26 +26,6 @@ std::string withoutDots(std::string_view path) {
         }
     }
     return result.empty() ? "/" : result;
-}
-
-/// Opening a device can set it off, and opening a pipe can wake its writer: so what the path leads to is taken hold
-/// of, looked at, and only then opened, by what is held and not by the path once more.
-Result<UniqueFd> openRegularFile(const std::string& path, off_t& size) {
-    const Result<UniqueFd> held = sys::open(path, O_PATH);
-    if (!held) {
-        return held.error();
-    }
-    const Result<struct ::stat> facts = sys::fileStatus(held->get());
-    if (!facts) {
-        return facts.error();
-    }
-    if (!S_ISREG(facts->st_mode)) {
-        return sys::callError(EINVAL, "read", path);
-    }
-    size = facts->st_size;
-    Result<UniqueFd> file = sys::open("/proc/self/fd/" + std::to_string(held->get()), O_RDONLY | O_NONBLOCK);
-    return file ? std::move(file)
-                : Result<UniqueFd>(sys::callError(static_cast<int>(file.error().code()), "open", path));
 }
 
 }  // namespace
@@ -105,18 +86,25 @@ Result<std::string> canonicalPath(const std::string& path) {
 }
 
 Result<Data> readFile(const std::string& path, std::size_t sizeMax) {
-    off_t size = 0;
-    const Result<UniqueFd> file = openRegularFile(path, size);
-    if (!file) {
-        return file.error();
+    const Result<std::optional<UniqueFd>> opened = openRegularFile(path);
+    if (!opened) {
+        return opened.error();
+    }
+    if (!*opened) {
+        return sys::callError(EINVAL, "read", path);
+    }
+    const int file = (*opened)->get();
+    const Result<struct ::stat> facts = sys::fileStatus(file);
+    if (!facts) {
+        return facts.error();
     }
     Data content;
     // One byte more than the file has, to see its end; the file may also grow while it is read.
-    std::size_t room = std::min(static_cast<std::size_t>(std::max<off_t>(size, 0)), sizeMax) + 1;
+    std::size_t room = std::min(static_cast<std::size_t>(std::max<off_t>(facts->st_size, 0)), sizeMax) + 1;
     while (content.size() <= sizeMax) {
         const std::size_t done = content.size();
         content.resize(done + room);
-        const Result<sys::Transfer> transfer = sys::read(file->get(), content.data() + done, room);
+        const Result<sys::Transfer> transfer = sys::read(file, content.data() + done, room);
         if (!transfer) {
             return transfer.error();
         }

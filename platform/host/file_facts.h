@@ -54,7 +54,7 @@ bool fileExists(const std::string& path);
 Result<std::string> canonicalPath(const std::string& path);
 
 /// The whole content of a regular file. Error: EFBIG when there are more than `sizeMax` bytes, EINVAL for what is
-/// not a regular file, which is not even opened. Needs /proc.
+/// not a regular file, which is not even opened.
 Result<Data> readFile(const std::string& path, std::size_t sizeMax);
 
 }  // namespace ksw::host

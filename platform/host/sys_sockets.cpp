@@ -7,6 +7,7 @@
 #include <sys/un.h>
 
 #include "platform/base/checked.h"
+#include "platform/host/descriptor_path.h"
 #include "platform/host/sys_files.h"
 
 namespace ksw::host::sys {
@@ -31,11 +32,6 @@ Result<sockaddr_un> addressOf(const std::string& path, std::string_view name) {
 
 const sockaddr* generic(const sockaddr_un& address) {
     return reinterpret_cast<const sockaddr*>(&address);
-}
-
-/// The path of what an O_PATH descriptor is open on.
-std::string descriptorPath(int fd) {
-    return "/proc/self/fd/" + std::to_string(fd);
 }
 
 Status setSendTimeout(int fd, std::chrono::microseconds timeout) {

@@ -5,11 +5,15 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <set>
 
 #include "platform/base/limits.h"
+#include "platform/facts/code_file.h"
 #include "platform/facts/trust.h"
 #include "platform/host/log_capture.h"
 #include "platform/host/sys.h"
+#include "tests/support/flipping.h"
+#include "tests/support/openings.h"
 #include "tests/support/signing_support.h"
 #include "tests/support/sys_faults.h"
 
@@ -57,6 +61,27 @@ TEST_F(AFileThatIsNoCode, CanBeAPipeOfTheProcessItself) {
     ASSERT_EQ(::mkfifo(files_.at("pipe").c_str(), 0600), 0);
     EXPECT_EQ(facts::statusOf(sign(files_.at("pipe"), request(nullptr))), CodeStatus::NotCode);
     EXPECT_EQ(facts::statusOf(strip(files_.at("pipe"))), CodeStatus::NotCode);
+}
+
+TEST_F(AFileThatIsNoCode, IsNotOpenedWhenItTakesTheNameOfCodeMeanwhile) {
+    const Terminal terminal;
+    const std::string code = files_.writeFile("code", "some code");
+    const std::string pipe = files_.at("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    ASSERT_EQ(::symlink(terminal.path().c_str(), files_.at("link").c_str()), 0);
+    const test::Openings openings[] = {test::Openings(pipe), test::Openings(terminal.path())};
+    const UniqueFd folder = *host::sys::open(files_.path(), O_RDONLY | O_DIRECTORY);
+    for (const char* other : {"pipe", "link"}) {
+        std::set<CodeStatus> seen;
+        test::whileFlipping(code, files_.at(other), [&] {
+            seen.insert(facts::statusOf(CodeFile::open(code)));
+            seen.insert(facts::statusOf(CodeFile::openAt(folder.get(), "code")));
+        });
+        seen.erase(CodeStatus::NotCode);
+        EXPECT_EQ(seen, std::set<CodeStatus>{CodeStatus{}}) << other;
+    }
+    EXPECT_FALSE(openings[0].heard());
+    EXPECT_FALSE(openings[1].heard());
 }
 
 TEST_F(AFileThatIsNoCode, CanBeTheKernels) {

@@ -6,12 +6,12 @@
 #include <cerrno>
 #include <filesystem>
 
-#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/host/sys.h"
 #include "tests/support/flipping.h"
+#include "tests/support/openings.h"
 #include "tests/support/sys_faults.h"
 #include "tests/support/temp_folder.h"
 
@@ -113,25 +113,10 @@ TEST_F(AFile, ThatCannotBeReadSaysWhy) {
     EXPECT_EQ(readFile(path, 10).error().code(), EIO);
 }
 
-/// Hears of every opening of one file, but of those that only hold it.
-class Openings {
-public:
-    explicit Openings(const std::string& path) : fd_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-        EXPECT_GE(::inotify_add_watch(fd_.get(), path.c_str(), IN_OPEN), 0);
-    }
-    bool heard() const {
-        std::array<char, 4'096> events{};
-        return ::read(fd_.get(), events.data(), events.size()) > 0;
-    }
-
-private:
-    UniqueFd fd_;
-};
-
 TEST_F(AFile, ThatIsNoRegularOneIsNotEvenOpened) {
     ASSERT_EQ(::mkfifo(folder_.at("pipe").c_str(), 0600), 0);
     std::filesystem::create_symlink("pipe", folder_.at("link to pipe"));
-    const Openings openings(folder_.at("pipe"));
+    const test::Openings openings(folder_.at("pipe"));
     std::filesystem::create_symlink("/dev/null", folder_.at("link to device"));
     for (const std::string& path : {folder_.at("pipe"), folder_.at("link to pipe"), std::string("/dev/null"),
                                     folder_.at("link to device"), folder_.path()}) {
@@ -141,7 +126,7 @@ TEST_F(AFile, ThatIsNoRegularOneIsNotEvenOpened) {
         EXPECT_EQ(faults.count(sys::Call::Read), 0U) << path;
     }
     EXPECT_FALSE(openings.heard());
-    const Openings others(folder_.writeFile("a", "x"));
+    const test::Openings others(folder_.writeFile("a", "x"));
     EXPECT_TRUE(readFile(folder_.at("a"), 10).ok());
     EXPECT_TRUE(others.heard());
 }
@@ -150,7 +135,7 @@ TEST_F(AFile, ThatChangesPlacesWithALinkToAPipeIsReadOrNotAtAll) {
     ASSERT_EQ(::mkfifo(folder_.at("pipe").c_str(), 0600), 0);
     std::filesystem::create_symlink("pipe", folder_.at("other"));
     folder_.writeFile("a", "x");
-    const Openings openings(folder_.at("pipe"));
+    const test::Openings openings(folder_.at("pipe"));
     test::whileFlipping(folder_.at("a"), folder_.at("other"), [&] {
         const Result<Data> content = readFile(folder_.at("a"), 10);
         EXPECT_TRUE(content ? *content == Data{'x'} : content.error().code() == EINVAL);
@@ -163,6 +148,22 @@ TEST_F(AFile, ThatMayNotBeReadIsAnErrorThatNamesIt) {
     test::SysFaults faults;
     faults.failNth(sys::Call::Open, 2, EACCES);
     EXPECT_EQ(readFile(path, 10).error().localizedDescription(), "open(\"" + path + "\"): Permission denied");
+}
+
+TEST_F(AFile, IsFoundByItsNameOnceMoreOnlyWhereThereIsNoProc) {
+    const std::string path = folder_.writeFile("a", "x");
+    {
+        test::SysFaults faults;
+        faults.failNth(sys::Call::Open, 2, ENOENT);
+        EXPECT_EQ(readFile(path, 10).error().localizedDescription(),
+                  "open(\"" + path + "\"): No such file or directory");
+        EXPECT_EQ(faults.count(sys::Call::Open), 2U);
+    }
+    test::SysFaults faults;
+    faults.failNth(sys::Call::Open, 2, ENOENT);
+    faults.failAll(sys::Call::Statx, ENOENT);
+    EXPECT_EQ(*readFile(path, 10), Data{'x'});
+    EXPECT_EQ(faults.count(sys::Call::Open), 3U);
 }
 
 TEST(AFileWithoutASize, IsReadWhole) {
