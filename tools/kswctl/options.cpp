@@ -94,50 +94,39 @@ void addAgentOptions(CLI::App& verb, Raw& raw, Takes takes) {
     }
 }
 
+/// Whether the verb is about what one user has, or the system.
+bool concernsUser(Takes takes) {
+    switch (takes) {
+        case Takes::Job:
+        case Takes::JobAndRoad:
+        case Takes::JobFolders:
+        case Takes::User:
+        case Takes::Kinds:
+        case Takes::Item:
+        case Takes::Location:
+        case Takes::Setting:
+        case Takes::ManagedJob:
+        case Takes::Subsystem:
+        case Takes::SubsystemAndTurn:
+            return true;
+        default:
+            return false;
+    }
+}
+
 void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
     switch (takes) {
         case Takes::Nothing:
-            return;
-        case Takes::AgentItem:
-        case Takes::AgentLocation:
-            addAgentOptions(verb, raw, takes);
-            return;
-        case Takes::Code:
-            addCodeOptions(verb, raw);
-            return;
-        case Takes::File:
-        case Takes::Bookmarked:
-        case Takes::Bookmark:
-        case Takes::Bookmarks:
-            addFileOptions(verb, raw, takes);
-            return;
-        case Takes::JobAlone:
-            addJobOptions(verb, raw, /*choosesRoad=*/false);
-            return;
-        case Takes::JobFolders:
-            addFolderOptions(verb, raw);
+        case Takes::User:
             break;
         case Takes::Job:
+        case Takes::JobAlone:
         case Takes::JobAndRoad:
             addJobOptions(verb, raw, takes == Takes::JobAndRoad);
             break;
-        case Takes::User:
+        case Takes::JobFolders:
+            addFolderOptions(verb, raw);
             break;
-        case Takes::Setting:
-        case Takes::Subsystem:
-        case Takes::SubsystemAndTurn:
-        case Takes::ManagedJob:
-            addSystemOptions(verb, raw, takes);
-            break;
-        case Takes::KindsOfRoster:
-        case Takes::RosterLocation:
-        case Takes::RosterItem:
-        case Takes::RosterChange:
-        case Takes::Payload:
-        case Takes::PayloadFile:
-        case Takes::Turn:
-            addSystemOptions(verb, raw, takes);
-            return;
         case Takes::Kinds:
             verb.add_option("--type", raw.kinds, "Kinds, with commas between (default: all): " + kindNames());
             break;
@@ -147,8 +136,25 @@ void addOptions(CLI::App& verb, Raw& raw, Takes takes) {
         case Takes::Location:
             verb.add_option("URL", raw.options.location, "The file")->required()->check(complaintIfEmpty);
             break;
+        case Takes::Code:
+            addCodeOptions(verb, raw);
+            break;
+        case Takes::File:
+        case Takes::Bookmarked:
+        case Takes::Bookmark:
+        case Takes::Bookmarks:
+            addFileOptions(verb, raw, takes);
+            break;
+        case Takes::AgentItem:
+        case Takes::AgentLocation:
+            addAgentOptions(verb, raw, takes);
+            break;
+        default:
+            addSystemOptions(verb, raw, takes);
     }
-    verb.add_option("--uid", raw.uid, "The user concerned, or \"system\" (default: the calling user)");
+    if (concernsUser(takes)) {
+        verb.add_option("--uid", raw.uid, "The user concerned, or \"system\" (default: the calling user)");
+    }
 }
 
 CLI::App* addGroup(CLI::App& app, const GroupRow& row) {

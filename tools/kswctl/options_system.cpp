@@ -19,6 +19,14 @@ void addTurn(CLI::App& verb, Raw& raw) {
     verb.add_option("TURN", raw.turn, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
 }
 
+void addRosterLocation(CLI::App& verb, Raw& raw) {
+    addText(verb, "URL", raw.options.location, "A URL with its scheme, or the path of a file");
+    verb.add_option("--type", raw.kindOfFile, "user-item, app or login-item (default: what the file is)")
+        ->check(CLI::IsMember({"user-item", "app", "login-item"}));
+    verb.add_flag("--global", raw.options.global, "Add it for every user");
+    verb.add_flag("--managed", raw.options.managed, "Add it as device management's");
+}
+
 void addRosterChanges(CLI::App& verb, Raw& raw) {
     const auto add = [&verb](const char* name, std::optional<std::string>& place, const char* help) {
         verb.add_option(name, place, help)->check(CLI::IsMember({"on", "off"}));
@@ -67,11 +75,7 @@ void addSystemOptions(CLI::App& verb, Raw& raw, Takes takes) {
             verb.add_option("--type", raw.kinds, "Kinds, with commas between (default: all): " + kindNames());
             return;
         case Takes::RosterLocation:
-            addText(verb, "URL", options.location, "A URL with its scheme, or the path of a file");
-            verb.add_option("--type", raw.kindOfFile, "user-item, app or login-item (default: what the file is)")
-                ->check(CLI::IsMember({"user-item", "app", "login-item"}));
-            verb.add_flag("--global", options.global, "Add it for every user");
-            verb.add_flag("--managed", options.managed, "Add it as device management's");
+            addRosterLocation(verb, raw);
             return;
         case Takes::RosterChange:
             addRosterChanges(verb, raw);
