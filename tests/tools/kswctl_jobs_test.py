@@ -98,12 +98,29 @@ class Inspecting(WithSigners):
         self.assertEqual((found["executablePath"], found["teamIdentifier"]), (None, None))
         self.assertEqual(found["absent"]["executablePath"], "../tool: lies outside of the application")
 
+    def test_a_job_file_that_a_link_finds_outside_is_not_the_applications(self):
+        app = self.app(self.folder / "Tool.app")
+        inside = self.job("Tool.app/Contents/a.plist", Label="a.inside")
+        outside = self.job("outside.plist", Label="a.outside")
+        (app / "Contents/link.plist").symlink_to(inside.name)
+        (app / "Contents/stray.plist").symlink_to("../../" + outside.name)
+        self.assertEqual(self.inspect(app / "Contents/link.plist", "--app", app)["identifier"], "8.a.inside")
+        done = self.tool("kswctl", "inspect", app / "Contents/stray.plist", "--app", app, status=2)
+        self.assertIn("is not inside the application", done.stderr)
+
     def test_a_login_item_in_an_application(self):
         app = self.app(self.folder / "Tool.app")
         helper = self.app(app / "Contents/Library/Helper.app", identifier="com.example.helper")
         found = self.inspect(helper, "--app", app, "--type", "login-item")
         self.assertEqual((found["identifier"], found["name"]), ("4.com.example.helper", "The Tool"))
         self.assertEqual((found["bundleIdentifier"], found["teamIdentifier"]), ("com.example.helper", "TEAM123"))
+
+    def test_a_login_item_that_is_a_job_file_is_no_job(self):
+        app = self.app(self.folder / "Tool.app")
+        job = self.job("Tool.app/Contents/a.plist", Label="a.b", BundleProgram="Contents/Linux/tool")
+        absent = self.inspect(job, "--app", app, "--type", "login-item")["absent"]
+        self.assertRegex(absent["identifier"], r"a.plist: .* \(-67062\)$")
+        self.assertEqual(absent["executablePath"], "it is the program itself")
 
     def test_a_job_that_only_opens_an_application(self):
         app = self.app(self.folder / "Tool.app")

@@ -57,7 +57,8 @@ Outcome<DerivedItem> derivedItemOf(const Options& options) {
     const auto& subject = std::get<Subject>(outcome);
     const auto type = static_cast<KSWItemType>(subject.type);
     DerivedItem derived;
-    derived.configuration = subject.configuration;
+    derived.configuration =
+        (type & (KSWItemTypeAgent | KSWItemTypeDaemon)) != 0 ? subject.configuration : std::nullopt;
     if (subject.bundleURL) {
         derived.application = KSWItem::itemWithType(
             KSWItemTypeApp, *subject.bundleURL, ItemIdentifierForURLAndType(KSWItemTypeApp, *subject.bundleURL));
@@ -66,7 +67,7 @@ Outcome<DerivedItem> derivedItemOf(const Options& options) {
         subject,
         ItemIdentifierWithRegistrationInfo(type, subject.bundleURL, subject.itemURL, subject.configuration),
         derived.application);
-    if ((type & (KSWItemTypeAgent | KSWItemTypeDaemon)) != 0 && derived.configuration) {
+    if (derived.configuration) {
         applyConfiguration(derived, subject);
     } else {
         derived.executable = derived.program = placeOf(subject.itemURL.relativePath(), subject);

@@ -18,7 +18,7 @@ struct DerivedItem {
     KSWItem::Pointer application;  ///< What carries the item; null for a legacy job.
     KSWItem::Pointer developer;    ///< Under whom the item is grouped.
     std::optional<ksw::URL> vouching;
-    std::optional<ksw::Dictionary> configuration;  ///< Absent for a login item that is an application itself.
+    std::optional<ksw::Dictionary> configuration;  ///< Absent for a login item.
     bool isLauncher = false;                       ///< The job only has an application opened.
     std::string executable;  ///< Where the code is whose maker counts; empty when that cannot be told.
     std::string program;     ///< Where what the job starts is; the same unless it is a launcher.

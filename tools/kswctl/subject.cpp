@@ -24,8 +24,14 @@ bool hasLegacyForm(KSWItemType kind) {
     return (kind & (KSWItemTypeAgent | KSWItemTypeDaemon | KSWItemTypeLoginItem)) != 0;
 }
 
-/// Where the job is: its own absolute URL, or the application and the place inside it.
-Outcome<Subject> placeOf(const Options& options) {
+bool isInside(const fs::path& path, const fs::path& folder) {
+    const fs::path inside = path.lexically_relative(folder);
+    return !inside.empty() && inside != "." && *inside.begin() != "..";
+}
+
+/// Where the job is: its own absolute URL, or the application and the place inside it. A file that is to be read is
+/// the application's only if no link leads out to it.
+Outcome<Subject> placeOf(const Options& options, JobFile jobFile) {
     const fs::path job = settled(options.job);
     if (!options.app) {
         const KSWItemType type = options.kind | (hasLegacyForm(options.kind) ? KSWItemTypeLegacyBit : 0);
@@ -37,12 +43,13 @@ Outcome<Subject> placeOf(const Options& options) {
     if (problem) {
         return usage("--app: " + *options.app + ": " + problem.message());
     }
-    const fs::path inside = job.lexically_relative(app);
-    if (inside.empty() || inside == "." || *inside.begin() == "..") {
+    const fs::path file = jobFile == JobFile::Read ? fs::weakly_canonical(job, problem) : job;
+    if (!isInside(job, app) || !isInside(file, app)) {
         return usage(options.job + " is not inside the application " + *options.app);
     }
-    return Subject{ksw::URL::fileURL(app.native(), ksw::PathKind::Directory), ksw::URL::fileURL(inside.native()),
-                   static_cast<std::int64_t>(options.kind), std::nullopt, options.uid};
+    return Subject{ksw::URL::fileURL(app.native(), ksw::PathKind::Directory),
+                   ksw::URL::fileURL(job.lexically_relative(app).native()), static_cast<std::int64_t>(options.kind),
+                   std::nullopt, options.uid};
 }
 
 bool isItselfTheItem(const Options& options) {
@@ -52,7 +59,7 @@ bool isItselfTheItem(const Options& options) {
 }  // namespace
 
 Outcome<Subject> subjectOf(const Options& options, JobFile jobFile) {
-    Outcome<Subject> place = placeOf(options);
+    Outcome<Subject> place = placeOf(options, jobFile);
     auto* subject = std::get_if<Subject>(&place);
     if (subject == nullptr) {
         return place;
