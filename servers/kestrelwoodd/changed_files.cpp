@@ -5,6 +5,7 @@
 #include "platform/facts/code_file.h"
 #include "platform/facts/file_inside.h"
 #include "platform/facts/libcrypto.h"
+#include "platform/host/bundles.h"
 #include "platform/host/file_facts.h"
 #include "servers/kestrelwoodd/reading_as.h"
 
@@ -53,11 +54,8 @@ std::optional<Data> digestOf(const std::string& path) {
     return digest ? std::optional(Data(digest->begin(), digest->end())) : std::nullopt;
 }
 
-/// The job's own words when its file has changed, and still describes this job and what it runs.
-std::optional<Dictionary> changedJob(const KSWItem& record) {
-    if (!hasChanged(record.modificationDate(), fileOf(record))) {
-        return std::nullopt;
-    }
+/// The job's own words, when its file still describes this job and what it runs.
+std::optional<Dictionary> jobInFile(const KSWItem& record) {
     const std::optional<Dictionary> job = readPropertyListFile(record.url()->absoluteURL());
     std::optional<Dictionary> configuration = job ? configurationFromJob(*job) : std::nullopt;
     if (!configuration || !configuration->contains(KSWConfigExecutablePath)) {
@@ -72,12 +70,24 @@ Array asArray(const std::vector<std::string>& texts) {
     return {texts.begin(), texts.end()};
 }
 
-/// Of a job that only opens an application the record names that; the job itself runs what opens it.
+bool isApplication(const std::string& path) {
+    return host::bundleExtension(path) == host::kApplicationExtension;
+}
+
+/// Of a job that only opens an application the record names that; the job itself runs what opens it, which its file
+/// says, or else its first argument.
 std::optional<std::string> programOf(const KSWItem& record) {
+    const std::optional<std::string>& executable = record.executablePath();
     const auto& arguments = record.programArguments();
-    const bool opens =
-        arguments && arguments->size() >= 2 && ((*arguments)[0] == "open" || (*arguments)[0] == "/usr/bin/open");
-    return opens ? std::optional((*arguments)[0]) : record.executablePath();
+    const bool opens = executable && isApplication(*executable) && arguments && arguments->size() >= 2 &&
+                       ((*arguments)[0] == "open" || (*arguments)[0] == "/usr/bin/open");
+    if (!opens) {
+        return executable;
+    }
+    const std::optional<Dictionary> job = jobInFile(record);
+    const auto* words = job ? find<Array>(*job, KSWConfigArguments) : nullptr;
+    const bool isSame = words != nullptr && *words == asArray(*arguments);
+    return isSame ? *find<std::string>(*job, KSWConfigExecutablePath) : (*arguments)[0];
 }
 
 Dictionary recordedJob(const KSWItem& record) {
@@ -123,7 +133,8 @@ std::optional<LaunchItem> recordedItem(const KSWItem& record, Uid uid, const Cal
     item.uid = uid;
     item.scope = uid;
     if (isJob(record.type())) {
-        std::optional<Dictionary> job = changedJob(record);
+        const bool isOther = hasChanged(record.modificationDate(), fileOf(record));
+        std::optional<Dictionary> job = isOther ? jobInFile(record) : std::nullopt;
         item.configuration = job ? std::move(job) : recordedJob(record);
     }
     return item;

@@ -166,6 +166,37 @@ TEST_F(AChangedFile, OfAJobThatOpensAnApplicationIsThatApplication) {
     EXPECT_EQ(agent("my.agent")->container()->identifier(), "Other Works");
 }
 
+TEST_F(AChangedFile, OfAJobThatSeemsToOpenADocumentIsItsProgram) {
+    Dictionary opening = job("my.agent", tool_);
+    opening[std::string(KSWConfigArguments)] = Array{"open", "/etc/hosts"};
+    const auto ask = [&](Operations::Operation operation) {
+        return daemon_.ask(operation, owner_, kLegacyAgent, kNoURL, jobURL("my.agent"), opening, owner_.uid);
+    };
+    ask(&Operations::enter);
+    replace(tool_, "Other Works");
+    ask(&Operations::effectiveDisposition);
+    EXPECT_EQ(agent("my.agent")->executablePath(), tool_);
+    EXPECT_EQ(agent("my.agent")->container()->identifier(), "Other Works");
+}
+
+TEST_F(AChangedFile, OfAJobThatOpensAnApplicationLeavesItTheConstraintOfWhatOpensIt) {
+    facts::makeApplication(files_, "Opened.app", "com.example.opened");
+    signBy(signerOf("Example Org"), files_.at("Opened.app"));
+    const std::string file = daemon_.folder().writeFile(
+        "job.plist",
+        "<plist version=\"1.0\"><dict><key>Label</key><string>my.agent</string><key>Program</key><string>" + tool_ +
+            "</string><key>ProgramArguments</key><array><string>open</string><string>" + files_.at("Opened.app") +
+            "</string></array></dict></plist>");
+    ASSERT_EQ(chmod(file.c_str(), 0644), 0);
+    ASSERT_EQ(askOfJob(&Operations::enter).code, KSWErrorNone);
+    const std::optional<Data> constraint = agent("my.agent")->lightweightRequirement();
+    ASSERT_TRUE(constraint.has_value());
+    ksw::test::setChanged(files_.at("Opened.app"), 1'790'000'000, 0);
+    EXPECT_EQ(askOfJob(&Operations::effectiveDisposition).requirement, constraint);
+    EXPECT_EQ(agent("my.agent")->executablePath(), files_.at("Opened.app"));
+    EXPECT_EQ(agent("my.agent")->generation(), 1);
+}
+
 TEST_F(AChangedFile, IsNoticedThoughAClientSaysItsDate) {
     enterAgent("my.agent", tool_);
     const ItemPointer changed = copyOfRecord(*agent("my.agent"));
