@@ -109,16 +109,22 @@ Dictionary recordedJob(const KSWItem& record) {
     return job;
 }
 
+bool haveDatesChanged(const KSWItem& record, const std::optional<std::string>& code, const Caller& rights) {
+    const ReadingAs reading(rights);
+    return reading.ok() && (hasChanged(record.modificationDate(), fileOf(record)) ||
+                            (isJob(record.type()) && hasChanged(record.executableModificationDate(), code)));
+}
+
 }  // namespace
 
 bool haveFilesChanged(const KSWItem& record, const Caller& rights) {
     if (record.intersectsType(KSWItemTypeUserItem | KSWItemTypeDeveloper)) {
         return false;
     }
-    const ReadingAs reading(rights);
-    return reading.ok() &&
-           (hasChanged(record.modificationDate(), fileOf(record)) ||
-            (isJob(record.type()) && hasChanged(record.executableModificationDate(), codeOf(record))));
+    const std::optional<std::string> code = codeOf(record);
+    // An application keeps its date when a file inside it becomes another.
+    return haveDatesChanged(record, code, rights) ||
+           (code && isApplication(*code) && isOfOtherMaker(record, *code, rights));
 }
 
 std::optional<LaunchItem> recordedItem(const KSWItem& record, Uid uid, const Caller& rights) {

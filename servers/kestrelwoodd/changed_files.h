@@ -6,9 +6,9 @@
 
 namespace ksw::daemon {
 
-/// Whether the item's own file or its executable has another date than the record says. A file that is not there,
-/// or that these rights do not show, is none that has changed; nor has a user's document, whose content says
-/// nothing of the item.
+/// Whether the item's own file or its executable has another date than the record says, or is an application that
+/// somebody else has made by now. A file that is not there, or that these rights do not show, is none that has
+/// changed; nor has a user's document, whose content says nothing of the item. Blocks while an application is read.
 bool haveFilesChanged(const KSWItem& record, const Caller& rights);
 
 /// A recorded item as if it were registered as its files are now: by its job file when that has changed and tells

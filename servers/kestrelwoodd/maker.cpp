@@ -32,27 +32,15 @@ std::optional<facts::StaticCode> openCode(const std::string& path, const Caller&
     return code ? std::optional(*std::move(code)) : std::nullopt;
 }
 
-}  // namespace
-
-Text usableDeveloperName(Text name) {
-    name = fitting(std::move(name));
-    const bool isUsable = name && !hasControlCharacter(*name) && !canIdentifyAnItem(*name);
-    return isUsable ? std::move(name) : std::nullopt;
-}
-
-Maker makerOf(const std::optional<std::string>& path, const Caller& caller) {
-    const std::optional<facts::StaticCode> code = path ? openCode(*path, caller) : std::nullopt;
-    if (!code) {
-        return {};
-    }
+Maker makerOfOpen(const facts::StaticCode& code) {
     // For what nobody answers for, no user is to have gigabytes hashed.
-    const Result<facts::CodeFacts> claimed = code->claims();
+    const Result<facts::CodeFacts> claimed = code.claims();
     if (!claimed || claimed->source != "embedded") {
         return {};
     }
     // Whom the host trusts is looked up without the caller's rights: were it hidden from him, it would seem to
     // trust nobody, and that answer is remembered for all.
-    const auto info = CodeSignInfoAccess::of(*code);
+    const auto info = CodeSignInfoAccess::of(code);
     if (!info) {
         return {};
     }
@@ -64,6 +52,30 @@ Maker makerOf(const std::optional<std::string>& path, const Caller& caller) {
             facts.lightweightCodeRequirement(),
             usableDeveloperName(facts.developerName()),
             facts.isSandboxed()};
+}
+
+}  // namespace
+
+Text usableDeveloperName(Text name) {
+    name = fitting(std::move(name));
+    const bool isUsable = name && !hasControlCharacter(*name) && !canIdentifyAnItem(*name);
+    return isUsable ? std::move(name) : std::nullopt;
+}
+
+Maker makerOf(const std::optional<std::string>& path, const Caller& caller) {
+    const std::optional<facts::StaticCode> code = path ? openCode(*path, caller) : std::nullopt;
+    return code ? makerOfOpen(*code) : Maker();
+}
+
+bool isOfOtherMaker(const KSWItem& record, const std::string& path, const Caller& caller) {
+    const std::optional<facts::StaticCode> code = openCode(path, caller);
+    if (!code) {
+        return false;
+    }
+    const Maker maker = makerOfOpen(*code);
+    // Of a curated record a table says who the developer is.
+    return maker.team != record.teamIdentifier() || maker.requirement != record.designatedRequirement() ||
+           (!record.isCurated() && maker.developer.value_or(std::string()) != record.developerName());
 }
 
 void takeMaker(KSWItem& record, Maker maker) {

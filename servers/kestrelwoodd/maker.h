@@ -32,6 +32,10 @@ std::optional<std::string> usableDeveloperName(std::optional<std::string> name);
 /// looked at before and is as it was costs next to nothing.
 Maker makerOf(const std::optional<std::string>& path, const Caller& caller);
 
+/// Whether the code at the path can be read with the caller's rights, and its signature names another team,
+/// requirement or developer than the record. Blocks as `makerOf` does.
+bool isOfOtherMaker(const KSWItem& record, const std::string& path, const Caller& caller);
+
 /// Gives a record what the maker says of its code. An agent or daemon keeps its bundle identifier, which is that of
 /// the application it belongs to and not its code's.
 void takeMaker(KSWItem& record, Maker maker);

@@ -197,6 +197,37 @@ TEST_F(AChangedFile, OfAJobThatOpensAnApplicationLeavesItTheConstraintOfWhatOpen
     EXPECT_EQ(agent("my.agent")->generation(), 1);
 }
 
+TEST_F(AChangedFile, InsideAnApplicationIsNoticedThoughThatKeepsItsDate) {
+    const std::string app = facts::makeApplication(files_, "Opened.app", "com.example.opened");
+    const auto signAndDate = [&](const std::string& organization) {
+        signBy(signerOf(organization), app);
+        ksw::test::setChanged(app, 1'790'000'000, 0);
+    };
+    Dictionary opening = job("my.agent", "/usr/bin/open");
+    opening[std::string(KSWConfigArguments)] = Array{"/usr/bin/open", app};
+    const auto askOfOpening = [&](Operations::Operation operation) {
+        return daemon_.ask(operation, owner_, kLegacyAgent, kNoURL, jobURL("my.agent"), opening, owner_.uid);
+    };
+    const auto askOfApplication = [&](Operations::Operation operation) {
+        return daemon_.ask(operation, owner_, KSWItemTypeApp, URL::fileURL(app), kNoURL, kNoConfiguration,
+                           owner_.uid);
+    };
+    signAndDate("Example Org");
+    askOfOpening(&Operations::enter);
+    const std::string identifier = *askOfApplication(&Operations::enter).item->identifier();
+    EXPECT_TRUE(askOfOpening(&Operations::fetch).changes.empty());
+    EXPECT_TRUE(askOfApplication(&Operations::fetch).changes.empty());
+    signAndDate("Other Works");
+    EXPECT_EQ(askOfOpening(&Operations::fetch).changes.size(), 1U);
+    EXPECT_EQ(askOfApplication(&Operations::fetch).changes.size(), 1U);
+    EXPECT_EQ(agent("my.agent")->container()->identifier(), "Other Works");
+    EXPECT_EQ(daemon_.record(owner_.uid, identifier)->container()->identifier(), "Other Works");
+    // Who may not read it has not seen that anything changed.
+    ASSERT_EQ(chmod((app + "/Contents/Linux").c_str(), 0), 0);
+    EXPECT_TRUE(askOfOpening(&Operations::fetch).changes.empty());
+    ASSERT_EQ(chmod((app + "/Contents/Linux").c_str(), 0755), 0);
+}
+
 TEST_F(AChangedFile, IsNoticedThoughAClientSaysItsDate) {
     enterAgent("my.agent", tool_);
     const ItemPointer changed = copyOfRecord(*agent("my.agent"));
