@@ -34,13 +34,18 @@ std::optional<std::string> fileOf(const KSWItem& record) {
     return record.url() && record.url()->isFileURL() ? std::optional(record.url()->path()) : std::nullopt;
 }
 
-/// The bundle that a recorded item lies in.
+/// The bundle that a recorded item lies in, also when its own URL does not say so.
 std::optional<URL> bundleOf(const KSWItem& record) {
-    const URL* base = record.url()->baseURL();
     if (record.intersectsType(KSWItemTypeApp)) {
         return record.url();
     }
-    return base == nullptr || (isJob(record.type()) && record.isLegacy()) ? std::nullopt : std::optional(*base);
+    if (isJob(record.type()) && record.isLegacy()) {
+        return std::nullopt;
+    }
+    const URL* base = record.url()->baseURL();
+    const ItemPointer container = base == nullptr ? record.container() : nullptr;
+    const bool isInApplication = container != nullptr && container->intersectsType(KSWItemTypeApp);
+    return base != nullptr ? std::optional(*base) : isInApplication ? container->url() : std::nullopt;
 }
 
 std::optional<Data> digestOf(const std::string& path) {

@@ -228,6 +228,22 @@ TEST_F(AChangedFile, InsideAnApplicationIsNoticedThoughThatKeepsItsDate) {
     ASSERT_EQ(chmod((app + "/Contents/Linux").c_str(), 0755), 0);
 }
 
+TEST_F(AChangedFile, OfALoginItemThatIsNamedFromTheRootLeavesItInItsApplication) {
+    const std::string app = facts::makeApplication(files_, "Tool.app", "com.example.tool");
+    const std::string helper = facts::makeApplication(files_, "Tool.app/Contents/Helper.app", "com.example.helper");
+    signBy(signerOf("Example Org"), helper);
+    signBy(signerOf("Example Org"), app);
+    const auto ask = [&](Operations::Operation operation) {
+        return daemon_.ask(operation, owner_, KSWItemTypeLoginItem | KSWItemTypeLegacyBit, URL::fileURL(app),
+                           URL::fileURL(helper), kNoConfiguration, owner_.uid);
+    };
+    ASSERT_TRUE(ask(&Operations::enter).item->container()->intersectsType(KSWItemTypeApp));
+    ksw::test::setChanged(helper, 1'790'000'000, 0);
+    const Answer answer = ask(&Operations::fetch);
+    EXPECT_EQ(answer.changes.size(), 1U);
+    EXPECT_TRUE(answer.item->container()->intersectsType(KSWItemTypeApp));
+}
+
 TEST_F(AChangedFile, IsNoticedThoughAClientSaysItsDate) {
     enterAgent("my.agent", tool_);
     const ItemPointer changed = copyOfRecord(*agent("my.agent"));
