@@ -60,15 +60,33 @@ std::string identifierOfApplication(const URL& bundle) {
     return *ComposedItemIdentifier(KSWItemTypeApp, place.absoluteString());
 }
 
-void checkDeveloper(KSWItem& item) {
+bool isTooLong(const std::optional<std::vector<std::string>>& texts) {
+    std::size_t size = 0;
+    for (const std::string& text : texts.value_or(std::vector<std::string>())) {
+        size += text.size();
+    }
+    return size > limits::kFieldMax;
+}
+
+/// Leaves out what no record can hold. Were the item refused for it, it would be in no list, for nobody to forbid.
+void makeFit(KSWItem& item) {
     const std::string name = item.developerName();
     item.setDeveloperName(name.empty() ? std::nullopt : usableDeveloperName(name));
+    if (isTooLong(item.programArguments())) {
+        item.setProgramArguments(std::nullopt);
+    }
+    if (isTooLong(item.associatedBundleIdentifiers())) {
+        item.setAssociatedBundleIdentifiers(std::nullopt);
+    }
+    if (item.bundleIdentifier() && item.bundleIdentifier()->size() > limits::kFieldMax) {
+        item.setBundleIdentifier(std::nullopt);
+    }
 }
 
 ItemPointer applicationAt(const URL& bundle) {
     ItemPointer application = KSWItem::itemWithType(KSWItemTypeApp, bundle, identifierOfApplication(bundle));
     application->setDeveloperName(DeveloperNameForURL(bundle));
-    checkDeveloper(*application);
+    makeFit(*application);
     application->setFlags(application->flags() | kContainsOnly);
     return application;
 }
@@ -151,7 +169,7 @@ Result<ItemFacts> factsOf(const LaunchItem& item, const std::string& identifier,
     ItemFacts facts = isLegacyJob      ? factsOfLegacyJob(item, identifier, purpose, caller)
                       : bundleOf(item) ? factsInBundle(item, identifier)
                                        : factsOfFile(item, identifier);
-    checkDeveloper(*facts.item);
+    makeFit(*facts.item);
     return facts;
 }
 

@@ -118,12 +118,19 @@ TEST(ARegistration, TakesATextOfTheLargestSize) {
     EXPECT_NE(daemon.record(0, "8.my.agent"), nullptr);
 }
 
-TEST(ARegistration, IsRefusedWhenItsArgumentsTogetherAreLargerThanAFieldMayBe) {
+TEST(ARegistration, LeavesOutListsThatTogetherAreLargerThanAFieldMayBe) {
     DaemonInside daemon;
     Dictionary job = jobNamed("my.agent");
-    job[std::string(KSWConfigArguments)] = Array(2, Value(std::string(limits::kFieldMax / 2 + 1, 'x')));
-    const Answer answer = daemon.ask(&Operations::enter, kRoot, kLegacyAgent, kNoURL, jobURL("my.agent"), job, 0);
-    EXPECT_EQ(answer.code, KSWErrorInvalidParameter);
+    const auto enter = [&](std::size_t each) {
+        job[std::string(KSWConfigArguments)] = Array(2, Value(std::string(each, 'x')));
+        return daemon.ask(&Operations::enter, kRoot, kLegacyAgent, kNoURL, jobURL("my.agent"), job, 0);
+    };
+    EXPECT_EQ(enter(limits::kFieldMax / 2).item->programArguments()->size(), 2U);
+    const Answer answer = enter(limits::kFieldMax / 2 + 1);
+    EXPECT_EQ(answer.code, KSWErrorRecordUpdated);
+    EXPECT_EQ(answer.item->programArguments(), std::nullopt);
+    EXPECT_EQ(answer.item->executablePath(), "/opt/tool");
+    EXPECT_EQ(enter(limits::kFieldMax / 2 + 1).code, KSWErrorRecordExists);
 }
 
 }  // namespace
