@@ -88,7 +88,7 @@ class Inspecting(WithSigners):
         self.assertEqual((found["url"], found["executablePath"]), ("Contents/Library/Agents/a.plist", "Contents/Linux/tool"))
         self.assertEqual((found["container"], found["containerURL"]), ("2.com.example.tool", app.as_uri() + "/"))
         self.assertEqual((found["teamIdentifier"], found["developerName"]), ("TEAM123", "Example Ltd"))
-        self.assertIsNotNone(found["executableModificationDate"])
+        self.assertRegex(found["executableModificationDate"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
 
     def test_a_program_outside_of_its_application_is_none(self):
         app = self.app(self.folder / "Tool.app")

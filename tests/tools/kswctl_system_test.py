@@ -1,5 +1,6 @@
 """kswctl about what belongs to the system: settings, switches of subsystems, and who is notified of what."""
 
+import datetime
 import os
 import pathlib
 import plistlib
@@ -142,6 +143,10 @@ class Managed(WithDaemon):
         self.json("managed", "set", "later", payload, "--later")
         self.assertEqual(self.json("show", uuid)["disposition"] & 2, 2)
         self.json("managed", "remove", "later")
+
+    def test_times_in_payloads_are_shown_as_rfc_3339_has_them(self):
+        self.json("managed", "set", "dated", self.file_of({"since": datetime.datetime(2026, 1, 2, 3, 4, 5)}))
+        self.assertEqual(self.json("managed", "show", "dated"), {"since": "2026-01-02T03:04:05Z"})
 
     def test_payloads_that_are_none_are_refused(self):
         self.kswctl("managed", "set", "odd", self.payload(Match="Nothing"), status=1)

@@ -194,7 +194,7 @@ class AWrongCommandLine(WithDaemon):
     def test_ends_with_wrong_usage(self):
         job = self.job("com.example.usage", Program="/bin/true")
         self.assert_usage()
-        self.assert_usage("frobnicate")
+        self.assert_usage("frobnicate", says="'frobnicate' is not known here")
         self.assert_usage("users", "extra")
         self.assert_usage("unregister", job, "--registrar")
         self.assert_usage("list", "extra")

@@ -1,7 +1,9 @@
 #include "tools/common/text.h"
+#include "tools/common/columns.h"
 #include "tools/common/terminal.h"
 
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -60,6 +62,32 @@ TEST(ALineOnATerminal, EndsInDotsWhereItDoesNotFit) {
     EXPECT_EQ(tools::fitted("123456", 5), "12...");
     EXPECT_EQ(tools::fitted("\xe2\x82\xac\xe2\x82\xac\xe2\x82\xac\xe2\x82\xac\xe2\x82\xac", 4), "\xe2\x82\xac...");
     EXPECT_EQ(tools::fitted("123456", 2), "..");
+    EXPECT_EQ(tools::fitted("\u65e5\u672c\u8a9e", 5), "\u65e5...");
+}
+
+TEST(Columns, AreTwoForWideCharactersAndNoneForAccents) {
+    EXPECT_EQ(tools::columnsOf("ab\u00e9\u20ac"), 4U);
+    EXPECT_EQ(tools::columnsOf("\u65e5\ud55c\U0001f642"), 6U);
+    EXPECT_EQ(tools::columnsOf("e\u0301"), 1U);
+    EXPECT_EQ(tools::endOfColumns("\u65e5\u672c", 3), 3U);  // half a character is none
+    EXPECT_EQ(tools::endOfColumns("e\u0301x", 1), 3U);
+}
+
+using Lines = std::vector<std::string>;
+
+TEST(ARecordOnATerminal, GoesOnBelowItsValue) {
+    EXPECT_EQ(tools::folded("name  one two three", 19, 6), (Lines{"name  one two three"}));
+    EXPECT_EQ(tools::folded("name  one two three", 18, 6), (Lines{"name  one two", "      three"}));
+    EXPECT_EQ(tools::folded("name  1234567890", 12, 6), (Lines{"name  123456", "      7890"}));
+    EXPECT_EQ(tools::folded("name  \u65e5\u672c\u8a9e\u65e5", 13, 6),
+              (Lines{"name  \u65e5\u672c\u8a9e", "      \u65e5"}));
+    EXPECT_EQ(tools::folded("name  ", 12, 6), (Lines{"name"}));
+    EXPECT_EQ(tools::folded("", 12, 6), (Lines{""}));
+}
+
+TEST(ARecordOnATerminal, BeginsFurtherToTheLeftWhereItWouldBecomeTooNarrow) {
+    EXPECT_EQ(tools::folded("name  1234567890", 9, 6), (Lines{"name", "  1234567", "  890"}));
+    EXPECT_EQ(tools::folded("\u65e5\u672c", 1, 6), (Lines{"\u65e5", "\u672c"}));
 }
 
 }  // namespace

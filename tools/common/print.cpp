@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/common/columns.h"
 #include "tools/common/record.h"
 #include "tools/common/terminal.h"
 #include "tools/common/text.h"
@@ -16,6 +17,9 @@ constexpr int kOnOneLine = -1;  // the JSON library's word for it
 
 /// A text that is longer puts only its own line out of step, or one such text would make all others as long.
 constexpr std::size_t kColumnMax = 256;
+
+/// Columns between two of a table's.
+constexpr std::size_t kGap = 2;
 
 /// ASCII only: no byte of an item comes through as a terminal's command.
 std::string json(const Record& record, int indent) {
@@ -38,7 +42,7 @@ std::vector<std::size_t> widths(const std::vector<Row>& rows) {
     for (const Row& row : rows) {
         widest.resize(std::max(widest.size(), row.size()));
         for (std::size_t column = 0; column < row.size(); ++column) {
-            widest[column] = std::max(widest[column], std::min(row[column].size(), kColumnMax));
+            widest[column] = std::max(widest[column], std::min(columnsOf(row[column]), kColumnMax));
         }
     }
     return widest;
@@ -49,7 +53,8 @@ std::string lineOf(const Row& row, const std::vector<std::size_t>& widest) {
     for (std::size_t column = 0; column < row.size(); ++column) {
         line += row[column];
         if (column + 1 < row.size()) {
-            line.append(std::max(widest[column], row[column].size()) - row[column].size() + 2, ' ');
+            const std::size_t columns = columnsOf(row[column]);
+            line.append(std::max(widest[column], columns) - columns + kGap, ' ');
         }
     }
     return line;
@@ -79,8 +84,14 @@ std::string cell(const Record& value) {
 
 void printRows(const std::vector<Row>& rows) {
     const std::vector<std::size_t> widest = widths(rows);
+    std::size_t indent = 0;
+    for (std::size_t column = 0; column + 1 < widest.size(); ++column) {
+        indent += widest[column] + kGap;
+    }
     for (const Row& row : rows) {
-        std::cout << lineOf(row, widest) << '\n';
+        for (const std::string& part : shownLines(lineOf(row, widest), indent)) {
+            std::cout << part << '\n';
+        }
     }
 }
 

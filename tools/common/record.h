@@ -16,7 +16,7 @@ using Record = nlohmann::ordered_json;
 
 enum class Form { Table, Json };
 
-/// A property-list value as JSON: bytes in hexadecimal digits, dates and errors as text.
+/// A property-list value as JSON: bytes in hexadecimal digits, dates as RFC 3339 in UTC, errors as text.
 Record recordOf(const ksw::Value& value);
 Record recordOf(const ksw::Dictionary& dictionary);
 
@@ -44,7 +44,8 @@ using Row = std::vector<std::string>;
 /// A value as a table shows it.
 std::string cell(const Record& value);
 
-/// Writes the lines with their columns one below the other.
+/// Writes the lines with their columns one below the other. On a terminal a line that does not fit goes on in the
+/// next ones, below its last column.
 void printRows(const std::vector<Row>& rows);
 
 }  // namespace tools

@@ -19,11 +19,22 @@ std::string hexadecimal(const ksw::Data& bytes) {
     return text;
 }
 
+/// "2001-01-01T00:00:00Z", as RFC 3339 has it; what is no date the library says in words.
+std::string instant(const ksw::Date& date) {
+    constexpr std::string_view kZone = " +0000";
+    std::string text = date.string();
+    if (text.ends_with(kZone)) {
+        text.replace(text.size() - kZone.size(), kZone.size(), "Z");
+        text[text.find(' ')] = 'T';
+    }
+    return text;
+}
+
 /// One overload for each kind of value.
 struct AsRecord {
     Record operator()(std::monostate) const { return nullptr; }
     Record operator()(const ksw::Data& bytes) const { return hexadecimal(bytes); }
-    Record operator()(const ksw::Date& date) const { return date.string(); }
+    Record operator()(const ksw::Date& date) const { return instant(date); }
     Record operator()(const ksw::Error& error) const { return error.description(); }
     Record operator()(const ksw::Dictionary& dictionary) const { return recordOf(dictionary); }
     Record operator()(const ksw::Array& array) const {

@@ -7,6 +7,8 @@
 #include <charconv>
 #include <cstdlib>
 
+#include "tools/common/columns.h"
+
 namespace tools {
 
 namespace {
@@ -22,19 +24,20 @@ bool isTerminal() {
     return isatty(STDOUT_FILENO) == 1;
 }
 
-bool beginsCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
+/// Where the first part of a text ends that goes on in the next line: at the last space that leaves something
+/// between `from` and itself, else where the room ends. At least one character behind `from`.
+std::size_t endOfPart(std::string_view text, std::size_t from, std::size_t room) {
+    std::size_t end = endOfColumns(text, room);
+    while (end <= from && end < text.size()) {
+        end = endOfColumns(text, ++room);
+    }
+    const std::size_t space = text.substr(0, end + 1).rfind(' ');
+    const bool hasWord = space != std::string_view::npos && text.find_first_not_of(' ', from) < space;
+    return end < text.size() && hasWord ? space : end;
 }
 
-/// Where the first `width` characters of the line end.
-std::size_t endOf(std::string_view line, std::size_t width) {
-    std::size_t count = 0;
-    for (std::size_t place = 0; place < line.size(); ++place) {
-        if (beginsCharacter(line[place]) && count++ == width) {
-            return place;
-        }
-    }
-    return line.size();
+std::string_view withoutTrailingSpaces(std::string_view text) {
+    return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
 }  // namespace
@@ -63,11 +66,31 @@ std::string coloured(std::string_view text, Colour colour) {
 }
 
 std::string fitted(std::string_view line, std::size_t width) {
-    if (endOf(line, width) == line.size()) {
+    if (endOfColumns(line, width) == line.size()) {
         return std::string(line);
     }
     const std::string_view dots = kDots.substr(0, width);
-    return std::string(line.substr(0, endOf(line, width - dots.size()))) + std::string(dots);
+    return std::string(line.substr(0, endOfColumns(line, width - dots.size()))) + std::string(dots);
+}
+
+std::vector<std::string> folded(std::string_view line, std::size_t width, std::size_t indent) {
+    // Where the lines would become too short to be read, they begin further to the left.
+    const bool isRoomy = indent * 2 <= width;
+    const std::string margin(isRoomy ? indent : std::min<std::size_t>(2, width / 2), ' ');
+    std::vector<std::string> lines;
+    std::size_t end = endOfPart(line, isRoomy ? endOfColumns(line, indent) : 0, width);
+    lines.emplace_back(withoutTrailingSpaces(line.substr(0, end)));
+    while (line.find_first_not_of(' ', end) != std::string_view::npos) {
+        line.remove_prefix(line.find_first_not_of(' ', end));
+        end = endOfPart(line, 0, width - margin.size());
+        lines.push_back(margin + std::string(withoutTrailingSpaces(line.substr(0, end))));
+    }
+    return lines;
+}
+
+std::vector<std::string> shownLines(const std::string& line, std::size_t indent) {
+    const std::optional<std::size_t> width = terminalWidth();
+    return width ? folded(line, *width, indent) : std::vector{line};
 }
 
 }  // namespace tools

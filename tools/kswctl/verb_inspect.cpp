@@ -25,7 +25,7 @@ Record hexOf(const std::optional<ksw::Data>& data) {
 
 /// Seconds since 2001-01-01 00:00:00 UTC; 0 stands for none.
 Record dateOf(double seconds) {
-    return seconds == 0 ? Record(nullptr) : Record(seconds);
+    return seconds == 0 ? Record(nullptr) : recordOf(ksw::Value(ksw::Date{seconds}));
 }
 
 /// Beside what every item's record shows, which needs no UUID, generation and user as long as there is no record.

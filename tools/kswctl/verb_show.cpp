@@ -6,6 +6,7 @@
 #include <variant>
 #include <vector>
 
+#include "tools/common/terminal.h"
 #include "tools/common/text.h"
 #include "tools/kswctl/items.h"
 #include "tools/kswctl/record.h"
@@ -13,6 +14,9 @@
 
 namespace tools::kswctl {
 namespace {
+
+/// Where the values stand in what the framework dumps.
+constexpr std::size_t kValueColumn = 23;
 
 using Text = std::optional<std::string>;
 using Texts = std::optional<std::vector<std::string>>;
@@ -72,7 +76,9 @@ std::string dumpOf(const KSWItem& item) {
 void printLinesOf(std::string_view dump) {
     while (!dump.empty()) {
         const std::size_t end = dump.find('\n');
-        std::cout << printable(dump.substr(0, end), Backslash::Kept) << '\n';
+        for (const std::string& line : shownLines(printable(dump.substr(0, end), Backslash::Kept), kValueColumn)) {
+            std::cout << line << '\n';
+        }
         dump.remove_prefix(end == std::string_view::npos ? dump.size() : end + 1);
     }
 }
