@@ -16,13 +16,14 @@ struct Check {
     std::string mend;  ///< The command that mends it; empty when there is nothing to mend.
 };
 
-/// What is installed and readable: features, texts, attribution tables, the library that reads signatures.
+/// What is installed, readable and whole: features, texts, attribution tables, the library that reads signatures.
 std::vector<Check> checkInstallation();
 
 /// Whether the daemon's services answer, and the caller's agent and notifications where there is a session.
 std::vector<Check> checkServices();
 
-/// Whether only an administrator can change the places that everybody relies on, and whose signatures hold.
+/// Whether only an administrator can change the places that everybody relies on, whose signatures hold, and whether
+/// records were lost.
 std::vector<Check> checkTrust();
 
 }  // namespace tools::kswctl

@@ -50,9 +50,13 @@ std::string padded(std::string text, std::size_t width) {
 void printForPeople(const std::vector<Check>& checks) {
     for (const Check& check : checks) {
         const Words words = wordsOf(check.finding);
-        const std::string gap(kFindingWidth - std::string_view(words.text).size(), ' ');
-        std::cout << coloured(words.text, words.colour) << gap << padded(check.about, kAboutWidth)
-                  << printable(check.detail) << '\n';
+        std::string line =
+            padded(words.text, kFindingWidth) + padded(check.about, kAboutWidth) + printable(check.detail);
+        for (const std::string& part : shownLines(line, kFindingWidth + kAboutWidth)) {
+            const std::size_t word = part.starts_with(words.text) ? std::string_view(words.text).size() : 0;
+            std::cout << (word == 0 ? "" : coloured(words.text, words.colour)) << part.substr(word) << '\n';
+        }
+        // The command stays whole, so that it can be copied.
         if (!check.mend.empty()) {
             std::cout << padded("", kFindingWidth) << "mend it: " << printable(check.mend) << '\n';
         }
