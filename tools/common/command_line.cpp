@@ -1,6 +1,8 @@
 #include "tools/common/command_line.h"
 
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "tools/common/outcome.h"
 
@@ -26,6 +28,10 @@ std::optional<ExitStatus> parse(CLI::App& app, int argc, const char* const* argv
     } catch (const CLI::Success& asked) {
         app.exit(asked, std::cout, std::cerr);
         return ExitStatus::Done;
+    } catch (const CLI::RequiredError& error) {
+        // What is required may be missing because something else stands in its place.
+        const std::vector<std::string> unknown = app.remaining(/*recurse=*/true);
+        return wrongUsage(unknown.empty() ? error.what() : "'" + unknown.front() + "' is not known here");
     } catch (const CLI::ParseError& error) {
         return wrongUsage(error.what());
     }
