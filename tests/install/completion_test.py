@@ -12,7 +12,8 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
 from installed_tree import BINARY_DIR  # noqa: E402
-from live_daemon import WithDaemon, program  # noqa: E402
+from live_agent import WithAgent  # noqa: E402
+from live_daemon import program  # noqa: E402
 
 COMPLETIONS = BINARY_DIR / "share" / "completions"
 PROMPT = "ready>"
@@ -57,7 +58,7 @@ class Terminal:
         os.waitpid(self.pid, 0)
 
 
-class Completion(WithDaemon):
+class Completion(WithAgent):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
@@ -72,13 +73,19 @@ class Completion(WithDaemon):
         self.addCleanup(terminal.close)
         return terminal
 
+    def login_item(self):
+        """The identifier of an item that opens at login."""
+        return self.json("login-items", "add", self.folder)["identifier"]
+
     def test_completes_commands_options_values_and_live_identifiers(self):
         self.registered("com.example.completed")
+        login_item = self.login_item()
         for shell in self.shells:
             terminal = self.terminal(shell)
             for typed, completed in [("kswctl disal", "kswctl disallow"), ("kswctl list --ty", "kswctl list --type"),
                                      ("kswctl list --type shel", "kswctl list --type shelf-tile"),
-                                     ("kswctl show 8.com.ex", "kswctl show 8.com.example.completed")]:  # fmt: skip
+                                     ("kswctl show 8.com.ex", "kswctl show 8.com.example.completed"),
+                                     (f"kswctl login-items remove {login_item[:5]}", login_item)]:  # fmt: skip
                 terminal.type(f"{typed}\t")
                 terminal.wait_for(completed)
                 terminal.type("\x15")  # take the line back
@@ -86,11 +93,13 @@ class Completion(WithDaemon):
     def test_tells_fish_the_same(self):
         if shutil.which("fish"):
             self.registered("com.example.for-fish")
+            login_item = self.login_item()
             environment = {"TERM": "dumb", "XDG_CONFIG_HOME": str(self.folder), "HOME": str(self.folder),
                            "PATH": f"{pathlib.Path(program('kswctl')).parent}:{os.environ['PATH']}"}  # fmt: skip
             script = COMPLETIONS / "kswctl.fish"
             for typed, completed in [("kswctl disal", "disallow"), ("kswctl list --ty", "--type"),
-                                     ("kswctl show 8.com.ex", "8.com.example.for-fish")]:  # fmt: skip
+                                     ("kswctl show 8.com.ex", "8.com.example.for-fish"),
+                                     (f"kswctl login-items remove {login_item[:5]}", login_item)]:  # fmt: skip
                 self.assertIn(completed, self.said_on_a_terminal(
                     ["fish", "--no-config", "-c", f"source {script}; complete -C '{typed}'"], environment))
 
