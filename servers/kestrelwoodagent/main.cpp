@@ -46,6 +46,8 @@ Environment:
   XDG_DATA_HOME            where login items are imported from; default: ~/.local/share
   KESTRELWOOD_ROOT         folder under which all of these places are looked up
   KESTRELWOOD_LOG=debug    log everything, to standard error too
+  KESTRELWOOD_LOG_PRIVATE=1
+                           write values that are not public into the log
 )";
 
 /// The folder of state is made below the user's home where it lies in it: what is above is not the agent's to make.

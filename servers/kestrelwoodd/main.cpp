@@ -44,6 +44,8 @@ the desktop's notification service, on the session's bus; without one it goes in
 Environment:
   KESTRELWOOD_ROOT         folder under which all of these places are looked up
   KESTRELWOOD_LOG=debug    log everything, to standard error too
+  KESTRELWOOD_LOG_PRIVATE=1
+                           write values that are not public into the log
   DBUS_SESSION_BUS_ADDRESS, XDG_RUNTIME_DIR
                            where the session's bus is (with --notifications)
 )";

@@ -7,12 +7,13 @@ import sys
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
-from installed_tree import BINARY_DIR, run  # noqa: E402
+from installed_tree import BINARY_DIR, SOURCE_DIR, run  # noqa: E402
 
 MANUAL = BINARY_DIR / "share" / "man"
 PAGES = ["man1/kswctl.1", "man1/kswsign.1", "man3/libkestrelwood.3", "man7/kestrelwood.7", "man8/kestrelwoodagent.8",
          "man8/kestrelwoodd.8"]  # fmt: skip
 SECTIONS = ["NAME", "SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "ENVIRONMENT", "FILES", "EXAMPLES", "SEE ALSO"]
+READING = re.compile(r'(?:environmentVariable|getenv|[vV]ariable|FromEnvironment|folderNamed|isSet)\(\s*"([A-Z_]+)"')
 
 
 def commands(tool, *words):
@@ -47,6 +48,18 @@ class TheManual(unittest.TestCase):
             described = re.findall(r"^\.SS (.*)$", text, re.MULTILINE)
             for command in commands(tool):
                 self.assertTrue(any(f"{line} ".startswith(f"{command} ") for line in described), command)
+
+    def test_names_the_variables_of_the_environment_that_are_read_and_no_other(self):
+        code = "".join(path.read_text(encoding="utf-8") for folder in ["platform", "servers", "tools"]
+                       for path in (SOURCE_DIR / folder).rglob("*.cpp"))  # fmt: skip
+        read = set(READING.findall(code))
+        named = set()
+        for page in PAGES:
+            _, _, text = (MANUAL / page).read_text(encoding="utf-8").partition(".SH ENVIRONMENT\n")
+            for line in re.findall(r"^\.TP\n(.*)$", text.partition("\n.SH ")[0], re.MULTILINE):
+                named |= set(re.findall(r"\b[A-Z_]{2,}\b", line.removeprefix(".BR")))
+        self.assertEqual(read - named, set())
+        self.assertEqual({name for name in named if f'"{name}"' not in code}, set())
 
 
 if __name__ == "__main__":
