@@ -86,7 +86,7 @@ Result<BusConnection> BusConnection::open(const std::string& path, Deadline dead
     if (Status status = sys::connectUnix(socket->get(), path, timeUntil(deadline)); !status) {
         return unreachable(status.error().localizedDescription());
     }
-    const Result<PeerIdentity> peer = PeerIdentity::ofSocket(socket->get());
+    const Result<PeerIdentity> peer = PeerIdentity::ofListener(socket->get(), path);
     if (!peer || (peer->uid() != ::geteuid() && peer->uid() != 0)) {
         return Error(ConnectionError::WrongPeer, format("\"%@\": another user listens there", path));
     }

@@ -8,6 +8,7 @@
 #include "platform/base/paths.h"
 #include "platform/host/environment.h"
 #include "platform/host/file_facts.h"
+#include "platform/host/hidden_root.h"
 #include "platform/host/sys.h"
 
 namespace ksw::host {
@@ -47,7 +48,7 @@ Uid hostRootOwner() {
         return 0;
     }
     const Result<struct ::statx> facts = sys::statx(root, 0, STATX_UID);
-    return facts ? facts->stx_uid : kNoUser;
+    return facts ? ownerAt(root, facts->stx_uid) : kNoUser;
 }
 
 bool isServiceName(std::string_view name) {

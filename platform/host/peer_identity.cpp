@@ -5,6 +5,7 @@
 
 #include <sys/socket.h>
 
+#include "platform/host/hidden_root.h"
 #include "platform/host/process_facts.h"
 #include "platform/host/sys.h"
 
@@ -57,9 +58,8 @@ Status addProcessFacts(AuditToken& token, int process) {
     return {};
 }
 
-}  // namespace
-
-Result<PeerIdentity> PeerIdentity::ofSocket(int fd) {
+/// The peer of a connected socket as the kernel shows it.
+Result<AuditToken> peerToken(int fd) {
     const Result<ucred> credentials = sys::getOption<ucred>(fd, SOL_SOCKET, SO_PEERCRED);
     if (!credentials) {
         return credentials.error();
@@ -75,7 +75,27 @@ Result<PeerIdentity> PeerIdentity::ofSocket(int fd) {
             static_cast<void>(addProcessFacts(token, process->get()).ok());
         }
     }
-    return PeerIdentity(token);
+    return token;
+}
+
+}  // namespace
+
+Result<PeerIdentity> PeerIdentity::ofSocket(int fd) {
+    Result<AuditToken> token = peerToken(fd);
+    if (!token) {
+        return token.error();
+    }
+    token->words[0] = callerThrough(fd, token->effectiveUid());
+    return PeerIdentity(*token);
+}
+
+Result<PeerIdentity> PeerIdentity::ofListener(int fd, const std::string& path) {
+    Result<AuditToken> token = peerToken(fd);
+    if (!token) {
+        return token.error();
+    }
+    token->words[0] = listenerAt(path, token->effectiveUid());
+    return PeerIdentity(*token);
 }
 
 Result<AuditToken> auditTokenForPid(pid_t pid) {

@@ -3,6 +3,8 @@
 // the time the process was started; the pid alone is never enough, since it is used again.
 #pragma once
 
+#include <string>
+
 #include <kestrelwood/values/audit_token.h>
 
 #include "platform/base/result.h"
@@ -14,11 +16,13 @@ namespace ksw::host {
 /// once per connection; a plain value afterwards.
 class PeerIdentity {
 public:
-    /// The peer of a connected Unix socket: for an accepted one who connected, for a connecting one who listens.
-    /// Error: POSIX, when the kernel has no credentials for the socket.
+    /// Who has connected to an accepted Unix socket. Error: POSIX, when the kernel has no credentials for the
+    /// socket.
     static Result<PeerIdentity> ofSocket(int fd);
+    /// Who listens at `path`, which the socket was connected to: absolute, and without links. Error: as above.
+    static Result<PeerIdentity> ofListener(int fd, const std::string& path);
 
-    /// The peer's effective user.
+    /// The peer's effective user; uid 0 also where the kernel has no number for it (hidden_root.h).
     Uid uid() const { return token_.effectiveUid(); }
     pid_t pid() const { return token_.pid(); }
     /// Names the peer's process. When it has ended already, or belongs to another pid namespace, its identity is 0

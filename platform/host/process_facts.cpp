@@ -50,12 +50,17 @@ bool readPair(std::string_view status, std::string_view label, std::uint32_t& re
 Result<std::string> processFile(pid_t pid, std::string_view name) {
     std::string path = "/proc/" + std::to_string(pid) + "/";
     path += name;
+    Result<std::string> content = kernelFile(path);
+    const bool isGone = !content && sys::isErrno(content.error(), ENOENT);
+    return isGone ? Result<std::string>(sys::callError(ESRCH, "open", path)) : std::move(content);
+}
+
+Result<std::string> kernelFile(const std::string& path) {
     const Result<UniqueFd> file = sys::open(path, O_RDONLY);
     if (!file) {
-        const bool isGone = sys::isErrno(file.error(), ENOENT);
-        return isGone ? sys::callError(ESRCH, "open", path) : file.error();
+        return file.error();
     }
-    // These files have no size.
+    // These files have no size, and some of them are read whole or not at all.
     std::string content;
     std::size_t size = 0;
     while (size < kProcessFileMax) {

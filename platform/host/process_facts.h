@@ -30,6 +30,8 @@ Result<ProcessIds> processIds(pid_t pid);
 /// The content of a file of /proc/PID: `processFile(pid, "status")`. What is longer than `kProcessFileMax` is cut
 /// off. Error: POSIX, ESRCH when there is no such process or file.
 Result<std::string> processFile(pid_t pid, std::string_view name);
+/// The same of any file of /proc, by its path. Error: POSIX.
+Result<std::string> kernelFile(const std::string& path);
 
 /// A process may have a long environment, a host many mounts.
 inline constexpr std::size_t kProcessFileMax = 1'024UL * 1'024UL;

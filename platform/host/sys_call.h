@@ -18,6 +18,7 @@ enum class Call : std::uint8_t {
     Accept,
     Bind,
     Connect,
+    GetSockName,
     GetSockOpt,
     Listen,
     Recv,

@@ -131,6 +131,19 @@ Status listen(int fd, int backlog) {
     return {};
 }
 
+Result<std::string> boundPath(int fd) {
+    sockaddr_un address{};
+    socklen_t size = sizeof address;
+    if (retried(Call::GetSockName,
+                [&](std::size_t) { return ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size); }) < 0) {
+        return callError(errno, "getsockname", fd);
+    }
+    if (address.sun_family != AF_UNIX) {
+        return std::string();
+    }
+    return std::string(address.sun_path, ::strnlen(address.sun_path, sizeof address.sun_path));
+}
+
 Result<std::optional<UniqueFd>> accept(int fd, bool nonBlocking) {
     const int flags = SOCK_CLOEXEC | (nonBlocking ? SOCK_NONBLOCK : 0);
     UniqueFd accepted(retried(Call::Accept, [&](std::size_t) { return ::accept4(fd, nullptr, nullptr, flags); }));

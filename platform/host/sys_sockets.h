@@ -5,6 +5,7 @@
 #include <chrono>
 #include <optional>
 #include <span>
+#include <string>
 #include <utility>
 
 #include <sys/socket.h>
@@ -27,6 +28,9 @@ Status connectUnix(int fd, const std::string& path, std::chrono::milliseconds ti
 /// Binds to a path, which may be longer than a socket address. EADDRINUSE when something is there.
 Status bindUnix(int fd, const std::string& path);
 Status listen(int fd, int backlog);
+/// The path that a socket, or the one that it was accepted from, is bound to, as whoever bound it wrote it; empty
+/// for one that is bound to none.
+Result<std::string> boundPath(int fd);
 /// The next connection; absent when there is none now (a non-blocking listener) or it is already gone.
 /// Error: EMFILE, ENFILE, ENOMEM and whatever the kernel says; the listener stays usable.
 Result<std::optional<UniqueFd>> accept(int fd, bool nonBlocking);

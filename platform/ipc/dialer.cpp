@@ -42,7 +42,7 @@ Result<UniqueFd> dial(const ServicePlace& place) {
     if (Status status = host::sys::connectUnix(socket->get(), place.path, timeout); !status) {
         return unreachable(status.error());
     }
-    Result<host::PeerIdentity> peer = host::PeerIdentity::ofSocket(socket->get());
+    Result<host::PeerIdentity> peer = host::PeerIdentity::ofListener(socket->get(), place.path);
     if (!peer) {
         return Error(ConnectionError::WrongPeer, peer.error().localizedDescription());
     }

@@ -7,8 +7,10 @@
 #include <cstring>
 #include <fstream>
 
+#include <grp.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,25 +28,28 @@ bool write(const char* path, const std::string& text) {
     return file.good();
 }
 
+/// In a space of users of its own, and in others, in which this user is `uid` and of `gid`, and there is nobody
+/// else.
+bool leaveUsers(int others, uid_t uid, gid_t gid) {
+    const std::string user = " " + std::to_string(::geteuid()) + " 1";
+    const std::string group = " " + std::to_string(::getegid()) + " 1";
+    return ::unshare(CLONE_NEWUSER | others) == 0 && write("/proc/self/uid_map", std::to_string(uid) + user) &&
+           write("/proc/self/setgroups", "deny") && write("/proc/self/gid_map", std::to_string(gid) + group);
+}
+
 /// Root needs a space of mounts; anybody else a space of users as well, in which it is root, and so does a root
 /// without the rights of one.
 bool leaveMounts() {
-    const std::string uid = std::to_string(::geteuid());
-    const std::string gid = std::to_string(::getegid());
-    if (::geteuid() != 0 || ::unshare(CLONE_NEWNS) != 0) {
-        if (::unshare(CLONE_NEWNS | CLONE_NEWUSER) != 0 ||
-            !(write("/proc/self/uid_map", uid + " " + uid + " 1") && write("/proc/self/setgroups", "deny") &&
-              write("/proc/self/gid_map", gid + " " + gid + " 1"))) {
-            return false;
-        }
+    if ((::geteuid() != 0 || ::unshare(CLONE_NEWNS) != 0) && !leaveUsers(CLONE_NEWNS, ::geteuid(), ::getegid())) {
+        return false;
     }
     return ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
 /// Whether that is how a kernel, a sandbox or an administrator says no.
-int resultOfRefusal() {
+int resultOfRefusal(const char* wanted) {
     const int error = errno;
-    std::fprintf(stderr, "not tested, no mounts of its own: %s\n", std::strerror(error));
+    std::fprintf(stderr, "not tested, no %s of its own: %s\n", wanted, std::strerror(error));
     const bool isForbidden =
         error == EPERM || error == EACCES || error == ENOSPC || error == ENOSYS || error == EINVAL;
     return isForbidden ? kRefused : kFailed;
@@ -71,7 +76,7 @@ int resultOf(const std::function<void()>& body) {
 }  // namespace
 
 void withOwnMounts(const std::function<void()>& body) {
-    const int result = runInChild([&] { return leaveMounts() ? resultOf(body) : resultOfRefusal(); });
+    const int result = runInChild([&] { return leaveMounts() ? resultOf(body) : resultOfRefusal("mounts"); });
     EXPECT_NE(result, kFailed);
     if (result == kRefused) {
         testing::Test::RecordProperty("mounts", "refused");
@@ -88,6 +93,24 @@ void asOrdinaryUser(const std::function<void()>& body) {
                   return done ? resultOf(body) : int{kFailed};
               }),
               int{kDone});
+}
+
+bool enterUserNamespace(uid_t uid) {
+    const bool isRoot = ::geteuid() == 0;
+    if (isRoot &&
+        (::setgroups(0, nullptr) != 0 || ::setresgid(uid, uid, uid) != 0 || ::setresuid(uid, uid, uid) != 0)) {
+        return false;
+    }
+    // Whoever changes his uid has no right to his own entries in /proc any more.
+    if (::prctl(PR_SET_DUMPABLE, 1) != 0 || !leaveUsers(0, uid, uid)) {
+        static_cast<void>(resultOfRefusal("users"));
+        return false;
+    }
+    return true;
+}
+
+void inUserNamespace(uid_t uid, const std::function<void()>& body) {
+    EXPECT_NE(runInChild([&] { return enterUserNamespace(uid) ? resultOf(body) : int{kRefused}; }), int{kFailed});
 }
 
 void mountNew(const std::string& folder) {
