@@ -64,6 +64,8 @@ function(ksw_install_services)
         file(GLOB units CONFIGURE_DEPENDS ${KSW_SHARE}/systemd/${domain}/*.socket)
         install(FILES ${units} DESTINATION lib/systemd/${domain} COMPONENT programs)
     endforeach()
+    install(FILES ${KSW_SHARE}/examples/without-user-namespaces.conf
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kestrelwood/examples COMPONENT programs)
     install(FILES ${KSW_SHARE}/tmpfiles.d/kestrelwood.conf DESTINATION lib/tmpfiles.d COMPONENT programs)
     install(FILES ${KSW_SHARE}/polkit-1/actions/com.velmont.kestrelwood.policy
         DESTINATION ${CMAKE_INSTALL_DATADIR}/polkit-1/actions COMPONENT programs)
