@@ -14,22 +14,13 @@
 #include "platform/facts/sign.h"
 #include "platform/facts/status.h"
 #include "tests/support/host_root.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/temp_folder.h"
 
 namespace ksw::facts {
 
 /// Less to do where everything is many times slower.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr int kSlowness = 10;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr int kSlowness = 10;
-#else
-inline constexpr int kSlowness = 1;
-#endif
-#else
-inline constexpr int kSlowness = 1;
-#endif
+inline constexpr int kSlowness = test::kIsSanitized ? 10 : 1;
 
 Data bytesOf(std::string_view text);
 std::string textOf(Bytes bytes);

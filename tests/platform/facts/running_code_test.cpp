@@ -230,7 +230,7 @@ Reuse reuseInNamespace() {
         return NotPermitted;
     }
     Verifier verifier;
-    for (int turn = 0; turn < 1'000 / kSlowness; ++turn) {
+    for (int turn = 0; turn < 200 / kSlowness; ++turn) {
         if (const Reuse reuse = reuseOnce(verifier, kNumber); reuse != Held) {
             return reuse;
         }

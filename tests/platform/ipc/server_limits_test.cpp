@@ -19,6 +19,8 @@
 #include "platform/ipc/frame.h"
 #include "tests/platform/ipc/raw_client.h"
 #include "tests/platform/ipc/test_service.h"
+#include "tests/support/in_child.h"
+#include "tests/support/sanitized.h"
 
 namespace ksw::test {
 namespace {
@@ -67,7 +69,7 @@ TEST(AServer, ReadsTheLargestRequestOfItsCallerAndNotOneByteMore) {
     }
 }
 
-TEST(ARequestOfAClient, MayBeAsLargeAsItsServerReadsAndNotOneByteMore) {
+void expectLargestRequest() {
     const HostRoot root;
     const TestServer server;
     const auto connection = testConnection();
@@ -83,6 +85,14 @@ TEST(ARequestOfAClient, MayBeAsLargeAsItsServerReadsAndNotOneByteMore) {
     bytes->push_back(0);
     EXPECT_EQ(connectionErrorOf(connection->call(kEchoBytes, bytes)), ConnectionError::RequestTooLarge);
     EXPECT_TRUE(connection->call(kAdd, 1, 2).ok());
+}
+
+TEST(ARequestOfAClient, MayBeAsLargeAsItsServerReadsAndNotOneByteMore) {
+    asOrdinaryUser(expectLargestRequest);
+    // Sanitizers copy a buffer each time that it grows, which for root's bound takes them many seconds.
+    if (!kIsSanitized && ::geteuid() == 0) {
+        expectLargestRequest();
+    }
 }
 
 TEST(AServer, ClosesAConnectionThatSendsNoFrames) {

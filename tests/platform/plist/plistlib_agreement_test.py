@@ -13,7 +13,7 @@ TOOL = os.path.join(os.environ["KSW_BINARY_DIR"], "bin", "plist_tool")
 FORMS = {"x": plistlib.FMT_XML, "b": plistlib.FMT_BINARY}
 REFERENCE = datetime.datetime(2001, 1, 1)
 SEED = 20010101
-RANDOM_VALUES = 400
+RANDOM_VALUES = 150
 
 
 def bits(number):

@@ -12,7 +12,7 @@
 #include "servers/common/set_aside.h"
 #include "tests/servers/kestrelwoodagent/agent_host.h"
 #include "tests/servers/kestrelwoodagent/some_items.h"
-#include "tests/servers/kestrelwoodd/durability/script.h"
+#include "tests/support/sanitized.h"
 
 namespace ksw::agentserver::test {
 namespace {
@@ -71,7 +71,7 @@ TEST_F(Kestrelwoodagent, SetsADamagedStoreAside) {
 }
 
 TEST_F(Kestrelwoodagent, KilledAtAnyMomentLosesNothingThatItAcknowledged) {
-    constexpr int kKills = daemon::test::kIsSlow ? 4 : 25;
+    constexpr int kKills = ksw::test::sized(25, 4);
     constexpr std::uint64_t kFiles = 40;
     std::mt19937 random(20261121);
     std::map<std::uint64_t, std::optional<bool>> known;  // which are there; absent: nobody knows

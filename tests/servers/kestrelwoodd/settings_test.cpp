@@ -8,7 +8,7 @@
 #include "platform/base/limits.h"
 #include "servers/kestrelwoodd/served_methods.h"
 #include "tests/servers/kestrelwoodd/daemon_inside.h"
-#include "tests/servers/kestrelwoodd/durability/script.h"
+#include "tests/support/sanitized.h"
 
 namespace ksw::daemon::test {
 namespace {
@@ -117,7 +117,7 @@ TEST_F(Settings, AreNotKeptWhenTheDiskTakesNothing) {
 
 TEST_F(Settings, ThatTwoWritersSaveAtOnceLoseNoSaveThatWasAcknowledged) {
     const bool isLong = ::secure_getenv("KESTRELWOOD_TEST_ALL_SAVES") != nullptr;
-    const int saves = isLong ? 10'000 : (kIsSlow ? 50 : 200);
+    const int saves = isLong ? 10'000 : ksw::test::sized(200, 50);
     struct Tally {
         std::set<std::int64_t> generations;
         int refused = 0;

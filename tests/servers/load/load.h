@@ -12,21 +12,11 @@
 
 #include "platform/base/unique_fd.h"
 #include "servers/kestrelwoodd/store.h"
+#include "tests/support/sanitized.h"
 
 namespace ksw::test {
 
 using Nanoseconds = std::chrono::nanoseconds;
-
-/// One of two sizes: under a sanitizer a load is smaller, since everything takes longer.
-template <class T>
-constexpr T sized(T whole, [[maybe_unused]] T sanitized) {
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-    return sanitized;
-#endif
-#endif
-    return whole;
-}
 
 // Jobs on record, told apart by their number: no other job has the same label or the same launch constraint.
 

@@ -28,7 +28,7 @@ constexpr std::size_t kSteps = 40;
 /// Steps between two times that the journal is moved into the file.
 constexpr std::size_t kStepsToCheckpoint = 9;
 /// From one moment of death to the next that is tried.
-constexpr unsigned kStride = kIsSlow ? 23 : 1;
+constexpr unsigned kStride = ksw::test::sized(1U, 23U);
 
 /// How a child process ended, and how many bytes it wrote to its pipe.
 struct ChildsEnd {
@@ -256,7 +256,7 @@ TEST(AFailedSynchronisation, IsNotTakenForDoneLater) {
     silenceLog();
     const ksw::test::ScopedVariable place("TMPDIR", placeForManyStores());
     const std::vector<Step> steps = script(12);
-    for (unsigned nth = 1;; nth += kIsSlow ? 5 : 1) {
+    for (unsigned nth = 1;; nth += ksw::test::sized(1U, 5U)) {
         SCOPED_TRACE(testing::Message() << "synchronisation " << nth << " fails");
         const ksw::test::TempFolder folder;
         const std::string path = folder.at("kestrelwood.db");

@@ -71,7 +71,7 @@ protected:
 };
 
 TEST_P(AChangeOnAFailingDisk, IsAnsweredAnErrorAndTheNextOneSucceedsAndAllAcknowledgedIsThereAfterwards) {
-    for (unsigned nth = 1;; nth += kIsSlow ? 7 : 1) {
+    for (unsigned nth = 1;; nth += ksw::test::sized(1U, 7U)) {
         SCOPED_TRACE(testing::Message() << "fails at access " << nth);
         ASSERT_NO_FATAL_FAILURE(startAnew());
         disk_.failNth(nth, GetParam().accesses, GetParam().code, GetParam().isForGood);

@@ -15,7 +15,7 @@
 namespace ksw::daemon::test {
 namespace {
 
-constexpr unsigned kKills = kIsSlow ? 12 : 300;
+constexpr unsigned kKills = ksw::test::sized(300U, 12U);
 constexpr unsigned kClients = 4;
 /// A kill comes after so many acknowledgements at most.
 constexpr unsigned kAcknowledgementsMax = 40;

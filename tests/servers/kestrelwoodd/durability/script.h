@@ -5,20 +5,9 @@
 #include <vector>
 
 #include "servers/kestrelwoodd/registry.h"
+#include "tests/support/sanitized.h"
 
 namespace ksw::daemon::test {
-
-/// Sanitizers make everything some ten times as slow.
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define KSW_SLOWED_DOWN
-#endif
-#endif
-#ifdef KSW_SLOWED_DOWN
-inline constexpr bool kIsSlow = true;
-#else
-inline constexpr bool kIsSlow = false;
-#endif
 
 /// The value of TMPDIR for tests that make hundreds of stores: a folder in memory if there is one.
 std::string placeForManyStores();
