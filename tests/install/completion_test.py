@@ -80,11 +80,16 @@ class Completion(WithAgent):
     def test_completes_commands_options_values_and_live_identifiers(self):
         self.registered("com.example.completed")
         login_item = self.login_item()
+        opened = self.folder / "opened at login"
+        opened.write_text("x")
+        self.json("add", opened)
         for shell in self.shells:
             terminal = self.terminal(shell)
             for typed, completed in [("kswctl disal", "kswctl disallow"), ("kswctl list --ty", "kswctl list --type"),
                                      ("kswctl list --type shel", "kswctl list --type shelf-tile"),
                                      ("kswctl show 8.com.ex", "kswctl show 8.com.example.completed"),
+                                     ("kswctl show Unknown\\ Dev", "kswctl show Unknown\\ Developer"),
+                                     (f"kswctl show {opened.as_uri()[:-9]}", f"show {opened.as_uri()}"),
                                      (f"kswctl login-items remove {login_item[:5]}", login_item)]:  # fmt: skip
                 terminal.type(f"{typed}\t")
                 terminal.wait_for(completed)
