@@ -1,5 +1,6 @@
 #include "model/config/attribution.h"
 
+#include <set>
 #include <utility>
 
 #include <kestrelwood/KSWAttributions.h>
@@ -31,7 +32,12 @@ OptionalURL vouchingApplication(KSWItem& item, const Strings& identifiers) {
     if (!applications) {
         return std::nullopt;
     }
+    // To look at a signature takes time, and a job may name one application as often as it likes.
+    std::set<std::string_view> others;
     for (const std::string& identifier : identifiers) {
+        if (others.contains(identifier)) {
+            continue;
+        }
         const std::optional<Application> application = applications->find(identifier);
         if (!application) {
             mainLog.info("%s: no Almanac record for bundle identifier '%{public}@", kFunction, identifier);
@@ -42,6 +48,7 @@ OptionalURL vouchingApplication(KSWItem& item, const Strings& identifiers) {
             item.setAssociatedBundleIdentifiers(identifiers);
             return application->url();
         }
+        others.insert(identifier);
     }
     return std::nullopt;
 }

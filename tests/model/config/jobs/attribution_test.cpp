@@ -1,6 +1,7 @@
 // Whom a job is attributed to, and which application vouches for it.
 
 #include "tests/model/config/jobs/job_world.h"
+#include "tests/support/sys_faults.h"
 
 namespace ksw::config {
 namespace {
@@ -90,6 +91,13 @@ TEST_F(AnAttribution, ComesWithNoApplicationOfAnotherTeam) {
     EXPECT_EQ(vouching, std::nullopt);
     EXPECT_EQ(item->associatedBundleIdentifiers(), std::nullopt);
     EXPECT_EQ(item->developerName(), "Example Works");
+}
+
+TEST_F(AnAttribution, LooksAtAnApplicationOnceHoweverOftenTheJobNamesIt) {
+    constexpr unsigned kTimes = 1'000;
+    const test::SysFaults calls;
+    claiming(Array(kTimes, Value("com.example.other")));
+    EXPECT_LT(calls.count(host::sys::Call::Open), kTimes);
 }
 
 TEST_F(AnAttribution, OfTheSystemsCodeComesWithAnApplicationOfTheSystems) {
