@@ -1,5 +1,6 @@
 #include "platform/facts/file_inside.h"
 
+#include <climits>
 #include <utility>
 #include <vector>
 
@@ -126,7 +127,8 @@ std::optional<URL> urlOf(std::optional<FoundFile> file) {
 }  // namespace
 
 std::optional<FoundFile> findInside(const URL& bundle, std::string_view relativePath) {
-    if (!bundle.isFileURL() || relativePath.starts_with('/')) {
+    // To try a longer path than any of the kernel's, component by component, takes long and finds nothing.
+    if (!bundle.isFileURL() || relativePath.starts_with('/') || relativePath.size() >= PATH_MAX) {
         return std::nullopt;
     }
     const std::optional<std::string> folder = plainFolder(bundle.path());

@@ -21,8 +21,8 @@ struct FoundFile {
 };
 
 /// The file at a relative path in a bundle, whether or not it is there. Absent when the path leads out of the
-/// bundle or nowhere, or elsewhere than it does with its ".." taken away, and when the bundle's URL names no place.
-/// A link by an absolute path leads out.
+/// bundle or nowhere, or elsewhere than it does with its ".." taken away, when it is longer than any path (4,095
+/// bytes), and when the bundle's URL names no place. A link by an absolute path leads out.
 std::optional<FoundFile> findInside(const URL& bundle, std::string_view relativePath);
 /// Where that is, for who does not read it.
 std::optional<URL> fileInside(const URL& bundle, std::string_view relativePath);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <utility>
 
 #include <kestrelwood/values/url.h>
@@ -54,6 +55,10 @@ std::vector<std::string> applicationsOnWay(std::string_view path) {
     std::string way;
     for (const std::string& component : pathComponents(path)) {
         way += way.empty() || way == "/" ? component : "/" + component;
+        // From here on no path leads anywhere.
+        if (way.size() >= PATH_MAX) {
+            break;
+        }
         if (bundleExtension(component) == kApplicationExtension) {
             found.push_back(way);
         }

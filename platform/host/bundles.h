@@ -21,7 +21,7 @@ std::optional<std::string> bundleOfExecutable(std::string_view path);
 std::optional<std::string> applicationOfExecutable(std::string_view path);
 
 /// The folders on the way to the path's end, and that itself, that are called like applications; the outermost one
-/// first.
+/// first. None whose path is longer than any of the kernel's (4,095 bytes).
 std::vector<std::string> applicationsOnWay(std::string_view path);
 
 }  // namespace ksw::host

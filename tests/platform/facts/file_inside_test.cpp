@@ -54,6 +54,13 @@ TEST_F(AFileInside, IsNoneWhenItsPathLeadsOutOrNowhere) {
     }
 }
 
+TEST_F(AFileInside, IsNoneWhenItsPathIsLongerThanAny) {
+    std::string path = "Contents/Linux/A";
+    path.insert(0, 4'095 - path.size(), 'x');
+    EXPECT_NE(inside(path), "");
+    EXPECT_EQ(inside("x" + path), "");
+}
+
 TEST_F(AFileInside, IsNoneWhenALinkLeadsOut) {
     EXPECT_EQ(inside("Contents/stray"), "");
     EXPECT_EQ(inside("Contents/stray/Contents/Linux/B"), "");

@@ -40,6 +40,16 @@ TEST(TheWayOfAPath, LeadsIntoApplicationsFromTheOutermostInwards) {
     }
 }
 
+TEST(TheWayOfAPath, LeadsIntoNoneThatLiesDeeperThanAnyPathLeads) {
+    std::string path = "/aa";
+    for (int level = 0; level < 1'000; ++level) {
+        path += "/b.app";
+    }
+    const std::vector<std::string> found = applicationsOnWay(path);
+    EXPECT_EQ(found.size(), 682U);
+    EXPECT_EQ(found.back().size(), 4'095U);
+}
+
 TEST(ABundlesName, EndsInOneOfTheKnownExtensions) {
     EXPECT_EQ(bundleExtension("/opt/My.app"), ".app");
     EXPECT_EQ(bundleExtension("/opt/My.bundle//"), ".bundle");
