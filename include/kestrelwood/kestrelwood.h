@@ -25,6 +25,7 @@
 #include <kestrelwood/code.h>
 #include <kestrelwood/code_signing.h>
 #include <kestrelwood/ksw_subsystem.h>
+#include <kestrelwood/ksw_version.h>
 #include <kestrelwood/main_queue.h>
 #include <kestrelwood/resource_keys.h>
 #include <kestrelwood/service_connection.h>

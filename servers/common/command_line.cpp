@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <kestrelwood/ksw_version.h>
+
 namespace ksw::servers {
 
 namespace {
@@ -50,7 +52,7 @@ std::optional<int> readCommandLine(int count, char** arguments, std::string_view
                 print(stdout, help);
                 return 0;
             case 'V':
-                print(stdout, std::string(name) + " " KSW_VERSION "\n");
+                print(stdout, std::string(name) + " " + ksw_version() + "\n");
                 return 0;
             default:
                 return wrongUsage(name);

@@ -18,7 +18,7 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
 from installed_tree import SOURCE_DIR, run  # noqa: E402
-from live_daemon import NOBODY, LiveDaemon, program  # noqa: E402
+from live_daemon import NOBODY, LiveDaemon, cached, program  # noqa: E402
 
 WIDTH = 40
 REINSTALL = "apt-get install --reinstall kestrelwood"
@@ -189,6 +189,16 @@ class ADoctor(unittest.TestCase):
             found = self.findings(0, session)
             self.assertEqual([found[about]["mend"] for about in ["agent", "notifications"]], commands)
             (self.daemon.root / "run" / "systemd" / "system").mkdir(parents=True, exist_ok=True)
+
+    def test_notices_a_library_of_another_version(self):
+        self.daemon.start()
+        other = self.daemon.root / "other.so"
+        text = 'const char* ksw_version(void) { return "77.0.1"; }'
+        run(cached("CMAKE_C_COMPILER"), "-shared", "-fPIC", "-x", "c", "-", "-o", other, input=text)
+        loaded = NO_SESSION | {"LD_PRELOAD": str(other)}
+        self.assertEqual(self.daemon.run("kswctl", "--version", extra_environment=loaded).stdout, "kswctl 77.0.1\n")
+        self.assertEqual(self.findings(1, loaded)["library"]["detail"],
+                         f"is 77.0.1, and this tool of {cached('CMAKE_PROJECT_VERSION')}")  # fmt: skip
 
     def test_prints_one_line_with_the_command_below_what_is_wrong(self):
         done = self.daemon.run("kswctl", "doctor", extra_environment=NO_SESSION)

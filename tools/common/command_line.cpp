@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include <kestrelwood/ksw_version.h>
+
 #include "tools/common/outcome.h"
 
 namespace tools {
 
 void addVersion(CLI::App& app) {
-    app.set_version_flag("--version", KSW_TOOL " " KSW_VERSION, "Print the version and exit");
+    app.set_version_flag("--version", std::string(KSW_TOOL " ") + ksw_version(), "Print the version and exit");
 }
 
 std::string complaintIfEmpty(const std::string& text) {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include <kestrelwood/KSWFunctions.h>
+#include <kestrelwood/ksw_version.h>
 
 #include "tools/kswctl/host.h"
 
@@ -47,6 +48,16 @@ Check checkDaemonProgram() {
     return {"kestrelwoodd", Finding::Missing, "not in /usr/sbin", kReinstallCommand};
 }
 
+/// The tool and the library come from the same sources, and are installed together.
+Check checkLibrary() {
+    const std::string version = ksw_version();
+    if (version == KSW_VERSION) {
+        return {"library", Finding::Well, version, {}};
+    }
+    return {"library", Finding::Wrong, "is " + version + ", and this tool of " KSW_VERSION,
+            "apt-get install --reinstall kestrelwood libkestrelwood1"};
+}
+
 Check checkCrypto() {
     // The library looks for no other.
     constexpr const char* kName = "libcrypto.so.3";
@@ -62,7 +73,7 @@ Check checkCrypto() {
 
 std::vector<Check> checkInstallation() {
     const std::string share = hostPlace("/usr/share/kestrelwood");
-    std::vector<Check> checks{checkDaemonProgram(),
+    std::vector<Check> checks{checkLibrary(), checkDaemonProgram(),
                               checkList("features", share, "/features/Kestrelwood.plist", kReinstallCommand),
                               checkList("texts", share, "/Resources/en/Localizable.plist", kReinstallCommand),
                               checkList("attributions", share, "/Resources/attributions.plist", kReinstallCommand)};

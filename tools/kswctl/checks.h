@@ -16,7 +16,8 @@ struct Check {
     std::string mend;  ///< The command that mends it; empty when there is nothing to mend.
 };
 
-/// What is installed, readable and whole: features, texts, attribution tables, the library that reads signatures.
+/// What is installed, readable and whole: the library, features, texts, attribution tables, the library that reads
+/// signatures.
 std::vector<Check> checkInstallation();
 
 /// Whether the daemon's services answer, and the caller's agent and notifications where there is a session.

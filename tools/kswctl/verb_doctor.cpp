@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#include <kestrelwood/ksw_version.h>
+
 #include "tools/common/terminal.h"
 #include "tools/common/text.h"
 #include "tools/kswctl/checks.h"
@@ -71,7 +73,7 @@ void printForPrograms(const std::vector<Check>& checks, bool isWell) {
                                        {"detail", check.detail},
                                        {"mend", check.mend.empty() ? Record(nullptr) : Record(check.mend)}}));
     }
-    print(Record::object({{"well", isWell}, {"version", KSW_VERSION}, {"checks", std::move(list)}}), Form::Json);
+    print(Record::object({{"well", isWell}, {"version", ksw_version()}, {"checks", std::move(list)}}), Form::Json);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 /* What a program in C meets: the header, the names, and what each function answers on a host without a daemon. */
 #include <kestrelwood/ksw_subsystem.h>
+#include <kestrelwood/ksw_version.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -13,6 +14,7 @@ static void expect(int holds, const char* what) {
 }
 
 int main(void) {
+    int part = 0;
     bool answer = true;
     const uint32_t every_user = 4294967294U;
     expect(strcmp(ksw_subsystem_cron, "KSWSubsystemCron") == 0, "the name of cron");
@@ -24,5 +26,6 @@ int main(void) {
     expect(answer, "the answer is as it was");
     expect(ksw_set_enablement_status_for_subsystem_and_uid(ksw_subsystem_glimpse, 501, true) == 0, "set: 0");
     expect(ksw_reset_enablement_status_for_subsystem_and_uid("another", 501) == 0, "reset: 0");
+    expect(sscanf(ksw_version(), "%d.%d.%d", &part, &part, &part) == 3, "a version of three numbers");
     return failures == 0 ? 0 : 1;
 }

@@ -1,0 +1,5 @@
+#include <kestrelwood/ksw_version.h>
+
+const char* ksw_version() {
+    return KSW_VERSION;
+}
