@@ -1,14 +1,20 @@
-"""kswctl inspect and kswctl import: what jobs stand for, and whole folders of them registered."""
+"""kswctl inspect and kswctl import: what jobs stand for, and whole folders of them registered, which may take long."""
 
 import json
+import os
 import pathlib
 import plistlib
+import pty
+import re
+import select
 import shutil
+import signal
+import subprocess
 import sys
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
-from live_daemon import LiveDaemon, WithDaemon  # noqa: E402
+from live_daemon import REQUEST_SECONDS, LiveDaemon, WithDaemon, program  # noqa: E402
 from signing import WithSigners  # noqa: E402
 
 INSPECTED_KEYS = [
@@ -207,6 +213,73 @@ class Importing(WithDaemon):
     def test_of_an_empty_folder_is_done_at_once(self):
         self.assertEqual(self.imported(self.folder), {})
         self.kswctl("import", status=2)
+
+
+class Beside:
+    """kswctl at work, its standard error on a terminal of its own; what it shows there is read as it comes."""
+
+    def __init__(self, daemon, *arguments):
+        self.mine, its = pty.openpty()
+        self.process = subprocess.Popen([program("kswctl"), *map(str, arguments)], env=daemon.environment(),
+                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=its, text=True)  # fmt: skip
+        os.close(its)
+        self.shown = ""
+
+    def piece(self):
+        """What is shown next; empty at the end."""
+        if not select.select([self.mine], [], [], REQUEST_SECONDS)[0]:
+            raise TimeoutError(f"nothing is shown after {self.shown!r}")
+        try:
+            return os.read(self.mine, 65536).decode()
+        except OSError:  # its other end is closed
+            return ""
+
+    def wait_for(self, text):
+        while text not in self.shown:
+            piece = self.piece()
+            if not piece:
+                raise EOFError(f"{text!r} was not shown: {self.shown!r}")
+            self.shown += piece
+
+    def end(self):
+        """What it has told on standard output, and its exit status."""
+        told = self.process.communicate(timeout=REQUEST_SECONDS)[0]
+        while piece := self.piece():
+            self.shown += piece
+        return told, self.process.returncode
+
+    def close(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.communicate()
+        os.close(self.mine)
+
+
+class WorkThatTakesLongerThanASecond(WithDaemon):
+    def beside(self, *arguments):
+        beside = Beside(self.daemon, *arguments)
+        self.addCleanup(beside.close)
+        return beside
+
+    def test_is_shown_on_a_terminal_and_nowhere_else(self):
+        self.job("com.example.long", Program="/bin/true")
+        long = {("import", self.folder, "--json"): "Registering the jobs: 0 of 1, 1 s",
+                ("dump", "--json"): "The daemon writes its records out: 1 s"}  # fmt: skip
+        self.daemon.process.send_signal(signal.SIGSTOP)  # until the daemon goes on, nothing is answered
+        try:
+            quiet = [self.background("kswctl", *arguments) for arguments in long]
+            shown = [self.beside(*arguments) for arguments in long]
+            for beside, line in zip(shown, long.values(), strict=True):
+                beside.wait_for("\r" + line)
+        finally:
+            self.daemon.process.send_signal(signal.SIGCONT)
+        for beside, line, other in zip(shown, long.values(), quiet, strict=True):
+            told, status = beside.end()
+            self.assertEqual(status, 0)
+            self.assertRegex(beside.shown, r"\r *\r$")
+            self.assertEqual(re.sub(r"\d+ s", "1 s", beside.shown).replace("\r" + line, "").strip(), "")
+            said, complained = other.process.communicate(timeout=REQUEST_SECONDS)
+            self.assertEqual((len(json.loads(said)), complained), (len(json.loads(told)), b""))
 
 
 class WithoutADaemon(WithDaemon):

@@ -1,3 +1,4 @@
 # What the tool is made of is in no library.
-target_sources(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tools/common/text.cpp ${CMAKE_SOURCE_DIR}/tools/common/terminal.cpp
-    ${CMAKE_SOURCE_DIR}/tools/common/columns.cpp)
+foreach(part columns progress terminal text)
+    target_sources(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tools/common/${part}.cpp)
+endforeach()

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <system_error>
@@ -9,8 +10,42 @@
 
 namespace tools {
 
-Progress::Progress(std::string what) : what_(std::move(what)) {
-    if (isatty(STDERR_FILENO) != 1) {
+namespace {
+
+/// Those of the host's clock.
+class SteadySeconds final : public Seconds {
+public:
+    bool passes(int count) override {
+        std::unique_lock lock(mutex_);
+        return !ended_.wait_until(lock, start_ + std::chrono::seconds(count), [this] { return hasEnded_; });
+    }
+
+    void end() override {
+        {
+            const std::lock_guard lock(mutex_);
+            hasEnded_ = true;
+        }
+        ended_.notify_one();
+    }
+
+private:
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    bool hasEnded_ = false;
+};
+
+std::unique_ptr<Seconds> secondsOnATerminal() {
+    return isatty(STDERR_FILENO) == 1 ? std::make_unique<SteadySeconds>() : nullptr;
+}
+
+}  // namespace
+
+Progress::Progress(std::string what) : Progress(std::move(what), std::cerr, secondsOnATerminal()) {}
+
+Progress::Progress(std::string what, std::ostream& terminal, std::unique_ptr<Seconds> seconds)
+    : what_(std::move(what)), terminal_(terminal), seconds_(std::move(seconds)) {
+    if (!seconds_) {
         return;
     }
     try {
@@ -21,28 +56,32 @@ Progress::Progress(std::string what) : what_(std::move(what)) {
 }
 
 Progress::~Progress() {
-    if (!thread_.joinable()) {
-        return;
+    if (thread_.joinable()) {
+        seconds_->end();
+        thread_.join();
     }
-    {
-        const std::lock_guard lock(mutex_);
-        hasEnded_ = true;
-    }
-    ended_.notify_one();
-    thread_.join();
+}
+
+void Progress::reach(std::size_t done, std::size_t all) {
+    const std::lock_guard lock(mutex_);
+    reached_ = std::to_string(done) + " of " + std::to_string(all) + ", ";
+}
+
+std::string Progress::lineAfter(int seconds) {
+    const std::lock_guard lock(mutex_);
+    return what_ + ": " + reached_ + std::to_string(seconds) + " s";
 }
 
 void Progress::run() {
-    const auto start = std::chrono::steady_clock::now();
-    std::string line;
-    std::unique_lock lock(mutex_);
-    for (int seconds = 1;
-         !ended_.wait_until(lock, start + std::chrono::seconds(seconds), [this] { return hasEnded_; }); ++seconds) {
-        line = what_ + ": " + std::to_string(seconds) + " s";
-        std::cerr << '\r' << line << std::flush;
+    std::size_t width = 0;
+    for (int seconds = 1; seconds_->passes(seconds); ++seconds) {
+        std::string line = lineAfter(seconds);
+        width = std::max(width, line.size());
+        line.resize(width, ' ');  // what stood there may have been longer
+        terminal_ << '\r' << line << std::flush;
     }
-    if (!line.empty()) {
-        std::cerr << '\r' << std::string(line.size(), ' ') << '\r' << std::flush;
+    if (width > 0) {
+        terminal_ << '\r' << std::string(width, ' ') << '\r' << std::flush;
     }
 }
 

@@ -24,6 +24,20 @@ bool askWith(Client& client, const Subject& subject, std::int64_t* disposition, 
                                           subject.configuration, subject.uid);
 }
 
+Outcome<ksw::Dictionary> countersOf(ksw::ServiceConnection* connection) {
+    if (connection == nullptr) {
+        return Complaint{ExitStatus::Failed,
+                         "the feature ControlAutomaticAppLaunch is off: the daemon is not asked"};
+    }
+    std::optional<ksw::Error> error;
+    if (std::optional<ksw::Dictionary> counters = connection->serverStatus(&error)) {
+        return std::move(*counters);
+    }
+    return Complaint{
+        ExitStatus::Unreachable,
+        "no daemon answers" + (error ? ": " + std::string(error->localizedDescription()) : std::string())};
+}
+
 }  // namespace
 
 ksw::ServiceConnection* Asker::connection() const {
@@ -47,22 +61,22 @@ bool Asker::effectiveDisposition(const Subject& subject, std::int64_t* dispositi
 }
 
 std::variant<ksw::Dictionary, ExitStatus> countersOrComplaint(ksw::ServiceConnection* connection) {
-    if (connection == nullptr) {
-        complain("the feature ControlAutomaticAppLaunch is off: the daemon is not asked");
-        return ExitStatus::Failed;
+    Outcome<ksw::Dictionary> answer = countersOf(connection);
+    if (const auto* complaint = std::get_if<Complaint>(&answer)) {
+        return complain(*complaint);
     }
-    std::optional<ksw::Error> error;
-    if (std::optional<ksw::Dictionary> counters = connection->serverStatus(&error)) {
-        return std::move(*counters);
-    }
-    complain("no daemon answers" + (error ? ": " + std::string(error->localizedDescription()) : std::string()));
-    return ExitStatus::Unreachable;
+    return std::get<ksw::Dictionary>(std::move(answer));
+}
+
+std::optional<Complaint> complaintOfSilence(ksw::ServiceConnection* connection) {
+    Outcome<ksw::Dictionary> answer = countersOf(connection);
+    auto* complaint = std::get_if<Complaint>(&answer);
+    return complaint != nullptr ? std::optional(std::move(*complaint)) : std::nullopt;
 }
 
 std::optional<ExitStatus> complainWhenSilent(ksw::ServiceConnection* connection) {
-    const auto answer = countersOrComplaint(connection);
-    const auto* status = std::get_if<ExitStatus>(&answer);
-    return status != nullptr ? std::optional(*status) : std::nullopt;
+    const std::optional<Complaint> complaint = complaintOfSilence(connection);
+    return complaint ? std::optional(complain(*complaint)) : std::nullopt;
 }
 
 ExitStatus complainOf(const std::optional<ksw::Error>& error, ksw::ServiceConnection* connection) {

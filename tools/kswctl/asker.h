@@ -11,6 +11,7 @@
 #include <kestrelwood/service_connection.h>
 #include <kestrelwood/values.h>
 
+#include "tools/common/outcome.h"
 #include "tools/kswctl/options.h"
 #include "tools/kswctl/subject.h"
 
@@ -38,7 +39,11 @@ private:
 /// error says why, and the status that follows from it is the answer.
 std::variant<ksw::Dictionary, ExitStatus> countersOrComplaint(ksw::ServiceConnection* connection);
 
-/// For a request that failed: as above, but absent when the server answers and the failure has another reason.
+/// For a request that failed: what is to be said when no server answers, or `connection` is null. Absent when the
+/// server answers and the failure has another reason.
+std::optional<Complaint> complaintOfSilence(ksw::ServiceConnection* connection);
+
+/// The same, said on standard error; the status that follows.
 std::optional<ExitStatus> complainWhenSilent(ksw::ServiceConnection* connection);
 
 /// For a request whose error may be absent: says on standard error why it failed, and the status that follows.

@@ -1,8 +1,10 @@
 // Registering all jobs of job folders, and saying of each file what came of it.
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -12,6 +14,7 @@
 #include <kestrelwood/KSWErrors.h>
 #include <kestrelwood/KSWItem.h>
 
+#include "tools/common/progress.h"
 #include "tools/kswctl/asker.h"
 #include "tools/kswctl/place.h"
 #include "tools/kswctl/record.h"
@@ -26,7 +29,8 @@ namespace fs = std::filesystem;
 /// Registers files one after the other and keeps a line for each.
 class Import {
 public:
-    explicit Import(const Options& options) : options_(options), asker_(options.road) {}
+    Import(const Options& options, Progress& progress)
+        : options_(options), asker_(options.road), progress_(progress) {}
 
     void take(const std::string& folder) {
         std::error_code problem;
@@ -41,15 +45,18 @@ public:
         std::sort(files.begin(), files.end());
         const KSWItemType kind = options_.kindOfFile.value_or(
             settled(folder).filename().native().ends_with("Daemons") ? KSWItemTypeDaemon : KSWItemTypeAgent);
-        for (const fs::path& file : files) {
-            takeFile(file, kind);
+        for (std::size_t done = 0; done < files.size(); ++done) {
+            progress_.reach(done, files.size());
+            takeFile(files[done], kind);
         }
     }
 
     const Record& lines() const { return lines_; }
+    /// Why no daemon answers, when none does.
+    const std::optional<Complaint>& silence() const { return silence_; }
 
     ExitStatus status() const {
-        return isUnreachable_ ? ExitStatus::Unreachable : hasFailed_ ? ExitStatus::Partial : ExitStatus::Done;
+        return silence_ ? ExitStatus::Unreachable : hasFailed_ ? ExitStatus::Partial : ExitStatus::Done;
     }
 
 private:
@@ -60,7 +67,7 @@ private:
             tell(file, "skipped", "its name does not end in .plist");
         } else if (fs::exists(found) && !fs::is_regular_file(found)) {
             tell(file, "skipped", "is no file");
-        } else if (isUnreachable_) {
+        } else if (silence_) {
             fail(file, "no daemon answers");
         } else {
             registerFile(file, kind);
@@ -91,8 +98,10 @@ private:
             return;
         }
         // A lost connection reads as the general code too.
-        isUnreachable_ = code == KSWErrorGeneric && complainWhenSilent(asker_.connection()).has_value();
-        fail(file, isUnreachable_ ? "no daemon answers" : KSWErrorString(code));
+        if (code == KSWErrorGeneric) {
+            silence_ = complaintOfSilence(asker_.connection());
+        }
+        fail(file, silence_ ? "no daemon answers" : KSWErrorString(code));
     }
 
     void fail(const fs::path& file, const std::string& message) {
@@ -111,18 +120,24 @@ private:
 
     const Options& options_;
     const Asker asker_;
+    Progress& progress_;
     Record lines_ = Record::array();
     std::map<std::pair<KSWItemType, std::string>, std::string> files_;  ///< By kind and label.
     bool hasFailed_ = false;
-    bool isUnreachable_ = false;
+    std::optional<Complaint> silence_;
 };
 
 }  // namespace
 
 ExitStatus importJobs(const Options& options) {
-    Import import(options);
+    std::optional<Progress> progress(std::in_place, "Registering the jobs");
+    Import import(options, *progress);
     for (const std::string& folder : options.folders) {
         import.take(folder);
+    }
+    progress.reset();
+    if (import.silence()) {
+        complain(*import.silence());
     }
     if (options.json) {
         print(import.lines(), Form::Json);
