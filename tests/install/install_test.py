@@ -7,8 +7,8 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
-from installed_tree import BINARY_DIR, SOURCE_DIR, InstalledTree, cached, run  # noqa: E402
-from live_daemon import LiveDaemon  # noqa: E402
+from installed_tree import BINARY_DIR, SOURCE_DIR, InstalledTree, run  # noqa: E402
+from live_daemon import LiveDaemon, cached  # noqa: E402
 
 HERE = SOURCE_DIR / "tests" / "install"
 ANSWER = "[enabled, allowed, visible, not notified]\n"

@@ -10,15 +10,6 @@ BINARY_DIR = pathlib.Path(os.environ.get("KSW_BINARY_DIR", "build/release")).res
 SOURCE_DIR = pathlib.Path(os.environ.get("KSW_SOURCE_DIR", pathlib.Path(__file__).parents[2])).resolve()
 
 
-def cached(name):
-    """A value that the build was configured with."""
-    for line in (BINARY_DIR / "CMakeCache.txt").read_text(encoding="utf-8").splitlines():
-        key, _, value = line.partition("=")
-        if key.partition(":")[0] == name:
-            return value
-    raise KeyError(name)
-
-
 def run(*command, **options):
     done = subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False, **options)
     assert done.returncode == 0, f"{command}\n{done.stdout}\n{done.stderr}"

@@ -11,8 +11,8 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
-from installed_tree import BINARY_DIR, SOURCE_DIR, cached, run  # noqa: E402
-from live_daemon import WithDaemon  # noqa: E402
+from installed_tree import BINARY_DIR, SOURCE_DIR, run  # noqa: E402
+from live_daemon import WithDaemon, cached  # noqa: E402
 
 PAGE = (SOURCE_DIR / "docs" / "tutorial.md").read_text(encoding="utf-8")
 ITEM = "8.com.example.backup"

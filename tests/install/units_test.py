@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -16,12 +17,11 @@ import cbor2
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
-from installed_tree import BINARY_DIR, SOURCE_DIR, cached  # noqa: E402
-from live_daemon import READY_SECONDS, REQUEST_SECONDS, program  # noqa: E402
+from installed_tree import BINARY_DIR, SOURCE_DIR  # noqa: E402
+from live_daemon import READY_SECONDS, REQUEST_SECONDS, cached, program, server_command  # noqa: E402
 
 SHARE = SOURCE_DIR / "share"
-RULES = SOURCE_DIR / "tests" / "install" / "with_unit_rules.py"
-FLOW = ["kswctl_test.py", "kswctl_change_test.py"]
+RULES = SOURCE_DIR / "tests" / "support" / "with_unit_rules.py"
 EXPOSURE_MAX = 2.0
 FIRST_HANDED_OVER = 3
 OUT_OF_THE_WAY = 100
@@ -129,7 +129,7 @@ class Activated:
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="ksw-", dir="/tmp"))
         self.process = None
         command = settings(unit)["ExecStart"].split()
-        self.command = [sys.executable, RULES, unit, program(pathlib.Path(command[0]).name), *command[1:]]
+        self.command = server_command(pathlib.Path(command[0]).name, *command[1:])
         self.sockets = {}
         for path in units(domain, "*.socket"):
             given = settings(path)
@@ -203,14 +203,25 @@ class AServer(unittest.TestCase):
                 self.assertEqual(server.bound_places(), expected, unit.name)
 
 
-class TheDaemon(unittest.TestCase):
-    def test_lives_with_the_rules_of_its_unit(self):
-        unit = BINARY_DIR / "share" / "systemd" / "system" / "kestrelwoodd.service"
-        environment = os.environ | {"KSW_DAEMON_LAUNCHER": f"{sys.executable} {RULES} {unit}"}
-        for name in FLOW:
-            done = subprocess.run([sys.executable, SOURCE_DIR / "tests" / "tools" / name], env=environment,
-                                  capture_output=True, text=True, check=False)  # fmt: skip
-            self.assertEqual(done.returncode, 0, done.stderr)
+class AProgramUnderTheRulesOfAUnit(unittest.TestCase):
+    """Every test that starts a server starts it so."""
+
+    def end_of(self, *command):
+        """How the command ends by the rules of a unit that keeps it from the priorities of processes."""
+        with tempfile.TemporaryDirectory(prefix="ksw-units-") as folder:
+            unit = pathlib.Path(folder, "some.service")
+            unit.write_text(f"[Service]\nExecStart={command[0]}\nSystemCallFilter=@system-service\n"
+                            "SystemCallFilter=~@resources\n", encoding="utf-8")  # fmt: skip
+            done = subprocess.run([RULES, folder, *command], capture_output=True, text=True, check=False,
+                                  timeout=READY_SECONDS)  # fmt: skip
+        return done.returncode, done.stdout, done.stderr
+
+    def test_runs_as_long_as_it_keeps_to_them(self):
+        self.assertEqual(self.end_of(shutil.which("echo"), "kept"), (0, "kept\n", ""))
+
+    def test_is_killed_at_the_first_call_that_is_not_allowed_which_is_named(self):
+        told = "some.service does not allow the system call setpriority\n"
+        self.assertEqual(self.end_of(shutil.which("nice"), "true"), (-signal.SIGKILL, "", told))
 
 
 if __name__ == "__main__":

@@ -17,8 +17,6 @@ BINARY_DIR = pathlib.Path(os.environ.get("KSW_BINARY_DIR", "build/release")).res
 SOURCE_DIR = pathlib.Path(os.environ.get("KSW_SOURCE_DIR", pathlib.Path(__file__).parents[2])).resolve()
 READY_SECONDS = 30  # sanitizers on a loaded machine are slow to start
 REQUEST_SECONDS = 60
-# What starts the daemon, when it is to be started in a way of its own.
-LAUNCHER = os.environ.get("KSW_DAEMON_LAUNCHER", "").split()
 EVERY_USER = 4294967294
 NOBODY = 65534
 ITEM_KEYS = [
@@ -29,6 +27,23 @@ ITEM_KEYS = [
 
 def program(name):
     return str(BINARY_DIR / "bin" / name)
+
+
+def cached(name):
+    """A value that the build was configured with."""
+    for line in (BINARY_DIR / "CMakeCache.txt").read_text(encoding="utf-8").splitlines():
+        key, _, value = line.partition("=")
+        if key.partition(":")[0] == name:
+            return value
+    raise KeyError(name)
+
+
+def server_command(name, *arguments):
+    """What starts one of our servers: by the rules of its unit, but for sanitizers, which ask more of the kernel."""
+    command = [program(name), *arguments]
+    if cached("KSW_SANITIZE"):
+        return command
+    return [str(SOURCE_DIR / "tests/support/with_unit_rules.py"), str(BINARY_DIR / "share/systemd"), *command]
 
 
 class LiveDaemon:
@@ -73,7 +88,7 @@ class LiveDaemon:
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as notify:
             notify.bind(str(notify_path))
             process = subprocess.Popen(
-                [*LAUNCHER, program(name)],
+                server_command(name),
                 env=self.environment() | {"NOTIFY_SOCKET": str(notify_path)},
                 stdin=subprocess.DEVNULL,
             )
