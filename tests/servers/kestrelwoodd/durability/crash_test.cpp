@@ -17,6 +17,7 @@
 #include "tests/servers/kestrelwoodd/durability/faulty_disk.h"
 #include "tests/servers/kestrelwoodd/durability/script.h"
 #include "tests/support/environment.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/temp_folder.h"
 
 namespace ksw::daemon::test {

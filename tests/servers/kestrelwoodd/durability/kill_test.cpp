@@ -11,6 +11,7 @@
 #include "tests/servers/kestrelwoodd/daemon_process.h"
 #include "tests/servers/kestrelwoodd/durability/changing_client.h"
 #include "tests/servers/kestrelwoodd/durability/script.h"
+#include "tests/support/sanitized.h"
 
 namespace ksw::daemon::test {
 namespace {

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "servers/kestrelwoodd/registry.h"
-#include "tests/support/sanitized.h"
 
 namespace ksw::daemon::test {
 
