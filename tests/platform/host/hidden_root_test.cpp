@@ -125,7 +125,7 @@ TEST(HiddenRoot, IsWhoeverElseComesThroughFoldersThatAreClosedToOthers) {
         EXPECT_EQ(callerThrough(accepted.get(), shown), 0U);
         EXPECT_EQ(callerThrough(accepted.get(), kUser), kUser);
         EXPECT_EQ(PeerIdentity::ofSocket(accepted.get())->uid(), kUser);
-        for (const mode_t mode : {0701, 0710, 0755, 0704}) {
+        for (const mode_t mode : {0701U, 0710U, 0755U, 0704U}) {
             changeMode(inner, mode);
             EXPECT_EQ(callerThrough(accepted.get(), shown), shown) << mode;
             changeMode(inner, 0700);

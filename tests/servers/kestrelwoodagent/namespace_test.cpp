@@ -119,8 +119,8 @@ TEST(AnAgentInANamespace, TakesWhoeverComesForAStrangerWhileOthersMayComeToo) {
     }
     host.openToAll();
     const std::optional<Error> refusal = KSWErrorWithCode(KSWErrorPermissionDenied);
-    EXPECT_EQ(errorOf(agent::kGetLoginItems), refusal);
     ksw::test::asOrdinaryUser([&] { EXPECT_EQ(errorOf(agent::kGetLoginItems), refusal); });
+    EXPECT_EQ(errorOf(agent::kGetLoginItems), refusal);
     host.setMode(0700);
     EXPECT_EQ(errorOf(agent::kGetLoginItems), refusal) << "the folder in it is open still";
 }
