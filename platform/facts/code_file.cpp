@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <sys/sysmacros.h>
+
 #include "platform/facts/status.h"
 #include "platform/host/regular_file.h"
 #include "platform/host/sys.h"
@@ -11,7 +13,8 @@ namespace ksw::facts {
 
 namespace {
 
-std::int64_t nanoseconds(const struct ::timespec& time) {
+template <class Time>
+std::int64_t nanoseconds(const Time& time) {
     constexpr std::int64_t kPerSecond = 1'000'000'000;
     return static_cast<std::int64_t>(time.tv_sec) * kPerSecond + time.tv_nsec;
 }
@@ -21,6 +24,16 @@ std::int64_t nanoseconds(const struct ::timespec& time) {
 FileStamp stampOf(const struct ::stat& facts) {
     return {static_cast<std::uint64_t>(facts.st_dev), static_cast<std::uint64_t>(facts.st_ino),
             static_cast<std::uint64_t>(facts.st_size), nanoseconds(facts.st_mtim), nanoseconds(facts.st_ctim)};
+}
+
+FileStamp stampAt(const std::string& path) {
+    const Result<struct ::statx> facts =
+        host::sys::statx(path, 0, STATX_INO | STATX_SIZE | STATX_MTIME | STATX_CTIME);
+    if (!facts) {
+        return {};
+    }
+    return {::makedev(facts->stx_dev_major, facts->stx_dev_minor), facts->stx_ino, facts->stx_size,
+            nanoseconds(facts->stx_mtime), nanoseconds(facts->stx_ctime)};
 }
 
 Result<CodeFile> CodeFile::open(const std::string& path) {

@@ -30,6 +30,9 @@ struct FileStamp {
 
 FileStamp stampOf(const struct ::stat& facts);
 
+/// The stamp of what stands at a path, links followed; all zero when nothing does, or it cannot be examined.
+FileStamp stampAt(const std::string& path);
+
 /// A regular file, open for reading. Moves, does not copy. `const` operations may be called from any thread.
 /// Errors have the domain of `CodeStatus`.
 class CodeFile {

@@ -32,20 +32,6 @@ constexpr std::array kFolders{
 
 constexpr std::int64_t kSettlingTime = 2'000'000'000;
 
-std::int64_t nanoseconds(const struct ::statx_timestamp& time) {
-    return time.tv_sec * 1'000'000'000 + time.tv_nsec;
-}
-
-FileStamp stampAt(const std::string& path) {
-    const Result<struct ::statx> facts =
-        host::sys::statx(path, 0, STATX_INO | STATX_SIZE | STATX_MTIME | STATX_CTIME);
-    if (!facts) {
-        return {};
-    }
-    return {std::uint64_t{facts->stx_dev_major} << 32U | facts->stx_dev_minor, facts->stx_ino, facts->stx_size,
-            nanoseconds(facts->stx_mtime), nanoseconds(facts->stx_ctime)};
-}
-
 /// Whether what failed for this reason may go well the next time, though no file has changed by then.
 bool mayPass(const Error& error) {
     constexpr std::array kPassing{EMFILE, ENFILE, ENOMEM, EIO};

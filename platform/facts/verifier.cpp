@@ -237,6 +237,20 @@ Result<std::shared_ptr<const CodeFacts>> Verifier::judge(const CodeFile& code, c
     });
 }
 
+std::optional<VerifiedState> Verifier::known(const FileStamp& stamp) {
+    const Result<VerifiedState> state = orNoMemory([&]() -> Result<VerifiedState> {
+        const LibCrypto* const crypto = LibCrypto::shared();
+        if (crypto == nullptr) {
+            return statusError(CodeStatus::Unsigned);
+        }
+        const std::int64_t now = nowOf(clock_);
+        const VerifiedState current{stamp, trust_.current(*crypto, now)->generation()};
+        return files_.find(current, now / kNanosecondsPerSecond) ? Result<VerifiedState>(current)
+                                                                 : statusError(CodeStatus::Unsigned);
+    });
+    return state ? std::optional(*state) : std::nullopt;
+}
+
 Result<Verified> Verifier::judgeFile(const LibCrypto& crypto, const CodeFile& code) {
     const std::int64_t now = nowOf(clock_);
     const std::int64_t time = now / kNanosecondsPerSecond;

@@ -52,6 +52,11 @@ public:
     /// of the file meanwhile. Error: `CodeStatus`.
     Result<std::shared_ptr<const CodeFacts>> judge(const CodeFile& code, const Data* information = nullptr);
 
+    /// What the judgement of the file of this stamp rested on, if that file was judged, has a signer, and the
+    /// judgement still holds; absent for any other. Costs a few looks at the file system, and none at the file.
+    /// Never throws.
+    std::optional<VerifiedState> known(const FileStamp& stamp);
+
 private:
     Result<Verified> judgeFile(const LibCrypto& crypto, const CodeFile& code);
 

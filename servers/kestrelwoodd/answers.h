@@ -26,9 +26,11 @@ inline void reply(ipc::Responder<std::int64_t>& responder, const Answer& answer)
     responder.answer(answer.code);
 }
 
-/// The item found, with its containers.
+/// The item found, with its containers and as much of its family as the answer says.
 inline void reply(ipc::Responder<std::shared_ptr<KSWFetchResult>>& responder, const Answer& answer) {
-    responder.answer(KSWFetchResult::resultWithCode(answer.code, answer.item));
+    const bool isPart = answer.family == Family::Deciding && answer.item != nullptr;
+    responder.answer(
+        KSWFetchResult::resultWithCode(answer.code, isPart ? withDecidingFamily(answer.item) : answer.item));
 }
 
 /// Whether it may launch.

@@ -1,5 +1,8 @@
 #include "servers/kestrelwoodd/family.h"
 
+#include <algorithm>
+#include <array>
+
 #include "platform/base/limits.h"
 
 namespace ksw::daemon {
@@ -34,6 +37,32 @@ ItemPointer copyTree(const KSWItem& source, const FamilyEdit& edit, const std::o
     if (isPlaceOfAdded(*copy, edit)) {
         children.push_back(edit.added);
     }
+    adopt(copy, children);
+    return copy;
+}
+
+using Says = bool (*)(const KSWItem& item);
+
+constexpr std::array<Says, 4> kSaidOfFamilies{
+    [](const KSWItem& item) { return !item.isAllowed(); },
+    [](const KSWItem& item) { return item.notified(); },
+    [](const KSWItem& item) { return item.isManaged(); },
+    [](const KSWItem& item) { return item.isDaemon(); },
+};
+
+/// A copy of the container with `child` in the place of the child it is a copy of, and those of its other children
+/// that decide what it says of them all.
+ItemPointer deciding(const KSWItem& container, const ItemPointer& child) {
+    std::vector<ItemPointer> children{child};
+    for (const Says says : kSaidOfFamilies) {
+        const auto saidBy = [says](const ItemPointer& one) { return says(*one); };
+        const auto& all = *container.embeddedItems();
+        const auto found = std::find_if(all.begin(), all.end(), saidBy);
+        if (found != all.end() && std::none_of(children.begin(), children.end(), saidBy)) {
+            children.push_back(copyOfRecord(**found));
+        }
+    }
+    ItemPointer copy = copyOfRecord(container);
     adopt(copy, children);
     return copy;
 }
@@ -79,6 +108,15 @@ ItemPointer rebuilt(const KSWItem& root, const FamilyEdit& edit) {
         edit.added->setContainer(copy);
     }
     return copy;
+}
+
+ItemPointer withDecidingFamily(const ItemPointer& item) {
+    const ItemPointer copy = copyTree(*item, {}, std::nullopt);
+    ItemPointer root = copy;
+    for (ItemPointer container = item->container(); container != nullptr; container = container->container()) {
+        root = deciding(*container, root);
+    }
+    return ItemPointer(root, copy.get());
 }
 
 void forEachOf(const ItemPointer& root, const std::function<void(const ItemPointer&)>& visit) {

@@ -30,6 +30,11 @@ void adopt(const ItemPointer& parent, const std::vector<ItemPointer>& children);
 /// items of the edit become part of it.
 ItemPointer rebuilt(const KSWItem& root, const FamilyEdit& edit);
 
+/// A copy of the item with all below it, and of its containers. Of a container's other children there is one for
+/// each thing that a family says as a whole: that one is not allowed, was notified, is managed, is a daemon. So the
+/// copy tells of the item what the family would, however many belong to that. The pointer owns all of it.
+ItemPointer withDecidingFamily(const ItemPointer& item);
+
 /// Calls `visit` for the root and everything below it, with a pointer that owns the whole family.
 void forEachOf(const ItemPointer& root, const std::function<void(const ItemPointer&)>& visit);
 

@@ -21,7 +21,6 @@ struct LaunchItem {
     std::optional<Dictionary> configuration;  ///< Each value that counts is of its kind and fits a record.
     Uid uid = kNoUser;                        ///< For whom it is to run.
     Uid scope = kNoUser;                      ///< Whose records it belongs to.
-    bool isManaged = false;                   ///< Device management has installed it.
 };
 
 /// What a record of the item says, and one of the application that it belongs to; null when it belongs to none. No

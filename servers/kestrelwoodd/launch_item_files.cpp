@@ -92,9 +92,9 @@ ItemPointer applicationAt(const URL& bundle) {
 }
 
 /// Only the administrator can have put a file where device management keeps its own.
-void checkManaged(KSWItem& item, const LaunchItem& asked, const Caller& caller) {
+void checkManaged(KSWItem& item, const Caller& caller) {
     const bool isThere = item.modificationDate() != 0;
-    item.setManaged(asked.isManaged || (item.isManaged() && (isThere || caller.isAdministrator())));
+    item.setManaged(item.isManaged() && (isThere || caller.isAdministrator()));
 }
 
 /// Whether the job's executable can lie in an application, of which users are told.
@@ -111,7 +111,7 @@ ItemFacts factsOfLegacyJob(const LaunchItem& item, const std::string& identifier
     ItemFacts facts{
         KSWItem::legacyAgentOrDaemonItemWithType(item.type, *item.url, identifier, job, &vouching, told), nullptr};
     facts.application = vouching ? applicationAt(*vouching) : nullptr;
-    checkManaged(*facts.item, item, caller);
+    checkManaged(*facts.item, caller);
     return facts;
 }
 

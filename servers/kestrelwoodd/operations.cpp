@@ -96,18 +96,35 @@ Found Operations::find(const LaunchItem& item, const std::string& identifier) co
 }
 
 Answer Operations::enter(const Subject& subject, const Caller& caller) {
+    Answer answer = entered(subject, caller);
+    answer.family = Family::Deciding;
+    return answer;
+}
+
+Answer Operations::entered(const Subject& subject, const Caller& caller) {
     const Result<Named> named = namedItemOf(subject, caller, KSWErrorInvalidParameter);
     return named ? enterItem(named->item, named->identifier, caller) : failure(named.error().code());
 }
 
 Answer Operations::enterItem(const LaunchItem& item, const std::string& identifier, const Caller& caller) {
+    const std::optional<JobFiles> files = filesOfPlainJob(item, caller);
+    const Found recorded = files ? registry_.records().find(item.scope, identifier) : Found();
+    if (recorded.item != nullptr && knownJobs_.isKnown(*recorded.item, item, *files)) {
+        return answerOf(Outcome{KSWErrorRecordExists, recorded.item});
+    }
     const Result<ItemFacts> facts = factsOf(item, identifier, Purpose::Record, caller);
-    return facts ? answerOf(registry_.enter(item.scope, facts->item, facts->application))
-                 : failure(facts.error().code());
+    if (!facts) {
+        return failure(facts.error().code());
+    }
+    Answer answer = answerOf(registry_.enter(item.scope, facts->item, facts->application));
+    if (files && facts->application == nullptr && answer.item != nullptr) {
+        knownJobs_.remember(*answer.item, *files);
+    }
+    return answer;
 }
 
 Answer Operations::enterQuietly(const Subject& subject, const Caller& caller) {
-    Answer answer = enter(subject, caller);
+    Answer answer = entered(subject, caller);
     if (answer.code == KSWErrorRecordExists || answer.code == KSWErrorRecordUpdated) {
         answer.code = KSWErrorNone;
     }

@@ -6,16 +6,25 @@
 
 #include "platform/host/clock.h"
 #include "servers/kestrelwoodd/authorisation.h"
+#include "servers/kestrelwoodd/known_jobs.h"
 #include "servers/kestrelwoodd/launch_item.h"
 #include "servers/kestrelwoodd/list_cache.h"
 #include "servers/kestrelwoodd/registry.h"
 
 namespace ksw::daemon {
 
+/// How much of an item's family a reply takes along.
+enum class Family : std::uint8_t {
+    Whole,
+    Deciding,  ///< What decides on the item. To answer each of a maker's thousand jobs with all the others takes a
+               ///< million.
+};
+
 /// All that a reply can be made of; a method's reply has a part of it.
 struct Answer {
-    std::int64_t code = 0;              ///< A code of KSWErrors.h.
-    ItemPointer item;                   ///< Owns its whole family, which never changes.
+    std::int64_t code = 0;  ///< A code of KSWErrors.h.
+    ItemPointer item;       ///< Owns its whole family, which never changes.
+    Family family = Family::Whole;
     KSWDisposition disposition = 0;     ///< 0 unless the code is 0.
     std::optional<Data> requirement{};  ///< The item's launch constraint.
     ListCache::Archive list{};          ///< The archive of a list of items; null for no list.
@@ -52,7 +61,8 @@ public:
 
     // About launch items.
 
-    /// Records the item, or brings its record up to date: 0, -96 or -93, with the item.
+    /// Records the item, or brings its record up to date: 0, -96 or -93, with the item and what of its family
+    /// decides on it.
     Answer enter(const Subject& subject, const Caller& caller);
     /// The same for an item that has been checked and identified.
     Answer enterItem(const LaunchItem& item, const std::string& identifier, const Caller& caller);
@@ -110,6 +120,7 @@ private:
     Result<LaunchItem> itemOf(const Subject& subject, const Caller& caller) const;
     /// The item with its identifier; `codeWithout` as the error's code when it has none.
     Result<Named> namedItemOf(const Subject& subject, const Caller& caller, std::int64_t codeWithout) const;
+    Answer entered(const Subject& subject, const Caller& caller);
     Found find(const LaunchItem& item, const std::string& identifier) const;
     /// The record, or what it would be; `told` receives what has changed. Error: a code of KSWErrors.h.
     Result<Found> recordedOrExpected(const Subject& subject, const Caller& caller, Answer& told);
@@ -138,6 +149,7 @@ private:
     Registry& registry_;
     const host::Clock& clock_;
     ListCache lists_;
+    KnownJobs knownJobs_;
 };
 
 }  // namespace ksw::daemon

@@ -112,6 +112,19 @@ TEST_F(TheServices, HandOutAnItemWithItsContainer) {
     EXPECT_EQ(item->container()->identifier(), "Unknown Developer");
 }
 
+TEST_F(TheServices, HandOutTheWholeFamilyToThoseWhoLookItUpOnly) {
+    ASSERT_EQ(codeOf(manager_.call(manager::kRegisterItemOfURL, none_, kAgent, url_, job_, self_)), KSWErrorNone);
+    const auto registered =
+        manager_.call(manager::kRegisterItemOfURL, none_, kAgent, std::optional(jobURL("another")),
+                      std::optional(jobNamed("another")), self_);
+    ASSERT_TRUE(registered.ok());
+    ASSERT_NE(std::get<0>(*registered)->firstItem(), nullptr);
+    EXPECT_EQ(std::get<0>(*registered)->firstItem()->container()->countOfEmbeddedItems(), 1U);
+    const auto found = manager_.call(manager::kItemOfURL, none_, kAgent, url_, job_, self_);
+    ASSERT_TRUE(found.ok());
+    EXPECT_EQ(std::get<0>(*found)->firstItem()->container()->countOfEmbeddedItems(), 2U);
+}
+
 TEST_F(TheServices, AnswerThatADaemonMayNotLaunch) {
     const auto reply = manager_.call(manager::kCanLaunchItem, none_, kDaemon, url_, job_, self_);
     ASSERT_TRUE(reply.ok());
