@@ -48,7 +48,8 @@ def install_below(root):
         shutil.copytree(SOURCE_DIR / "share" / name, share / name)
     for folder in [share / "trust", root / "etc" / "kestrelwood" / "trust", root / "usr" / "sbin"]:
         folder.mkdir(parents=True)
-        folder.chmod(0o755)
+        for public in [folder, folder.parent]:
+            public.chmod(0o755)
     shutil.copy(program("kestrelwoodd"), root / "usr" / "sbin")
 
 
@@ -127,6 +128,14 @@ class ADoctor(unittest.TestCase):
         certificate.chmod(0o666)
         self.assertEqual(self.mended(self.findings(1), "trust"), f"chmod go-w {certificate}")
         self.assertEqual(self.findings(0), {})
+
+    def test_finds_what_not_everybody_may_read(self):
+        self.daemon.start()
+        for about, folder in [("run folder", self.daemon.root / "run" / "kestrelwood"), ("shared files", self.share),
+                              ("configuration", self.etc), ("trust", self.etc / "trust")]:  # fmt: skip
+            folder.chmod(0o700)
+            self.assertEqual(self.mended(self.findings(1), about), f"chmod a+rX {folder}")
+            self.assertEqual(self.findings(0), {})
 
     def test_says_that_records_were_lost(self):
         state = self.daemon.root / "var" / "lib" / "kestrelwood"

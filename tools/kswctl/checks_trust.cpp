@@ -1,6 +1,5 @@
 // Whether what everybody relies on is an administrator's alone, and whole.
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -22,8 +21,12 @@ namespace fs = std::filesystem;
 constexpr const char* kTrust = "trust";
 constexpr const char* kState = "state";
 
+/// Who has to be able to read a file or folder.
+enum class Readers { Owner, Everybody };
+
 /// What is wrong with a file or folder that nobody but the host's owner may change; absent when nothing is.
-std::optional<Check> faultOf(const char* about, const std::string& path, const struct stat& facts) {
+std::optional<Check> faultOf(const char* about, const std::string& path, const struct stat& facts,
+                             Readers readers) {
     const std::string word = shellWord(path);
     if (facts.st_uid != hostOwner()) {
         return Check{about, Finding::Wrong, path + " is uid " + std::to_string(facts.st_uid) + "'s",
@@ -32,20 +35,28 @@ std::optional<Check> faultOf(const char* about, const std::string& path, const s
     if ((facts.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
         return Check{about, Finding::Wrong, "others may write to " + path, "chmod go-w " + word};
     }
+    const mode_t needed = S_ISDIR(facts.st_mode) ? S_IROTH | S_IXOTH : S_IROTH;
+    if (readers == Readers::Everybody && (facts.st_mode & needed) != needed) {
+        return Check{about, Finding::Wrong, "not everybody may read " + path, "chmod a+rX " + word};
+    }
     return std::nullopt;
 }
 
 /// A folder that nobody but the host's owner may change.
-Check checkFolder(const char* about, const std::string& path, const std::string& mendWhenMissing) {
+Check checkFolder(const char* about, const std::string& path, Readers readers, const std::string& mendWhenMissing) {
     struct stat facts {};
     if (stat(path.c_str(), &facts) != 0) {
+        if (errno == EACCES) {
+            return {about, Finding::Wrong, path + ": " + std::strerror(EACCES),
+                    "chmod a+rx " + shellWord(fs::path(path).parent_path().native())};
+        }
         return {about, Finding::Missing, path + ": " + std::strerror(errno), mendWhenMissing};
     }
     if (!S_ISDIR(facts.st_mode)) {
         const std::string word = shellWord(path);
         return {about, Finding::Wrong, path + " is no folder", "mv " + word + " " + shellWord(path + ".old")};
     }
-    return faultOf(about, path, facts).value_or(Check{about, Finding::Well, path, {}});
+    return faultOf(about, path, facts, readers).value_or(Check{about, Finding::Well, path, {}});
 }
 
 std::string makeCommand(const std::string& path) {
@@ -84,11 +95,8 @@ bool holdsCertificate(const std::string& path) {
 
 /// What is wrong with a file of certificates; absent when nothing is.
 std::optional<Check> faultOfCertificates(const std::string& path, const struct stat& facts) {
-    if (std::optional<Check> fault = faultOf(kTrust, path, facts)) {
+    if (std::optional<Check> fault = faultOf(kTrust, path, facts, Readers::Everybody)) {
         return fault;
-    }
-    if (access(path.c_str(), R_OK) != 0) {
-        return Check{kTrust, Finding::Wrong, path + ": " + std::strerror(errno), "chmod a+r " + shellWord(path)};
     }
     if (!holdsCertificate(path)) {
         return Check{kTrust, Finding::Wrong, "no certificate in " + path, "rm " + shellWord(path)};
@@ -98,7 +106,7 @@ std::optional<Check> faultOfCertificates(const std::string& path, const struct s
 
 /// A folder of trusted certificates, and a line for each file in it that is not as it should be.
 std::vector<Check> checkTrustFolder(const std::string& path) {
-    std::vector<Check> checks{checkFolder(kTrust, path, makeCommand(path))};
+    std::vector<Check> checks{checkFolder(kTrust, path, Readers::Everybody, makeCommand(path))};
     if (checks.front().finding != Finding::Well) {
         return checks;
     }
@@ -122,7 +130,7 @@ std::vector<Check> checkTrustFolder(const std::string& path) {
 /// The daemon's records, as far as the caller may look: the folder is the daemon's alone.
 std::vector<Check> checkState() {
     const std::string path = hostPlace("/var/lib/kestrelwood");
-    std::vector<Check> checks{checkFolder(kState, path, startCommand())};
+    std::vector<Check> checks{checkFolder(kState, path, Readers::Owner, startCommand())};
     if (checks.front().finding != Finding::Well) {
         return checks;
     }
@@ -132,7 +140,7 @@ std::vector<Check> checkState() {
         if (!S_ISREG(facts.st_mode)) {
             checks.push_back({kState, Finding::Wrong, records + " is no file",
                               "mv " + shellWord(records) + " " + shellWord(path + "/set-aside-by-hand")});
-        } else if (std::optional<Check> fault = faultOf(kState, records, facts)) {
+        } else if (std::optional<Check> fault = faultOf(kState, records, facts, Readers::Owner)) {
             checks.push_back(*std::move(fault));
         }
     }
@@ -154,10 +162,10 @@ std::vector<Check> checkTrust() {
     const std::string run = hostPlace("/run/kestrelwood");
     const std::string share = hostPlace("/usr/share/kestrelwood");
     const std::string etc = hostPlace("/etc/kestrelwood");
-    std::vector<Check> checks{checkFolder("run folder", run, startCommand()),
-                              checkFolder("shared files", share, kReinstallCommand)};
+    std::vector<Check> checks{checkFolder("run folder", run, Readers::Everybody, startCommand()),
+                              checkFolder("shared files", share, Readers::Everybody, kReinstallCommand)};
     if (isThere(etc)) {
-        checks.push_back(checkFolder("configuration", etc, {}));
+        checks.push_back(checkFolder("configuration", etc, Readers::Everybody, {}));
     }
     std::vector<std::string> folders{etc + "/trust", share + "/trust"};
     for (const std::string& maker : {etc + "/trust/maker", share + "/trust/maker"}) {
