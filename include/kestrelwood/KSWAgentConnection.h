@@ -28,6 +28,8 @@
 /// connection's own thread, one after the other, in the order in which the answers come. A reply must not throw.
 class KSW_EXPORT KSWAgentConnection {
 public:
+    /// What the agent lists, absent when it fails, and what is called with an answer, once. An absent error is
+    /// success.
     using LoginItems = std::optional<std::vector<std::shared_ptr<KSWLoginItem>>>;
     using BackgroundItems = std::optional<std::vector<std::shared_ptr<KSWBackgroundItem>>>;
     using LoginItemsReply = std::function<void(LoginItems items, std::optional<ksw::Error> error)>;

@@ -24,6 +24,7 @@ struct Application;
 /// An application as it was found. An immutable value; copies share.
 class KSW_EXPORT Application {
 public:
+    /// Made by the functions below, of what they found.
     explicit Application(std::shared_ptr<const facts::Application> record);
 
     /// The bundle's identifier; not empty.

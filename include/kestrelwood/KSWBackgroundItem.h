@@ -34,6 +34,7 @@ inline constexpr ksw::StringConstant kKSWBackgroundItemsChangeNotification =
 /// exchange these. Any number of threads may read one; while one writes it, no other may use it.
 class KSW_EXPORT KSWBackgroundItem {
 public:
+    /// The bytes that find a file again (KSWAdditions.h); absent for an item that has none.
     using Bookmark = std::optional<ksw::Data>;
 
     /// An item with nothing in it: what decoding starts from.

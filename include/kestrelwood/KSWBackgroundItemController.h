@@ -34,6 +34,7 @@ public:
 /// controllers of its own.
 class KSW_EXPORT KSWBackgroundItemController {
 public:
+    /// Who is told, the items at one time, and what is called with whether a decision was taken over, once.
     using Delegate = KSWBackgroundItemControllerDelegate;
     using Items = ksw::AgentItemSet<KSWBackgroundItem>;
     using Completion = std::function<void(bool success)>;

@@ -24,6 +24,7 @@ struct CodeSignInfoAccess;
 /// Nothing is absent by failure: a fact that the signature does not state is absent or false.
 class KSW_EXPORT KSWCodeSignInfo {
 public:
+    /// A text of the signature; absent when it does not state one.
     using Text = std::optional<std::string>;
 
     /// The object, or null; then `error`, when given, receives the status, in `kStatusErrorDomain`: -50 without a
@@ -43,6 +44,7 @@ public:
     KSWCodeSignInfo(const KSWCodeSignInfo&) = delete;
     KSWCodeSignInfo& operator=(const KSWCodeSignInfo&) = delete;
 
+    /// The name that the signer gave the code.
     Text signingIdentifier() const;
     /// The "QCBundleIdentifier" of the information property list that is signed with the code.
     Text bundleIdentifier() const;

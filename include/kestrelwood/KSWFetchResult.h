@@ -23,6 +23,7 @@ struct FetchResultAccess;
 /// is handed out as it was given. One thread at a time may write a result.
 class KSW_EXPORT KSWFetchResult {
 public:
+    /// Items in the order of the answer.
     using Items = std::vector<std::shared_ptr<KSWItem>>;
 
     /// A result with nothing in it: what decoding starts from.

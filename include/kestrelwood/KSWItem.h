@@ -28,6 +28,7 @@ struct ItemAccess;
 /// may be read by many threads as long as none writes it or one of its relatives.
 class KSW_EXPORT KSWItem : public std::enable_shared_from_this<KSWItem> {
 public:
+    /// An item, held; texts that may be absent; lists of texts; and what is called with each item of a family.
     using Pointer = std::shared_ptr<KSWItem>;
     using OptionalString = std::optional<std::string>;
     using Strings = std::vector<std::string>;

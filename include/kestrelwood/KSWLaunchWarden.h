@@ -14,6 +14,7 @@
 /// `openLoginItemsWithCompletion` run on the calling thread before the operation returns.
 class KSW_EXPORT KSWLaunchWarden {
 public:
+    /// Files, and what is called with an answer, once.
     using URLs = std::vector<ksw::URL>;
     using BoolCompletion = std::function<void(bool)>;
     using URLsCompletion = std::function<void(URLs urls)>;

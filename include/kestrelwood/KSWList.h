@@ -35,6 +35,7 @@ public:
 /// the list's pointers; the items themselves follow the rule of `KSWItem`.
 class KSW_EXPORT KSWList : public std::enable_shared_from_this<KSWList> {
 public:
+    /// The items in their order, and who is told of changes.
     using Items = std::vector<std::shared_ptr<KSWItem>>;
     using Observers = std::set<std::shared_ptr<KSWListObserver>>;
 
@@ -69,6 +70,7 @@ public:
     /// The observers themselves, not a copy: not while another thread adds or removes one.
     const Observers& observers() const;
 
+    /// How many items the list has now.
     std::size_t count() const;
     /// Throws `std::out_of_range` for an index that is not below `count`.
     std::shared_ptr<KSWItem> itemAtIndex(std::size_t index) const;

@@ -24,6 +24,8 @@ struct LoginItemAccess;
 /// interface exchange these. Any number of threads may read one; while one writes it, no other may use it.
 class KSW_EXPORT KSWLoginItem {
 public:
+    /// The bytes that find a file again (KSWAdditions.h), absent for an item that has none, and what is called with
+    /// the file that they lead to or with why they lead to none.
     using Bookmark = std::optional<ksw::Data>;
     using URLCompletion = std::function<void(std::optional<ksw::URL> url, std::optional<ksw::Error> error)>;
 
@@ -43,6 +45,7 @@ public:
     /// A new item of type 0 with a random identifier.
     static std::shared_ptr<KSWLoginItem> initWithBookmark(Bookmark bookmark, bool hidden);
 
+    /// Whether it is opened out of sight.
     bool hidden() const;
     void setHidden(bool hidden);
     /// Absent only in an item that arrived without one.

@@ -31,6 +31,7 @@ public:
 /// called any more for it, whatever is under way. A forked child makes controllers of its own.
 class KSW_EXPORT KSWLoginItemController {
 public:
+    /// Who is told, and the items at one time.
     using Delegate = KSWLoginItemControllerDelegate;
     using Items = ksw::AgentItemSet<KSWLoginItem>;
 

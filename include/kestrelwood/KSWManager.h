@@ -51,6 +51,8 @@ inline constexpr ksw::StringConstant KSWUserDataDidChangeNotification =
 /// the user concerned, and forms without it mean the calling process's real user.
 class KSW_EXPORT KSWManager : public std::enable_shared_from_this<KSWManager> {
 public:
+    /// Where an error goes, or null; a URL that may be absent; and a launch configuration, by the keys in
+    /// KSWTypes.h.
     using ErrorPlace = std::optional<ksw::Error>*;
     using OptionalURL = std::optional<ksw::URL>;
     using Configuration = std::optional<ksw::Dictionary>;

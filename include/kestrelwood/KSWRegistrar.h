@@ -17,6 +17,7 @@
 /// Threads: as for `KSWManager`.
 class KSW_EXPORT KSWRegistrar {
 public:
+    /// A URL that may be absent, and a launch configuration, by the keys in KSWTypes.h.
     using OptionalURL = std::optional<ksw::URL>;
     using Configuration = std::optional<ksw::Dictionary>;
 

@@ -104,10 +104,12 @@ using ::ValidateItemType;
 /// items hold them, or nowhere (null). Borrows the number for the call.
 class DispositionPlace {
 public:
+    /// The place that a pointer names; it must outlive the call.
     DispositionPlace(std::nullptr_t /*nowhere*/) {}
     DispositionPlace(std::int64_t* place) : place_(place) {}
     DispositionPlace(KSWDisposition* place) : place_(reinterpret_cast<std::int64_t*>(place)) {}
 
+    /// Writes the disposition there; nothing when the place is nowhere.
     void store(std::int64_t disposition) const {
         if (place_ != nullptr) {
             *place_ = disposition;

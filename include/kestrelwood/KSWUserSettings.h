@@ -31,6 +31,7 @@ public:
     std::shared_ptr<KSWUserSettings> copyWithZone() const;
     std::shared_ptr<KSWUserSettings> copy() const { return copyWithZone(); }
 
+    /// Whether what the older stores of these names hold has been taken over.
     bool rosterMigrated() const;
     void setRosterMigrated(bool migrated);
     bool pellucidLoginItemsMigrated() const;

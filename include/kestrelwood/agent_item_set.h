@@ -15,6 +15,8 @@ namespace ksw {
 template <class Item>
 class AgentItemSet {
 public:
+    /// An item as the set holds it, and what leads from one to the next; an iterator is good as long as a copy of
+    /// the set is.
     using Member = std::shared_ptr<Item>;
     using Iterator = typename std::vector<Member>::const_iterator;
 
@@ -32,6 +34,7 @@ public:
         members_ = std::move(members);
     }
 
+    /// The members: how many, by either name, whether there are none, and from the first to behind the last.
     std::size_t size() const { return members_->size(); }
     std::size_t count() const { return members_->size(); }
     bool empty() const { return members_->empty(); }

@@ -25,6 +25,7 @@ public:
     /// The bytes that travel (docs/wire.md).
     const Data& serialized() const { return serialized_; }
 
+    /// Whether both have the same bytes.
     friend bool operator==(const Authorization&, const Authorization&) = default;
 
 private:

@@ -20,6 +20,7 @@ struct ItemAccess;
 /// shared between threads; its members follow the rule of `KSWItem`.
 class KSW_EXPORT ItemSet {
 public:
+    /// An item as the set holds it, and a set, which is shared and never changed.
     using Member = std::shared_ptr<KSWItem>;
     using Pointer = std::shared_ptr<const ItemSet>;
 
@@ -30,6 +31,7 @@ public:
     static Pointer of(std::span<const Member> items);
     static Pointer of(std::initializer_list<Member> items) { return of(std::span(items.begin(), items.size())); }
 
+    /// The members: how many, whether there are none, and from the first to behind the last.
     std::size_t size() const { return members_.size(); }
     bool empty() const { return members_.empty(); }
     std::vector<Member>::const_iterator begin() const { return members_.begin(); }

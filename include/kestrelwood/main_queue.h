@@ -16,6 +16,7 @@ namespace ksw {
 /// queue and a descriptor of its own.
 class KSW_EXPORT MainQueue {
 public:
+    /// What the queue runs, once.
     using Block = std::function<void()>;
 
     MainQueue() = delete;

@@ -19,11 +19,13 @@ class Connection;
 /// it.
 class KSW_EXPORT ServiceConnection {
 public:
+    /// Takes the connection over; the framework's own objects make these.
     explicit ServiceConnection(std::unique_ptr<ipc::Connection> connection);
     ~ServiceConnection();
     ServiceConnection(const ServiceConnection&) = delete;
     ServiceConnection& operator=(const ServiceConnection&) = delete;
 
+    /// The name that the service is published under (docs/wire.md).
     const std::string& serviceName() const;
 
     /// Asks the server how it fares: its counters by name ("served", "refused", "dropped", "quotaHits",

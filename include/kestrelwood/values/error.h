@@ -72,6 +72,7 @@ public:
     Error(FormatError code, std::string_view text)
         : Error(kFormatErrorDomain, static_cast<std::int64_t>(code), text) {}
 
+    /// Whose codes these are, the code, and what else is known: property-list values by key.
     const std::string& domain() const;
     std::int64_t code() const;
     const Dictionary& userInfo() const;
@@ -81,6 +82,7 @@ public:
     /// `Error Domain=D Code=N "text"`; the quoted text is left out when there is none.
     std::string description() const;
 
+    /// Whether domain, code and user information are equal.
     KSW_EXPORT friend bool operator==(const Error& left, const Error& right);
 
 private:

@@ -11,8 +11,10 @@ namespace ksw {
 /// `dictionary[KSWConfigLabel]`.
 class StringConstant : public std::string_view {
 public:
+    /// The text of a literal.
     consteval StringConstant(const char* text) : std::string_view(text) {}
 
+    /// A copy of the text.
     operator std::string() const { return std::string(data(), size()); }
 };
 

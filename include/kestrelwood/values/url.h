@@ -63,6 +63,7 @@ public:
     /// path of ".." or an empty one the parent is named with "../".
     URL deletingLastPathComponent() const;
 
+    /// Whether both are written alike, relative to equal bases.
     KSW_EXPORT friend bool operator==(const URL& left, const URL& right);
 
 private:

@@ -24,10 +24,13 @@ using Array = std::vector<Value>;
 /// information, where it names the cause.
 class KSW_EXPORT Value {
 public:
+    /// One alternative for each kind of value; nothing is the first.
     using Storage = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, Data, Date,
                                  Array, Dictionary, Error>;
 
     Value() = default;
+    /// The value of a number, a text, bytes, a date, a list, a dictionary or an error. Text is copied, what is
+    /// moved in is kept.
     Value(bool value) : storage_(value) {}
     template <std::signed_integral Integer>
     Value(Integer value) : storage_(static_cast<std::int64_t>(value)) {}
@@ -43,6 +46,7 @@ public:
     Value(Dictionary value) : storage_(std::move(value)) {}
     Value(Error value) : storage_(std::move(value)) {}
 
+    /// Whether it is nothing.
     bool isNull() const { return storage_.index() == 0; }
 
     /// The value when it is of type T, else null. T is one of `Storage`'s types.
@@ -55,8 +59,10 @@ public:
         return std::get_if<T>(&storage_);
     }
 
+    /// The value as it is kept, for `std::visit`.
     const Storage& storage() const { return storage_; }
 
+    /// Whether both are of the same kind and equal all the way down.
     friend bool operator==(const Value&, const Value&) = default;
 
 private:
