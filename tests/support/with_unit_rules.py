@@ -98,8 +98,8 @@ def add(rules, action, call, *arguments):
             raise
 
 
-def filter_of(lines):
-    rules = seccomp.SyscallFilter(defaction=seccomp.NOTIFY)
+def filter_of(lines, action):
+    rules = seccomp.SyscallFilter(defaction=action)
     given = dict(lines)
     allowed = allowed_calls(lines)
     for call in sorted(TRIED - allowed):
@@ -168,12 +168,18 @@ def start_watching(unit):
 
 def main():
     unit, lines = unit_of(sys.argv[1], sys.argv[2:])
-    rules = filter_of(lines)
     watcher = start_watching(unit)
     drop_capabilities(lines)
-    rules.load()
-    socket.send_fds(watcher, [b"!"], [rules.get_notify_fd()])
-    os.set_inheritable(rules.get_notify_fd(), False)
+    rules = filter_of(lines, seccomp.NOTIFY)
+    try:
+        rules.load()
+    except (OSError, RuntimeError):
+        # Another watches this process already, as in some containers: the server is killed, and nobody says why.
+        watcher.close()
+        filter_of(lines, seccomp.KILL_PROCESS).load()
+    else:
+        socket.send_fds(watcher, [b"!"], [rules.get_notify_fd()])
+        os.set_inheritable(rules.get_notify_fd(), False)
     os.execv(sys.argv[2], sys.argv[2:])
 
 
