@@ -59,9 +59,7 @@ void AsyncQueue::addLink(std::shared_ptr<Link> link) {
 void AsyncQueue::over(Call* call) noexcept {
     {
         const std::lock_guard lock(mutex_);
-        call->next = nullptr;
-        (last_ == nullptr ? first_ : last_->next) = call;
-        last_ = call;
+        over_.add(call);
         if (isReading_ && !hasRung_ && std::this_thread::get_id() != threadId_) {
             hasRung_ = host::sys::signalEvent(bell_.get()).ok();
         }
@@ -80,8 +78,8 @@ void AsyncQueue::needsReader() noexcept {
 void AsyncQueue::run() {
     std::unique_lock lock(mutex_);
     while (true) {
-        changed_.wait(lock, [this] { return first_ != nullptr || needsReader_ || isStopping_; });
-        if (first_ != nullptr) {
+        changed_.wait(lock, [this] { return over_.first() != nullptr || needsReader_ || isStopping_; });
+        if (over_.first() != nullptr) {
             runFirst(lock);
         } else if (isStopping_) {
             return;
@@ -93,15 +91,13 @@ void AsyncQueue::run() {
 
 void AsyncQueue::runWaiting() {
     std::unique_lock lock(mutex_);
-    while (first_ != nullptr) {
+    while (over_.first() != nullptr) {
         runFirst(lock);
     }
 }
 
 void AsyncQueue::runFirst(std::unique_lock<std::mutex>& lock) {
-    BorrowedCall call(first_, {pool_.get()});
-    first_ = call->next;
-    last_ = first_ == nullptr ? nullptr : last_;
+    BorrowedCall call(over_.takeFirst(), {pool_.get()});
     lock.unlock();
     call->handler(bodyOf(*call));
     call.reset();  // and its handler, which may own anything
@@ -110,7 +106,7 @@ void AsyncQueue::runFirst(std::unique_lock<std::mutex>& lock) {
 
 void AsyncQueue::readLinks(std::unique_lock<std::mutex>& lock) {
     needsReader_ = false;
-    for (std::size_t index = 0; index < links_.size() && first_ == nullptr; ++index) {
+    for (std::size_t index = 0; index < links_.size() && over_.first() == nullptr; ++index) {
         const std::shared_ptr<Link> link = links_[index];
         isReading_ = true;
         lock.unlock();

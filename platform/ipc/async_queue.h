@@ -42,8 +42,7 @@ private:
     const std::shared_ptr<CallPool> pool_;
     std::mutex mutex_;  // guards all below
     std::condition_variable changed_;
-    Call* first_ = nullptr;
-    Call* last_ = nullptr;
+    CallRow over_;
     std::vector<std::shared_ptr<Link>> links_;  // oldest first; the last is in use, earlier ones are ending
     bool needsReader_ = false;
     bool isStopping_ = false;

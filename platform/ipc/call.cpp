@@ -31,6 +31,30 @@ void Call::reset() {
     isParked = false;
 }
 
+void CallRow::add(Call* call) {
+    call->next = nullptr;
+    (last_ == nullptr ? first_ : last_->next) = call;
+    last_ = call;
+}
+
+Call* CallRow::takeFirst() {
+    Call* const call = first_;
+    first_ = call->next;
+    last_ = first_ == nullptr ? nullptr : last_;
+    return call;
+}
+
+void CallRow::remove(const Call* call) {
+    CallRow others;
+    while (first_ != nullptr) {
+        Call* const one = takeFirst();
+        if (one != call) {
+            others.add(one);
+        }
+    }
+    *this = others;
+}
+
 Call* CallPool::borrow() {
     const std::lock_guard lock(lock_);
     if (free_.empty()) {

@@ -31,10 +31,25 @@ struct Call {
     bool isPosted = false;     ///< Asynchronous and sent whole: may be handed to the queue when it is over.
     bool isParked = false;     ///< Its thread waits in `parker`.
     Parker parker;
-    Call* next = nullptr;  ///< The queue's.
+    Call* next = nullptr;  ///< The row's that it stands in.
 
     /// Makes it ready for the next request; large buffers are given back.
     void reset();
+};
+
+/// Calls one behind the other; needs no memory. A call stands in one row at a time.
+class CallRow {
+public:
+    /// Null when there is none.
+    Call* first() const { return first_; }
+    void add(Call* call);
+    Call* takeFirst();
+    /// Does nothing when the call stands in no row.
+    void remove(const Call* call);
+
+private:
+    Call* first_ = nullptr;
+    Call* last_ = nullptr;
 };
 
 /// The calls of one connection. Safe from any thread.

@@ -77,6 +77,9 @@ Link::Sent Link::send(Call& call) {
     }
     if (!call.isOver) {
         leave(call);
+    } else if (call.handler) {
+        over_.remove(&call);
+        handOver();
     }
     call.isOver = false;
     call.error.reset();
@@ -111,7 +114,7 @@ void Link::post(Call& call) {
     const Lock lock(lock_);
     call.isPosted = true;
     if (call.isOver) {
-        sink_.over(&call);
+        handOver();
     } else if (!hasReader_) {
         sink_.needsReader();
     }
@@ -232,12 +235,20 @@ void Link::passReading(Wakes& wakes) {
 void Link::complete(Call& call, Wakes& wakes) {
     leave(call);
     call.isOver = true;
-    if (call.isPosted) {
-        sink_.over(&call);
+    if (call.handler) {
+        over_.add(&call);
+        handOver();
     } else if (call.isParked) {
         call.isParked = false;
         std::erase(parked_, &call);
         wakes.add(&call, Wake::Done);
+    }
+}
+
+/// An answer can come before its request's sender has come back from sending; the answers behind it wait for that.
+void Link::handOver() {
+    while (over_.first() != nullptr && over_.first()->isPosted) {
+        sink_.over(over_.takeFirst());
     }
 }
 

@@ -51,7 +51,8 @@ public:
 
     /// Waits until a synchronous call is over, reading if nobody does.
     void await(Call& call);
-    /// Says that an asynchronous call was sent: from now on it may be handed to the sink.
+    /// Says that an asynchronous call was sent: from now on it may be handed to the sink, which gets such calls in
+    /// the order in which they are over.
     void post(Call& call);
     /// Reads once for the asynchronous calls, if some are in flight and nobody reads. Blocks until bytes come.
     /// Tells the sink when it should be called again. Returns without having read when `bell` is readable first;
@@ -72,6 +73,7 @@ private:
     std::optional<Error> answer(const Frame& frame, Wakes& wakes);
     void passReading(Wakes& wakes);
     void complete(Call& call, Wakes& wakes);
+    void handOver();
     void failAll(const Error& error, Wakes& wakes);
     Call* find(std::uint32_t serial) const;
     bool enter(Call& call);
@@ -91,6 +93,7 @@ private:
     std::vector<std::uint16_t> freePlaces_;
     std::vector<Call*> parked_;  // waiting for their reply or for the reading
     std::size_t asyncInFlight_ = 0;
+    CallRow over_;             // asynchronous calls, from the first whose sender has not said yet that it was sent
     std::uint16_t round_ = 0;  // the serials' high bits, so that a late answer meets no later call
     std::optional<Error> endError_;
 };

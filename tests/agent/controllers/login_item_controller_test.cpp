@@ -84,6 +84,7 @@ TEST_F(ALoginItemController, ObservesChangesOnlyAfterItsFirstFetch) {
     const auto controller = make();
     EXPECT_EQ(observers, 0U);
     hub.awaitObservers(1);
+    agent_.stop();  // it may be asked once more, and look at the hub
 }
 
 TEST_F(ALoginItemController, WithoutAnAgentHasNoItemsAndTellsNobody) {
