@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <thread>
+#include <vector>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -128,9 +129,6 @@ protected:
 };
 
 TEST_F(AChild, FetchesRefreshesAndReadsListsWhileItsParentsThreadsAreAtThem) {
-    if (kHasAddressSanitizer) {
-        GTEST_SKIP() << "a child can find this sanitizer's own locks held for ever";
-    }
     const auto list = manager_->getItemsMatching(8, 501);
     ASSERT_NE(list, nullptr);
     const auto witness = std::make_shared<Witness>();
@@ -142,15 +140,19 @@ TEST_F(AChild, FetchesRefreshesAndReadsListsWhileItsParentsThreadsAreAtThem) {
             }
         });
     };
-    const auto fetching = again([&] { manager_->getItemsMatching(8, 501); });
-    const auto changing = again([&] {
-        list->setItems({itemNamed("8.c"), itemNamed("8.d")});
-        list->addListObserver(witness);
-        list->removeListObserver(witness);
-        list->refresh();
-    });
+    std::vector<std::jthread> atThem;
+    // AddressSanitizer's own allocator stays locked in a child that is forked while another thread allocates.
+    if (!kHasAddressSanitizer) {
+        atThem.push_back(again([&] { manager_->getItemsMatching(8, 501); }));
+        atThem.push_back(again([&] {
+            list->setItems({itemNamed("8.c"), itemNamed("8.d")});
+            list->addListObserver(witness);
+            list->removeListObserver(witness);
+            list->refresh();
+        }));
+    }
     int failures = 0;
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < (kHasAddressSanitizer ? 1 : 20); ++round) {
         failures += inAChild([&] {
             const auto fetched = manager_->getItemsMatching(8, 501);
             list->addListObserver(witness);
