@@ -118,7 +118,7 @@ bool Peer::handle(std::uint32_t events) {
         }
         isDrained = *received == Received::Drained;
         if (isTurnOver()) {
-            noteProgress();
+            frameSince_.store(0);  // what has come waits for this side now
             return true;
         }
     }
