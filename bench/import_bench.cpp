@@ -1,7 +1,7 @@
 // import_bench.cpp: what it takes to register 5,000 job files with the daemon in one run, each of a program that is
 // signed: files a second, memory, and how much of it is the store's and the signatures', each measured alone in the
-// same run; and to register them again, which must change nothing. Importer and daemon share one CPU. Ends with 1
-// when a target is missed and it was called with "--strict".
+// same run; and to register them again, which must change nothing. Ends with 1 when a target is missed and it was
+// called with "--strict".
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +19,6 @@
 #include <kestrelwood/KSWList.h>
 #include <kestrelwood/KSWManager.h>
 
-#include "bench/support/child_process.h"
 #include "bench/support/items.h"
 #include "bench/support/question.h"
 #include "bench/support/rounds.h"
@@ -190,7 +189,6 @@ double mebibytes(int who) {
 }  // namespace
 
 int main(int count, char** words) {
-    bench::stayOnOneCpu();
     const bench::BenchRoot root;
     const Jobs jobs(root.path());
     // First, so that the files have settled when they are imported, as on a host: who looks at a file a moment
